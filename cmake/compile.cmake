@@ -1,0 +1,9 @@
+# Flags that every target of the project shares; link project_options to get them.
+add_library(project_options INTERFACE)
+target_compile_options(project_options INTERFACE
+  -Wall -Wextra -Wshadow -Wconversion -Wsign-conversion -Wformat=2 -Werror
+  -fno-strict-aliasing -fstack-protector-strong)
+if(TESK_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()

@@ -1,0 +1,89 @@
+// A bound datagram socket of the message bus.
+//
+// Every queue is one Unix datagram socket, named by its address, in the run-time folder's `bus/`. The
+// kernel keeps message boundaries, vouches for the sender, and makes the descriptor readable,
+// level-triggered, while a message waits; there is no queue in user space.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include "host/bus/message.h"
+
+namespace opal::bus {
+
+/// The run-time folder: the environment's OPAL_RUN_DIR, else "/run/opal".
+std::filesystem::path run_folder();
+
+/// An owned descriptor.
+class Descriptor {
+ public:
+  Descriptor() = default;
+  explicit Descriptor(int fd) : fd_(fd) {}
+  Descriptor(Descriptor &&other) noexcept : fd_(other.release()) {}
+  Descriptor &operator=(Descriptor &&other) noexcept;
+  ~Descriptor();
+  int get() const { return fd_; }
+  int release() { return std::exchange(fd_, -1); }
+  explicit operator bool() const { return fd_ >= 0; }
+
+ private:
+  int fd_ = -1;
+};
+
+/// Frames that never became messages, and messages that never left.
+struct SocketCounters {
+  std::uint64_t received = 0;
+  std::uint64_t malformed = 0;      ///< short, oversized, wrong magic, version or length
+  std::uint64_t foreign = 0;        ///< from another user
+  std::uint64_t sent = 0;
+  std::uint64_t refused_full = 0;   ///< the peer had no room
+  std::uint64_t refused_absent = 0; ///< no such peer
+};
+
+class Socket {
+ public:
+  /// Binds `address` in `folder`/bus. A name left behind by a dead owner is taken over; one whose
+  /// owner lives is refused with EADDRINUSE.
+  static std::optional<Socket> bind(const std::filesystem::path &folder, Address address, std::error_code &error);
+
+  /// Binds a fresh address of its own, for programs that only ask (SAPs from 0x10000 up).
+  static std::optional<Socket> bind_ephemeral(const std::filesystem::path &folder, std::error_code &error);
+
+  Socket(Socket &&) noexcept;
+  Socket &operator=(Socket &&) noexcept;
+  /// Removes the bound name.
+  ~Socket();
+
+  int fd() const { return descriptor_.get(); }
+  Address address() const { return address_; }
+  const SocketCounters &counters() const { return counters_; }
+
+  /// Sends one message; never waits. ECONNREFUSED: no such peer. ENOBUFS: the peer's queue is full.
+  /// EMSGSIZE: the payload is over payload_limit.
+  std::error_code send(Address destination, Kind kind, std::uint32_t opcode, std::uint32_t token,
+                       std::span<const std::byte> payload);
+
+  /// Takes the next well-formed message; malformed datagrams before it are counted and dropped.
+  /// @return nothing when no message waits (`error` clear) or on failure (`error` set); never waits
+  std::optional<Message> receive(std::error_code &error);
+
+  /// Sends a request and waits for its response, at most `timeout_ms`; other messages that arrive in
+  /// the meantime are dropped, so the socket must be one that only asks.
+  std::optional<Message> ask(Address destination, std::uint32_t opcode, std::span<const std::byte> payload,
+                             int timeout_ms, std::error_code &error);
+
+ private:
+  Socket(Descriptor descriptor, Address address, std::filesystem::path folder);
+  Descriptor descriptor_;
+  Address address_;
+  std::filesystem::path folder_;
+  SocketCounters counters_;
+  std::uint32_t next_token_ = 1;
+};
+
+}  // namespace opal::bus

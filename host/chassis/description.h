@@ -1,0 +1,103 @@
+// What a chassis is made of, read from a YAML file.
+//
+//   name: lab                     # optional; one chassis of a name runs at a time
+//   board: 82                     # 82: 20 downlinks, mgmt0. 83: 14 downlinks, uplinks on ASIC ports 4-6 and 14-16, mgmt1
+//   amm:
+//     address: 10.0.{vlan}.1/24   # optional pattern for every VLAN; SoL uses 10.255.0.1/24
+//     vlans: [4095, 100, 200]     # access interfaces in the AMM's namespace: sol0, vlan100, vlan200
+//   ports:                        # front ports by number, from 1
+//     - port: 1
+//       blade: blade1             # a namespace with trunk0 and access interfaces
+//       vlans: [4095, 100]        # carried, tagged; each gets an access interface
+//       link: up                  # or down
+//     - port: 5
+//       attach: eth1              # instead of a blade: an existing interface of the machine
+//       vlans: [4095, 100]
+//   port_channels:
+//     - channel: 7
+//       members: [3, 4]           # front ports
+//       vlans: [4095, 100]
+//   incompatible:                 # VLANs that carry a feature which excludes CIN
+//     - vlan: 300
+//
+// Every mistake is refused with "file:line: what was expected".
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "host/chassis/numbers.h"
+
+namespace chassis {
+
+enum class Board : std::uint16_t { b82 = 82, b83 = 83 };
+
+/// Front port as people count it, from 1.
+struct FrontPort {
+  std::uint8_t value = 1;
+  friend auto operator<=>(const FrontPort &, const FrontPort &) = default;
+};
+
+struct AccessInterface {
+  VlanId vlan;
+  std::string name;     ///< "sol0", "vlan100"
+  std::string address;  ///< "10.0.100.3/24"; "" for none
+};
+
+struct NodeDescription {
+  std::string name;  ///< "amm", "blade1"
+  std::vector<AccessInterface> access;
+};
+
+struct PortDescription {
+  FrontPort port;
+  std::optional<NodeDescription> blade;  ///< either a blade …
+  std::string attach;                    ///< … or an interface of the machine, or neither
+  std::vector<VlanId> vlans;
+  bool link_up = true;
+};
+
+struct PortChannelDescription {
+  std::uint16_t channel = 1;
+  std::vector<FrontPort> members;
+  std::vector<VlanId> vlans;
+};
+
+struct Description {
+  std::string name = "chassis";
+  Board board = Board::b82;
+  NodeDescription amm;
+  std::vector<PortDescription> ports;
+  std::vector<PortChannelDescription> port_channels;
+  std::vector<VlanId> incompatible;
+  std::vector<std::string> faults;  ///< "SERVICE=refuse" or "SERVICE=silent", from the command line; see faults.h
+};
+
+/// A mistake in a description; `what` is one sentence that begins with "file:line: ".
+struct DescriptionError {
+  std::string what;
+};
+
+std::variant<Description, DescriptionError> read_description(const std::filesystem::path &file);
+
+/// The built-in default: board 82, blades 1 to 4 on ports 1 to 4, an AMM, SoL and VLANs 100 and 200.
+Description default_description();
+
+/// Management device of a board: "mgmt0" or "mgmt1".
+const char *management_device(Board board);
+
+/// ASIC port of a front port. Board 82: the number less one. Board 83: front ports 1 to 14 are the
+/// downlinks 0-3, 7-13, 17-19; front ports 15 to 20 the uplinks 4-6, 14-16.
+std::optional<AsicPort> asic_port(Board board, FrontPort port);
+
+/// Front port of an ASIC port; the inverse of asic_port.
+FrontPort front_port(Board board, AsicPort port);
+
+/// Interface index of a front port ("ethernet 1/3" for front port 3).
+IfIndex if_index(FrontPort port);
+
+}  // namespace chassis
