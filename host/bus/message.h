@@ -36,9 +36,9 @@ struct Header {
   std::uint16_t version;
   Kind kind;
   std::uint32_t opcode;
-  std::uint32_t token;  ///< pairs a response with its request; chosen by the requester, 0 in notices
-  Address source;       ///< where a response goes
-  std::uint32_t length; ///< bytes of payload
+  std::uint32_t token;   ///< pairs a response with its request; chosen by the requester, 0 in notices
+  Address source;        ///< where a response goes
+  std::uint32_t length;  ///< bytes of payload
   std::uint32_t reserved;
 };
 static_assert(sizeof(Header) == 32);

@@ -29,44 +29,45 @@ inline constexpr Address ltlsvc{0, 5};
 inline constexpr Address chanagg{0, 6};
 inline constexpr Address kinb{0, 7};
 inline constexpr Address capreg{0, 8};
-inline constexpr Address cush{0, 9};   ///< registry of parse trees and command back ends
-inline constexpr Address rcgen{0, 10}; ///< renders running and startup configuration
-inline constexpr Address control{0, 11}; ///< `chassis status`, `chassis event`
+inline constexpr Address cush{0, 9};      ///< registry of parse trees and command back ends
+inline constexpr Address rcgen{0, 10};    ///< renders running and startup configuration
+inline constexpr Address control{0, 11};  ///< `chassis status`, `chassis event`
 inline constexpr Address vlan_mgr{QBUS_NODE_VLAN_MGR, QBUS_SAP_VLAN_MGR};
 }  // namespace address
 
 /// Opcodes that the daemon itself serves, besides those of the platform headers.
 namespace opcode {
-inline constexpr std::uint32_t cush_command = 0x1DFF;   ///< request: Command; response: CommandAnswer
-inline constexpr std::uint32_t rcgen_generate = 0x1DEF; ///< request: Generate; response: Generated
-inline constexpr std::uint32_t ncfg_debug = 0x20401;    ///< request and response: ncfg_payload_t + body
+inline constexpr std::uint32_t cush_command = 0x1DFF;    ///< request: Command; response: CommandAnswer
+inline constexpr std::uint32_t rcgen_generate = 0x1DEF;  ///< request: Generate; response: Generated
+inline constexpr std::uint32_t ncfg_debug = 0x20401;     ///< request and response: ncfg_payload_t + body
 inline constexpr std::uint32_t ncfg_enable = 0x20402;
 // Between the library and the services.
-inline constexpr std::uint32_t subscribe = 0x30001;           ///< broker. Subscribe -> Result
-inline constexpr std::uint32_t handshake = 0x30010;           ///< overseer. Handshake -> HandshakeAnswer
-inline constexpr std::uint32_t heartbeat = 0x30011;           ///< overseer. Heartbeat, a notice
-inline constexpr std::uint32_t start_status = 0x30012;        ///< overseer. StartStatus -> Result
-inline constexpr std::uint32_t condition = 0x30013;           ///< overseer. Condition -> Result (0: all hold)
-inline constexpr std::uint32_t config_write = 0x30014;        ///< overseer asks program. ConfigWrite -> Result
-inline constexpr std::uint32_t save = 0x30015;                ///< anyone asks overseer. (empty) -> Result
-inline constexpr std::uint32_t barrier = 0x30016;             ///< overseer asks program. (empty) -> Result, once all sent before it has been handled
-inline constexpr std::uint32_t board_info = 0x30020;          ///< board. (empty) -> BoardInfo
-inline constexpr std::uint32_t portsvc_register = 0x30030;    ///< portsvc. Name -> Result
-inline constexpr std::uint32_t portsvc_present = 0x30031;     ///< portsvc. Interface -> InterfacePresent
-inline constexpr std::uint32_t ifindex_to_di = 0x30040;       ///< ltlsvc. Interface -> DestinationIndex
-inline constexpr std::uint32_t port_channel_info = 0x30050;   ///< chanagg. Interface -> PortChannelInfo
-inline constexpr std::uint32_t kinb_init = 0x30060;           ///< kinb. (empty) -> Result
-inline constexpr std::uint32_t kinb_vlan_add = 0x30061;       ///< kinb. Vlan -> Result
-inline constexpr std::uint32_t kinb_vlan_del = 0x30062;       ///< kinb. Vlan -> Result
-inline constexpr std::uint32_t feature_status = 0x30070;      ///< capreg. FeatureStatus -> Result
-inline constexpr std::uint32_t check_feature = 0x30080;       ///< vlan_mgr. CheckFeature -> Result (0: allowed)
-inline constexpr std::uint32_t register_parse_tree = 0x30090; ///< cush. Name -> Result
-inline constexpr std::uint32_t backend_init = 0x30091;        ///< cush. (empty) -> Result
-inline constexpr std::uint32_t list_parse_trees = 0x30092;    ///< cush. (empty) -> ParseTrees
-inline constexpr std::uint32_t rcgen_register = 0x300A0;      ///< rcgen. (empty) -> Result
-inline constexpr std::uint32_t show_config = 0x300A1;         ///< rcgen. ShowConfig -> ConfigText
-inline constexpr std::uint32_t trace_switch = 0x300B0;        ///< anyone asks program. TraceSwitch -> Result
-inline constexpr std::uint32_t control = 0x300C0;             ///< control. JSON text -> JSON text
+inline constexpr std::uint32_t subscribe = 0x30001;     ///< broker. Subscribe -> Result
+inline constexpr std::uint32_t handshake = 0x30010;     ///< overseer. Handshake -> HandshakeAnswer
+inline constexpr std::uint32_t heartbeat = 0x30011;     ///< overseer. Heartbeat, a notice
+inline constexpr std::uint32_t start_status = 0x30012;  ///< overseer. StartStatus -> Result
+inline constexpr std::uint32_t condition = 0x30013;     ///< overseer. Condition -> Result (0: all hold)
+inline constexpr std::uint32_t config_write = 0x30014;  ///< overseer asks program. ConfigWrite -> Result
+inline constexpr std::uint32_t save = 0x30015;          ///< anyone asks overseer. (empty) -> Result
+inline constexpr std::uint32_t barrier =
+    0x30016;  ///< overseer asks program. (empty) -> Result, once all sent before it has been handled
+inline constexpr std::uint32_t board_info = 0x30020;         ///< board. (empty) -> BoardInfo
+inline constexpr std::uint32_t portsvc_register = 0x30030;   ///< portsvc. Name -> Result
+inline constexpr std::uint32_t portsvc_present = 0x30031;    ///< portsvc. Interface -> InterfacePresent
+inline constexpr std::uint32_t ifindex_to_di = 0x30040;      ///< ltlsvc. Interface -> DestinationIndex
+inline constexpr std::uint32_t port_channel_info = 0x30050;  ///< chanagg. Interface -> PortChannelInfo
+inline constexpr std::uint32_t kinb_init = 0x30060;          ///< kinb. (empty) -> Result
+inline constexpr std::uint32_t kinb_vlan_add = 0x30061;      ///< kinb. Vlan -> Result
+inline constexpr std::uint32_t kinb_vlan_del = 0x30062;      ///< kinb. Vlan -> Result
+inline constexpr std::uint32_t feature_status = 0x30070;     ///< capreg. FeatureStatus -> Result
+inline constexpr std::uint32_t check_feature = 0x30080;  ///< vlan_mgr. CheckFeature -> Result (0: allowed)
+inline constexpr std::uint32_t register_parse_tree = 0x30090;  ///< cush. Name -> Result
+inline constexpr std::uint32_t backend_init = 0x30091;         ///< cush. (empty) -> Result
+inline constexpr std::uint32_t list_parse_trees = 0x30092;     ///< cush. (empty) -> ParseTrees
+inline constexpr std::uint32_t rcgen_register = 0x300A0;       ///< rcgen. (empty) -> Result
+inline constexpr std::uint32_t show_config = 0x300A1;          ///< rcgen. ShowConfig -> ConfigText
+inline constexpr std::uint32_t trace_switch = 0x300B0;         ///< anyone asks program. TraceSwitch -> Result
+inline constexpr std::uint32_t control = 0x300C0;              ///< control. JSON text -> JSON text
 }  // namespace opcode
 
 inline constexpr std::size_t uri_bytes = 256;
@@ -195,7 +196,7 @@ struct ParseTrees {
 struct Command {
   std::uint32_t version;  ///< 1
   std::uint32_t id;
-  std::uint32_t is_del;   ///< 1 for the "no" form
+  std::uint32_t is_del;  ///< 1 for the "no" form
   std::uint32_t attribute_count;
 };
 /// The answer: this, the text padded to a multiple of 8, then the attributes.

@@ -1,8 +1,15 @@
 // A bound datagram socket of the message bus.
 //
-// Every queue is one Unix datagram socket, named by its address, in the run-time folder's `bus/`. The
-// kernel keeps message boundaries, vouches for the sender, and makes the descriptor readable,
-// level-triggered, while a message waits; there is no queue in user space.
+// Every queue is one Unix datagram socket, named by its address, in the run-time folder's `bus/`
+// ("0.721", "fe000000.167"). The kernel keeps message boundaries, vouches for the sender, and makes the
+// descriptor readable, level-triggered, while a message waits; there is no queue in user space.
+//
+// How many messages may wait is the kernel's net.unix.max_dgram_qlen of the network namespace in which
+// the receiver was bound; the chassis sets it to 1024. What a sender may have under way is bounded by its
+// socket's send buffer too, so a Socket that finds its buffer full goes on with up to seven helpers.
+//
+// A Socket belongs to one thread. Whoever may enter the bus folder (mode 0700) may name any address as
+// his own in a header; that he is the same user is checked against the kernel's word for every datagram.
 #pragma once
 
 #include <cstdint>
@@ -11,6 +18,7 @@
 #include <string>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "host/bus/message.h"
 
@@ -35,21 +43,23 @@ class Descriptor {
   int fd_ = -1;
 };
 
-/// Frames that never became messages, and messages that never left.
+/// Messages, datagrams that never became messages, and messages that never left.
 struct SocketCounters {
   std::uint64_t received = 0;
-  std::uint64_t malformed = 0;      ///< short, oversized, wrong magic, version or length
-  std::uint64_t foreign = 0;        ///< from another user
+  std::uint64_t malformed = 0;  ///< short, oversized, wrong magic, version or length
+  std::uint64_t foreign = 0;    ///< from another user
   std::uint64_t sent = 0;
-  std::uint64_t refused_full = 0;   ///< the peer had no room
-  std::uint64_t refused_absent = 0; ///< no such peer
+  std::uint64_t refused_full = 0;    ///< the peer had no room
+  std::uint64_t refused_absent = 0;  ///< no such peer
 };
 
 class Socket {
  public:
   /// Binds `address` in `folder`/bus. A name left behind by a dead owner is taken over; one whose
-  /// owner lives is refused with EADDRINUSE.
-  static std::optional<Socket> bind(const std::filesystem::path &folder, Address address, std::error_code &error);
+  /// owner lives is refused with EADDRINUSE. ENOENT: `folder` does not exist. ENAMETOOLONG: `folder` is
+  /// longer than a socket's name can be (about 85 characters).
+  static std::optional<Socket> bind(const std::filesystem::path &folder, Address address,
+                                    std::error_code &error);
 
   /// Binds a fresh address of its own, for programs that only ask (SAPs from 0x10000 up).
   static std::optional<Socket> bind_ephemeral(const std::filesystem::path &folder, std::error_code &error);
@@ -68,18 +78,25 @@ class Socket {
   std::error_code send(Address destination, Kind kind, std::uint32_t opcode, std::uint32_t token,
                        std::span<const std::byte> payload);
 
-  /// Takes the next well-formed message; malformed datagrams before it are counted and dropped.
-  /// @return nothing when no message waits (`error` clear) or on failure (`error` set); never waits
+  /// Takes the next well-formed message; malformed datagrams before it are counted and dropped, a
+  /// bounded number in one call.
+  /// @return nothing when no message could be taken (`error` clear) or on failure (`error` set); never waits
   std::optional<Message> receive(std::error_code &error);
 
   /// Sends a request and waits for its response, at most `timeout_ms`; other messages that arrive in
   /// the meantime are dropped, so the socket must be one that only asks.
+  /// @return nothing with ETIMEDOUT when no response came, or with the error of the send
   std::optional<Message> ask(Address destination, std::uint32_t opcode, std::span<const std::byte> payload,
                              int timeout_ms, std::error_code &error);
 
  private:
   Socket(Descriptor descriptor, Address address, std::filesystem::path folder);
+  std::error_code send_by_any(Address destination, const Header &header, std::span<const std::byte> payload);
+  bool add_helper();
+  void remove_name();
+
   Descriptor descriptor_;
+  std::vector<Descriptor> helpers_;  ///< unnamed sockets that send when descriptor_'s buffer is full
   Address address_;
   std::filesystem::path folder_;
   SocketCounters counters_;

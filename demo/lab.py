@@ -1,0 +1,170 @@
+"""A running chassis as a script sees it: nodes, shell, events, pings and captures.
+
+Everything here runs inside `chassis run -- …` and uses the programs that a person would use: `cush`,
+`chassis`, ping and tcpdump. Nothing sleeps: a capture is over when a frame that must arrive has arrived.
+"""
+
+from __future__ import annotations
+
+import json
+import os
+import pathlib
+import re
+import select
+import subprocess
+import sys
+import time
+from dataclasses import dataclass
+
+BOUND = 10.0
+PROBE = pathlib.Path(__file__).with_name("probe.py")
+
+
+class Unmet(Exception):
+    """Something that should be seen was not; the message says what."""
+
+
+def require(truth: bool, sentence: str) -> None:
+    if not truth:
+        raise Unmet(sentence)
+
+
+def run(*command: str, check: bool = True, timeout: float = BOUND) -> subprocess.CompletedProcess:
+    done = subprocess.run(command, capture_output=True, text=True, timeout=timeout, stdin=subprocess.DEVNULL)
+    if check and done.returncode != 0:
+        raise Unmet(f"{' '.join(command)}: exit status {done.returncode}: {(done.stderr or done.stdout).strip()}")
+    return done
+
+
+def cush(line: str, check: bool = True) -> str:
+    """One line to the operator's shell; its output."""
+    return run("cush", "-c", line, check=check).stdout
+
+
+def status() -> dict:
+    return json.loads(run("chassis", "status", "--json").stdout)
+
+
+def event(*words: object) -> None:
+    """One event; returns once the daemon has handled what it caused."""
+    run("chassis", "event", *map(str, words))
+
+
+def on(node: str, *command: str, check: bool = True) -> subprocess.CompletedProcess:
+    return run("chassis", "exec", node, *command, check=check)
+
+
+def address(node: str, interface: str) -> str:
+    """IPv4 address of an interface."""
+    text = on(node, "ip", "-4", "-o", "addr", "show", "dev", interface).stdout
+    found = re.search(r"inet ([0-9.]+)/", text)
+    require(found is not None, f"{node} has no address on {interface}")
+    return found.group(1)
+
+
+def mac(node: str, interface: str) -> str:
+    text = on(node, "ip", "-o", "link", "show", "dev", interface).stdout
+    found = re.search(r"link/ether ([0-9a-f:]{17})", text)
+    require(found is not None, f"{node} has no {interface}")
+    return found.group(1)
+
+
+@dataclass
+class Ping:
+    sent: int
+    received: int
+    text: str
+
+    def last_lines(self) -> str:
+        return "\n".join(self.text.strip().splitlines()[-2:])
+
+
+def ping(node: str, interface: str, destination: str, count: int = 3, wait: float = 1) -> Ping:
+    done = on(node, "ping", "-n", "-i", "0.1", "-c", str(count), "-W", str(wait), "-I", interface, destination,
+              check=False)
+    found = re.search(r"(\d+) packets transmitted, (\d+) received", done.stdout)
+    require(found is not None, f"ping said: {(done.stdout + done.stderr).strip()}")
+    return Ping(int(found.group(1)), int(found.group(2)), done.stdout)
+
+
+def send(node: str, interface: str, destination: str, length: int) -> None:
+    """One raw frame of a length by which a capture recognises it."""
+    on(node, sys.executable, "-B", str(PROBE), interface, destination, str(length))
+
+
+class Capture:
+    """tcpdump on one interface of a node, from `with` on until the frame that ends it."""
+
+    def __init__(self, node: str, interface: str, *expression: str):
+        self.node, self.interface, self.expression = node, interface, expression
+        self.text = ""
+
+    def __enter__(self) -> "Capture":
+        command = ["chassis", "exec", self.node, "tcpdump", "-i", self.interface, "-nn", "-e", "-t", "-l",
+                   "--immediate-mode", *self.expression]
+        self.process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                        stderr=subprocess.STDOUT)
+        self.until(r"listening on")
+        self.text = ""
+        return self
+
+    def until(self, pattern: str, bound: float = BOUND) -> str:
+        """Reads until a line matches; everything captured so far."""
+        deadline = time.monotonic() + bound
+        while not re.search(pattern, self.text):
+            ready, _, _ = select.select([self.process.stdout], [], [], max(0, deadline - time.monotonic()))
+            chunk = os.read(self.process.stdout.fileno(), 65536) if ready else b""
+            if not chunk:
+                raise Unmet(f"tcpdump on {self.node}'s {self.interface} did not show /{pattern}/ but: {self.text!r}")
+            self.text += chunk.decode(errors="replace")
+        return self.text
+
+    def __exit__(self, *_: object) -> None:
+        self.process.terminate()
+        self.process.communicate(timeout=BOUND)
+
+
+BROADCAST = "ff:ff:ff:ff:ff:ff"
+LAST_IN_VLAN, LAST_OF_ALL = 222, 333
+TAG = 4
+
+
+def reaches(length: int, destination: str, vlan_interface: str, blades: list[str],
+            silent: tuple[str, ...] = ()) -> dict[str, list[str]]:
+    """Sends one frame from the AMM; the frames of its VLAN that each blade's wire then carried.
+
+    A frame that never comes is proved by one that comes behind it: after the frame in question one is flooded
+    in the same VLAN, and when the blades that are not `silent` have it, one over SoL, which every blade gets.
+    """
+    captures = [Capture(blade, "trunk0", "vlan and ether proto 0x88b5") for blade in blades]
+    entered = []
+    try:
+        for capture in captures:
+            entered.append(capture.__enter__())
+        send("amm", vlan_interface, destination, length)
+        send("amm", vlan_interface, BROADCAST, LAST_IN_VLAN)
+        for capture in captures:
+            if capture.node not in silent:
+                capture.until(rf"length {LAST_IN_VLAN + TAG}\b")
+        send("amm", "sol0", BROADCAST, LAST_OF_ALL)
+        for capture in captures:
+            capture.until(rf"length {LAST_OF_ALL + TAG}\b")
+        return {capture.node: [line for line in capture.text.splitlines()
+                               if "0x88b5" in line and f"length {LAST_OF_ALL + TAG}" not in line]
+                for capture in captures}
+    finally:
+        for capture in entered:
+            capture.__exit__()
+
+
+def shows(lines: list[str], length: int) -> bool:
+    return any(re.search(rf"length {length + TAG}\b", line) for line in lines)
+
+
+def trace(category: str | None = None) -> str:
+    words = ["chassis", "trace"] + (["--category", category] if category else [])
+    return run(*words).stdout
+
+
+def traced(pattern: str, since: int = 0) -> bool:
+    return re.search(pattern, trace()[since:]) is not None
