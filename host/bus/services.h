@@ -3,6 +3,10 @@
 //
 // Records are host byte order, naturally aligned, and their sizes are asserted. Every response begins
 // with a result code (include/opal/rcode.h). A receiver checks the payload's size before it looks at it.
+//
+// A program makes its synchronous calls on a socket of its own, so that the answers do not mix with the
+// messages that wait in its queue. A request that registers a queue therefore names the queue in its
+// payload; the source in its header is only where the answer goes.
 #pragma once
 
 #include <cstdint>
@@ -42,7 +46,7 @@ inline constexpr std::uint32_t rcgen_generate = 0x1DEF;  ///< request: Generate;
 inline constexpr std::uint32_t ncfg_debug = 0x20401;     ///< request and response: ncfg_payload_t + body
 inline constexpr std::uint32_t ncfg_enable = 0x20402;
 // Between the library and the services.
-inline constexpr std::uint32_t subscribe = 0x30001;     ///< broker. Subscribe -> Result
+inline constexpr std::uint32_t subscribe = 0x30001;     ///< broker. Subscription -> Result
 inline constexpr std::uint32_t handshake = 0x30010;     ///< overseer. Handshake -> HandshakeAnswer
 inline constexpr std::uint32_t heartbeat = 0x30011;     ///< overseer. Heartbeat, a notice
 inline constexpr std::uint32_t start_status = 0x30012;  ///< overseer. StartStatus -> Result
@@ -61,10 +65,10 @@ inline constexpr std::uint32_t kinb_vlan_add = 0x30061;      ///< kinb. Vlan -> 
 inline constexpr std::uint32_t kinb_vlan_del = 0x30062;      ///< kinb. Vlan -> Result
 inline constexpr std::uint32_t feature_status = 0x30070;     ///< capreg. FeatureStatus -> Result
 inline constexpr std::uint32_t check_feature = 0x30080;  ///< vlan_mgr. CheckFeature -> Result (0: allowed)
-inline constexpr std::uint32_t register_parse_tree = 0x30090;  ///< cush. Name -> Result
-inline constexpr std::uint32_t backend_init = 0x30091;         ///< cush. (empty) -> Result
+inline constexpr std::uint32_t register_parse_tree = 0x30090;  ///< cush. Registration -> Result
+inline constexpr std::uint32_t backend_init = 0x30091;         ///< cush. Registration -> Result
 inline constexpr std::uint32_t list_parse_trees = 0x30092;     ///< cush. (empty) -> ParseTrees
-inline constexpr std::uint32_t rcgen_register = 0x300A0;       ///< rcgen. (empty) -> Result
+inline constexpr std::uint32_t rcgen_register = 0x300A0;       ///< rcgen. Registration -> Result
 inline constexpr std::uint32_t show_config = 0x300A1;          ///< rcgen. ShowConfig -> ConfigText
 inline constexpr std::uint32_t trace_switch = 0x300B0;         ///< anyone asks program. TraceSwitch -> Result
 inline constexpr std::uint32_t control = 0x300C0;              ///< control. JSON text -> JSON text
@@ -85,13 +89,21 @@ struct Interface {
 struct Vlan {
   std::int32_t vlan;
 };
-struct Subscribe {
+/// `queue` wants the notices with this opcode.
+struct Subscription {
   std::uint32_t opcode;
+  Address queue;
+};
+/// `queue` serves something under this name; "" where a name means nothing.
+struct Registration {
+  Address queue;
+  char name[name_bytes];  ///< NUL-terminated
 };
 
 struct Handshake {
   std::uint32_t uuid;
   std::int32_t pid;
+  Address queue;  ///< where the program takes the supervisor's requests
 };
 struct HandshakeAnswer {
   std::uint32_t rcode;
@@ -255,6 +267,7 @@ struct TraceSwitch {
 };
 
 static_assert(sizeof(HandshakeAnswer) == 12 + 2 * uri_bytes + name_bytes);
+static_assert(sizeof(Subscription) == 12 && sizeof(Registration) == 40 && sizeof(Handshake) == 16);
 static_assert(sizeof(BoardInfo) == 12);
 static_assert(sizeof(ParseTree) == 48);
 static_assert(sizeof(Command) == 16 && sizeof(CommandAnswer) == 16 && sizeof(Attribute) == 16);

@@ -8,8 +8,8 @@
 // its own: where a frame leaves, it calls the sink that the owner installed.
 //
 // Wire frames are tagged Ethernet frames without frame check sequence, 60 to 1522 bytes (18 + 1504); a
-// shorter one from a real stack is padded by whoever reads it from the wire (see pad_frame), as a MAC
-// would.
+// shorter one from a real stack is padded by whoever reads it from the wire as a MAC would; the fabric itself
+// refuses only a frame that is too short for its tag.
 #pragma once
 
 #include <array>
@@ -17,6 +17,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 
 #include "host/chassis/numbers.h"
@@ -33,6 +34,8 @@ struct FrameCounters {
   std::uint64_t ucast = 0;
   std::uint64_t mcast = 0;
 };
+/// Counts a frame of at least one byte by its destination.
+void count_frame(FrameCounters &counters, std::span<const std::byte> frame);
 
 /// Why a frame went nowhere.
 enum class Drop : std::uint8_t {
@@ -42,12 +45,15 @@ enum class Drop : std::uint8_t {
   vlan_not_allowed,  ///< the port may not carry this VLAN
   link_down,         ///< the port is down
   not_classified,    ///< nobody asked for this VLAN's frames
-  bad_header,        ///< from the CPU without CE or without tags-present
+  bad_header,        ///< from the CPU without CE or tags-present, or not of the VLAN of its tag
   blocked,           ///< a port of the LTL does not forward the VLAN
-  no_such_port,      ///< a bit of the LTL names no port of this chassis
+  no_such_port,      ///< no such port on this board, or an LTL that names none
   count_
 };
 const char *drop_name(Drop reason);
+
+/// What is wrong with the shape of a wire frame (runt, oversize, untagged); nothing when it is sound.
+std::optional<Drop> frame_fault(std::span<const std::byte> frame);
 
 struct PortCounters {
   FrameCounters rx;  ///< came in from the wire and were admitted
@@ -57,10 +63,10 @@ struct PortCounters {
 
 /// What a port may do. Set up from the description, changed by events.
 struct PortState {
-  bool present = false;   ///< the board has this port
+  bool present = false;  ///< the board has this port
   bool link_up = false;
-  VlanSet allowed;        ///< VLANs that the port carries, tagged on the wire
-  VlanSet forwarding;     ///< CBL: VLANs in which the port forwards; SoL always does
+  VlanSet allowed;     ///< VLANs that the port carries, tagged on the wire
+  VlanSet forwarding;  ///< CBL: VLANs in which the port forwards; SoL always does
 };
 
 class Fabric {
@@ -72,7 +78,8 @@ class Fabric {
 
   Fabric(WireSink to_wire, CpuSink to_cpu);
 
-  /// A frame from a port's wire. `buffer` holds asic_header_bytes free bytes, then the frame.
+  /// A frame from a port's wire. A port outside 0 to 19 is a programming error. `buffer` holds
+  /// asic_header_bytes free bytes, then the frame.
   void from_wire(AsicPort port, std::span<std::byte> buffer);
 
   /// A frame from the CPU, the 10-byte from-host header in front.
@@ -93,10 +100,13 @@ class Fabric {
   void forget_cpu();
 
   const PortCounters &counters(AsicPort port) const;
-  /// Frames from and to the CPU; drops of frames that the CPU sent stand under `dropped`.
+  /// Frames from (rx) and to (tx) the CPU; drops of frames that the CPU sent stand under `dropped`.
   const PortCounters &cpu_counters() const;
 
  private:
+  static std::optional<Drop> refusal_to_admit(const PortState &port, std::span<const std::byte> buffer);
+  void deliver(std::uint32_t ltl, VlanId vlan, std::span<const std::byte> frame);
+
   std::array<PortState, asic_ports> ports_;
   std::array<PortCounters, asic_ports> counters_;
   PortCounters cpu_counters_;

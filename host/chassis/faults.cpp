@@ -40,7 +40,8 @@ std::string list_of_names() {
 }
 
 bool is_known(std::string_view name) {
-  return std::any_of(names.begin(), names.end(), [name](const FaultName &entry) { return entry.name == name; });
+  return std::any_of(names.begin(), names.end(),
+                     [name](const FaultName &entry) { return entry.name == name; });
 }
 
 }  // namespace
@@ -48,7 +49,8 @@ bool is_known(std::string_view name) {
 std::span<const FaultName> fault_names() { return names; }
 
 std::string FaultTable::set(std::string_view name, std::string_view mode, std::chrono::milliseconds delay) {
-  if (!is_known(name)) return fmt::format("no service is called \"{}\"; faults exist for {}", name, list_of_names());
+  if (!is_known(name))
+    return fmt::format("no service is called \"{}\"; faults exist for {}", name, list_of_names());
   Fault fault;
   if (mode == "refuse") {
     fault.mode = FaultMode::refuse;
@@ -56,7 +58,8 @@ std::string FaultTable::set(std::string_view name, std::string_view mode, std::c
     fault.mode = FaultMode::silent;
   } else if (mode == "delay") {
     if (delay.count() < 1 || delay > longest_delay) {
-      return fmt::format("a delay of {} ms is not possible; give 1 to {} ms", delay.count(), longest_delay.count());
+      return fmt::format("a delay of {} ms is not possible; give 1 to {} ms", delay.count(),
+                         longest_delay.count());
     }
     fault.delay = delay;
   } else if (mode != "normal") {

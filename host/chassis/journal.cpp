@@ -17,7 +17,8 @@ std::string time_of_day() {
   const auto now = std::chrono::system_clock::now();
   const auto milliseconds =
       std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000;
-  return fmt::format("{:%H:%M:%S}.{:03}", fmt::localtime(std::chrono::system_clock::to_time_t(now)), milliseconds);
+  return fmt::format("{:%H:%M:%S}.{:03}", fmt::localtime(std::chrono::system_clock::to_time_t(now)),
+                     milliseconds);
 }
 
 }  // namespace
@@ -27,7 +28,8 @@ Journal::Journal(const std::filesystem::path &file)
 
 void Journal::line(std::string_view text) {
   std::string whole = fmt::format("{} {}", time_of_day(), text);
-  std::replace_if(whole.begin(), whole.end(), [](char byte) { return byte >= 0 && byte < ' '; }, ' ');
+  std::replace_if(
+      whole.begin(), whole.end(), [](char byte) { return byte >= 0 && byte < ' '; }, ' ');
   whole += '\n';
   const int target = file_ ? file_.get() : STDERR_FILENO;
   // A log line that cannot be written is lost: nothing else may fail because of it.

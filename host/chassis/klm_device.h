@@ -50,8 +50,9 @@ class KlmDevice {
   std::uint64_t accepted() const;
   std::uint64_t refused() const;
 
- private:
   struct State;
+
+ private:
   std::unique_ptr<State> state_;
 };
 

@@ -21,7 +21,8 @@ vlan_bitset_t to_record(const VlanSet &vlans) {
   vlan_bitset_t record{};
   record.size = VLAN_BITSET_BYTES;
   for (std::size_t vlan = 0; vlan < vlans.size(); ++vlan) {
-    if (vlans[vlan]) record.bits[vlan / 8] = static_cast<std::uint8_t>(record.bits[vlan / 8] | 1U << vlan % 8);
+    if (vlans[vlan])
+      record.bits[vlan / 8] = static_cast<std::uint8_t>(record.bits[vlan / 8] | 1U << vlan % 8);
   }
   return record;
 }

@@ -153,8 +153,8 @@ std::vector<std::vector<Element>> expand(const std::string &syntax) {
     if (close == std::string::npos) {
       refuse(fmt::format("the syntax \"{}\" has an open bracket", syntax));
     }
-    auto with = expand(syntax.substr(0, open) + syntax.substr(open + 1, close - open - 1) +
-                       syntax.substr(close + 1));
+    auto with =
+        expand(syntax.substr(0, open) + syntax.substr(open + 1, close - open - 1) + syntax.substr(close + 1));
     auto without = expand(syntax.substr(0, open) + syntax.substr(close + 1));
     with.insert(with.end(), std::make_move_iterator(without.begin()), std::make_move_iterator(without.end()));
     return with;
@@ -233,8 +233,9 @@ std::filesystem::path trees_folder() {
   std::error_code error;
   const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
   const auto beside = program.parent_path() / "trees";
-  return std::filesystem::is_directory(beside, error) ? beside
-                                                      : program.parent_path().parent_path() / "share" / "cush";
+  return std::filesystem::is_directory(beside, error)
+             ? beside
+             : program.parent_path().parent_path() / "share" / "cush";
 }
 
 }  // namespace shell

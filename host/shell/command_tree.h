@@ -7,7 +7,7 @@
 //
 //   version    1
 //   server     name that the program registered; absent for the platform's own tree
-//   help       help text of each word
+//   help       help text of each word; of a word with the words before it where it means something else
 //   commands   list of:
 //     syntax       words in lower case, arguments in capitals (VLANS, INTERFACES), optional parts in
 //                  brackets; an optional "no" in front makes the deleting form
@@ -21,8 +21,7 @@
 //       enter        makes the words a context: what is typed afterwards continues them
 //       exit, end, help   the shell's own
 //
-// A word means the same in every tree, so its help text is given once. A file that is not so is refused
-// as a whole, with a sentence that names the file and the mistake.
+// A file that is not so is refused as a whole, with a sentence that names the file and the mistake.
 #pragma once
 
 #include <cstdint>

@@ -55,8 +55,9 @@ std::pair<std::string_view, std::string_view> ends(std::string_view entry) {
 std::vector<std::string_view> entries(std::string_view text, std::string_view what) {
   std::vector<std::string_view> parts = split(text, ',');
   if (parts.size() > list_limit) {
-    throw CommandError(status_syntax, fmt::format("A list of {} may have at most {} entries; this one has {}.",
-                                                  what, list_limit, parts.size()));
+    throw CommandError(status_syntax,
+                       fmt::format("A list of {} may have at most {} entries; this one has {}.", what,
+                                   list_limit, parts.size()));
   }
   return parts;
 }
@@ -72,9 +73,10 @@ std::vector<std::string_view> entries(std::string_view text, std::string_view wh
 [[noreturn]] void refuse_interface(std::string_view entry) {
   throw CommandError(
       status_syntax,
-      fmt::format("\"{}\" is not an interface: ethernet SLOT/PORT, port-channel N, mgmtN and ascending ranges "
-                  "of one kind are accepted, as in ethernet 1/3-5,port-channel 7.",
-                  entry));
+      fmt::format(
+          "\"{}\" is not an interface: ethernet SLOT/PORT, port-channel N, mgmtN and ascending ranges "
+          "of one kind are accepted, as in ethernet 1/3-5,port-channel 7.",
+          entry));
 }
 
 struct InterfaceKind {

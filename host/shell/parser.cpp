@@ -55,7 +55,8 @@ std::vector<Candidate> taking_argument(const std::vector<Candidate> &candidates,
                                        const std::string &typed) {
   std::vector<Candidate> fitting;
   for (Candidate candidate : candidates) {
-    const Element *element = candidate.rest_taken ? &candidate.form->elements.back() : element_at(candidate, position);
+    const Element *element =
+        candidate.rest_taken ? &candidate.form->elements.back() : element_at(candidate, position);
     if (element == nullptr || !element->argument) {
       continue;
     }
@@ -87,16 +88,19 @@ Narrowed narrow(const CommandTree &tree, const Words &typed) {
   for (std::size_t position = 0; position < typed.size(); ++position) {
     const std::set<std::string> words = words_at(result.candidates, position, typed[position]);
     if (words.size() > 1) {
-      result.mistake = fmt::format("\"{}\" is ambiguous: it can be {}.", typed[position], fmt::join(words, " or "));
+      result.mistake =
+          fmt::format("\"{}\" is ambiguous: it can be {}.", typed[position], fmt::join(words, " or "));
       return result;
     }
-    std::vector<Candidate> next = words.empty() ? taking_argument(result.candidates, position, typed[position])
-                                                : taking_word(result.candidates, position, *words.begin());
+    std::vector<Candidate> next = words.empty()
+                                      ? taking_argument(result.candidates, position, typed[position])
+                                      : taking_word(result.candidates, position, *words.begin());
     if (next.empty()) {
-      result.mistake = position == 0
-                           ? fmt::format("There is no command \"{}\"; ? lists the commands.", typed[position])
-                           : fmt::format("\"{}\" cannot follow \"{}\"; \"{} ?\" lists what can.", typed[position],
-                                         fmt::join(result.written_out, " "), fmt::join(result.written_out, " "));
+      result.mistake =
+          position == 0
+              ? fmt::format("There is no command \"{}\"; ? lists the commands.", typed[position])
+              : fmt::format("\"{}\" cannot follow \"{}\"; \"{} ?\" lists what can.", typed[position],
+                            fmt::join(result.written_out, " "), fmt::join(result.written_out, " "));
       return result;
     }
     result.written_out.push_back(words.empty() ? typed[position] : *words.begin());
@@ -119,14 +123,20 @@ std::string incomplete(const Narrowed &narrowed, std::size_t position) {
 }
 
 std::string argument_help(const std::string &name) {
-  return name == "VLANS" ? "VLANs from 1 to 4095, as 3-5,200" : "Interfaces, as ethernet 1/3-5,port-channel 7";
+  return name == "VLANS" ? "VLANs from 1 to 4095, as 3-5,200"
+                         : "Interfaces, as ethernet 1/3-5,port-channel 7";
 }
 
-std::string help_of(const CommandTree &tree, const Element &element) {
+/// The help of a word behind `before`: that of the whole path where the tree gives one, else the word's.
+std::string help_of(const CommandTree &tree, const Words &before, const Element &element) {
   if (element.argument) {
     return argument_help(element.text);
   }
-  const auto found = tree.help.find(element.text);
+  const auto first = before.begin() + (!before.empty() && before.front() == "no" ? 1 : 0);
+  auto found = tree.help.find(fmt::format("{} {}", fmt::join(first, before.end(), " "), element.text));
+  if (found == tree.help.end()) {
+    found = tree.help.find(element.text);
+  }
   return found == tree.help.end() ? "" : found->second;
 }
 
@@ -163,8 +173,10 @@ std::vector<Words> split_line(std::string_view line) {
                                                   line.size(), line_limit));
   }
   std::string text(line.substr(0, line.find_first_of("!#")));
-  std::replace_if(text.begin(), text.end(), [](char c) { return c == '\t' || c == '\r' || c == '\n'; }, ' ');
-  if (std::any_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; })) {
+  std::replace_if(
+      text.begin(), text.end(), [](char c) { return c == '\t' || c == '\r' || c == '\n'; }, ' ');
+  if (std::any_of(text.begin(), text.end(),
+                  [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; })) {
     throw CommandError(status_syntax, "The line has a control character; only text is accepted.");
   }
   std::vector<Words> commands;
@@ -188,12 +200,8 @@ Parsed parse(const CommandTree &tree, const Words &words) {
   }
   for (Candidate &candidate : narrowed.candidates) {
     if (is_complete(candidate, words.size())) {
-      return {Parsed::Kind::complete,
-              &tree.commands[candidate.form->command],
-              candidate.form->is_no,
-              std::move(candidate.arguments),
-              std::move(narrowed.written_out),
-              {}};
+      return {Parsed::Kind::complete,         &tree.commands[candidate.form->command], candidate.form->is_no,
+              std::move(candidate.arguments), std::move(narrowed.written_out),         {}};
     }
   }
   parsed.kind = Parsed::Kind::incomplete;
@@ -213,8 +221,9 @@ std::vector<Choice> choices(const CommandTree &tree, const Words &words, std::st
       if (partial.empty()) {
         found.emplace("<cr>", "Carry it out");
       }
-    } else if (element != nullptr && (element->argument ? partial.empty() : element->text.starts_with(partial))) {
-      found.emplace(element->text, help_of(tree, *element));
+    } else if (element != nullptr &&
+               (element->argument ? partial.empty() : element->text.starts_with(partial))) {
+      found.emplace(element->text, help_of(tree, narrowed.written_out, *element));
     }
   }
   std::vector<Choice> list;

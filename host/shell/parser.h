@@ -26,7 +26,7 @@ std::vector<Words> split_line(std::string_view line);
 struct Parsed {
   enum class Kind { complete, incomplete, unknown };
   Kind kind = Kind::unknown;
-  const Command *command = nullptr;              ///< of a complete one
+  const Command *command = nullptr;  ///< of a complete one
   bool is_no = false;
   std::map<std::string, std::string> arguments;  ///< of a complete one, by name
   Words words;                                   ///< of a complete one, written out in full

@@ -1,0 +1,35 @@
+// A timer that rings once, and never after it was cancelled, set again or destroyed: not even when the
+// event loop had already queued the expiry.
+#pragma once
+
+#include <asio.hpp>
+#include <chrono>
+#include <functional>
+#include <memory>
+
+namespace chassis {
+
+class Alarm {
+ public:
+  explicit Alarm(asio::io_context &loop) : timer_(loop) {}
+
+  /// Replaces what was set before. `ring` may destroy the alarm.
+  void set(std::chrono::milliseconds bound, std::function<void()> ring) {
+    ring_ = std::make_shared<std::function<void()>>(std::move(ring));
+    timer_.expires_after(bound);
+    timer_.async_wait([armed = std::weak_ptr(ring_)](const std::error_code &error) {
+      if (const auto armed_still = armed.lock(); armed_still && !error) (*armed_still)();
+    });
+  }
+
+  void cancel() {
+    ring_.reset();
+    timer_.cancel();
+  }
+
+ private:
+  asio::steady_timer timer_;
+  std::shared_ptr<std::function<void()>> ring_;
+};
+
+}  // namespace chassis

@@ -1,0 +1,16 @@
+// The asking side of the control address, for the `chassis` program's subcommands.
+#pragma once
+
+#include <chrono>
+#include <nlohmann/json.hpp>
+#include <string>
+
+namespace chassis {
+
+/// Asks the chassis whose sandbox this process is in, entering that of `name` first when it is in none.
+/// @param name of the chassis; "" for the only one that runs
+/// @return the answer, whose "ok" is true; throws Failure with one sentence otherwise
+nlohmann::json ask_chassis(const std::string &name, const nlohmann::json &request,
+                           std::chrono::milliseconds bound = std::chrono::seconds{10});
+
+}  // namespace chassis

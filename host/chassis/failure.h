@@ -1,0 +1,14 @@
+// What the chassis throws when it cannot go on: one sentence that says what failed, where, and what to do.
+// The program prints it on standard error behind "chassis: " and ends with status 1.
+#pragma once
+
+#include <stdexcept>
+
+namespace chassis {
+
+class Failure : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+}  // namespace chassis

@@ -1,0 +1,17 @@
+// Running a program in a running chassis, in the network of one of its nodes.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace chassis {
+
+/// Runs the program as a process of the sandbox `chassis` ("" for the only one that runs), in the network
+/// namespace of `node`; "switch" and "." mean the sandbox's own. @return its exit status; throws Failure
+int run_at_node(const std::string &chassis, const std::string &node, const std::vector<std::string> &words);
+
+/// Runs a program as a child, to which the terminal's signals are left. @return its exit status, 127 when it
+/// cannot be run, 128 and the signal's number when a signal ended it
+int run_and_wait(const std::vector<std::string> &words);
+
+}  // namespace chassis

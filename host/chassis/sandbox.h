@@ -1,0 +1,51 @@
+// The sandbox that a chassis lives in, and the ways into it.
+//
+// `chassis run` re-executes itself inside bubblewrap: own user, network, process, IPC and host-name
+// namespaces, in which it is root and may make devices, without touching the machine. What is seen there:
+//
+//   /                 the machine's own folders, read-only
+//   current folder    writable, so that commands can leave their results (unless it is / itself)
+//   /tmp, /run        empty and private; gone with the sandbox. The folder of the chassis's programs and the
+//                     current folder show through even when they lie there
+//   /run/opal         the run folder: bus, stores, trace, log (see run_folder.h)
+//   /dev              the usual few, /dev/net/tun, /dev/fuse, and /dev/klm_tesk
+//   /opal/bin         the kernel module's loader
+//
+// Everything in the sandbox dies with the process that made it, whatever way that one ends. Who is let in:
+// whoever may enter the namespaces of a process of the same user, and nobody else.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace chassis {
+
+/// What the sandbox needs of the machine, each thing checked.
+/// @return "" or one sentence that says what is missing and what to do about it
+std::string missing_prerequisite();
+
+struct SandboxPlan {
+  std::filesystem::path run_folder;     ///< appears as /run/opal
+  std::filesystem::path programs;       ///< folder of the chassis's own programs
+  std::string name;                     ///< the chassis's; becomes the host name
+  std::filesystem::path daemon;         ///< shows through wherever it lies, as the programs do
+  std::vector<std::string> command;     ///< runs inside; its first word is a path
+  std::vector<std::string> interfaces;  ///< of the machine; they are moved in while the sandbox lasts
+};
+
+/// Makes the sandbox, runs the command in it and takes everything down when the command ends or when this
+/// process is told to end (SIGINT, SIGTERM, SIGHUP). The command inherits a descriptor, whose number is in
+/// the environment's CHASSIS_LIFELINE: it yields one byte when the sandbox is complete, and ends when the
+/// command is to end.
+/// @return the command's exit status; 128 and the signal's number when a signal ended it
+int run_sandboxed(const SandboxPlan &plan);
+
+/// Brings this (single-threaded) process into the sandbox of a running chassis: its files, its network, and
+/// the environment that commands find there. Processes that it forks afterwards belong to the sandbox and end
+/// with it. Does nothing when the process is in it already.
+/// @param name of the chassis; "" for the only one that runs
+/// @return "" or one sentence that says why not
+std::string enter_sandbox(const std::string &name);
+
+}  // namespace chassis

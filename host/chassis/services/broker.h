@@ -1,0 +1,40 @@
+// Subscriptions: which queues want notices of an opcode, and the publishing of them.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <set>
+
+#include "host/chassis/services/endpoint.h"
+
+namespace chassis {
+
+class Broker {
+ public:
+  /// Runs after a queue's first subscription to an opcode has been answered.
+  using OnSubscribed = std::function<void(std::uint32_t opcode, bus::Address queue)>;
+
+  Broker(asio::io_context &loop, const FaultTable &faults);
+
+  void on_subscribed(OnSubscribed handler) { on_subscribed_ = std::move(handler); }
+
+  /// Sends a notice to every queue that subscribed to its opcode.
+  void publish(std::uint32_t opcode, std::span<const std::byte> payload);
+
+  /// Sends a notice to one queue.
+  void tell(bus::Address queue, std::uint32_t opcode, std::span<const std::byte> payload);
+
+  /// Ends every subscription of a queue.
+  void forget(bus::Address queue);
+
+  Endpoint &endpoint() { return endpoint_; }
+
+ private:
+  void subscribe(const bus::Message &message);
+
+  Endpoint endpoint_;
+  std::map<std::uint32_t, std::set<bus::Address>> subscribers_;
+  OnSubscribed on_subscribed_;
+};
+
+}  // namespace chassis

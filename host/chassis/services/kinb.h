@@ -1,0 +1,21 @@
+// The in-band driver: which VLANs' frames the ASIC sends to the CPU.
+#pragma once
+
+#include "host/chassis/fabric.h"
+#include "host/chassis/services/endpoint.h"
+
+namespace chassis {
+
+class InbandDriver {
+ public:
+  InbandDriver(asio::io_context &loop, const FaultTable &faults, Fabric &fabric);
+  Endpoint &endpoint() { return endpoint_; }
+
+ private:
+  bus::Result classify(const bus::Vlan &request, bool on);
+
+  Endpoint endpoint_;
+  Fabric &fabric_;
+};
+
+}  // namespace chassis

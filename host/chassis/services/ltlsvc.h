@@ -1,0 +1,26 @@
+// The port-index service: destination indexes of ports, and the LTLs of VLANs. Its CBL notices are the
+// announcer's.
+#pragma once
+
+#include "host/chassis/chassis_state.h"
+#include "host/chassis/services/endpoint.h"
+
+namespace chassis {
+
+class PortIndexService {
+ public:
+  PortIndexService(asio::io_context &loop, const FaultTable &faults, const ChassisState &state,
+                   Fabric &fabric);
+  Endpoint &endpoint() { return endpoint_; }
+
+ private:
+  bus::DestinationIndex destination_index(IfIndex index) const;
+  bus::LtlAnswer allocate(const bus::LtlRequest &request);
+  bus::LtlAnswer release(const bus::LtlRequest &request);
+
+  Endpoint endpoint_;
+  const ChassisState &state_;
+  Fabric &fabric_;
+};
+
+}  // namespace chassis

@@ -1,0 +1,22 @@
+// The interface manager: which interfaces exist and how their links are. Its state notices are the
+// announcer's.
+#pragma once
+
+#include "host/chassis/chassis_state.h"
+#include "host/chassis/services/endpoint.h"
+
+namespace chassis {
+
+class InterfaceManager {
+ public:
+  InterfaceManager(asio::io_context &loop, const FaultTable &faults, const ChassisState &state);
+  Endpoint &endpoint() { return endpoint_; }
+
+ private:
+  bus::InterfacePresent look_up(IfIndex index) const;
+
+  Endpoint endpoint_;
+  const ChassisState &state_;
+};
+
+}  // namespace chassis

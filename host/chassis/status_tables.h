@@ -1,0 +1,12 @@
+// `chassis status` for people: the report's JSON as tables.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+namespace chassis {
+
+/// @param colour marks what deserves a look with terminal colours
+std::string status_tables(const nlohmann::json &report, bool colour);
+
+}  // namespace chassis

@@ -1,0 +1,28 @@
+// What stands at the far end of a port's wire: a blade (node.h) or an interface of the machine
+// (attachment.h). Frames on a wire are tagged, as the fabric takes and gives them.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <span>
+
+namespace chassis {
+
+/// Takes a frame that the far end sent. The buffer holds asic_header_bytes free bytes, then the frame, which
+/// is padded to the wire's minimum; it is valid during the call.
+using FromWire = std::function<void(std::span<std::byte> buffer)>;
+
+class Wire {
+ public:
+  Wire() = default;
+  Wire(const Wire &) = delete;
+  Wire &operator=(const Wire &) = delete;
+  virtual ~Wire() = default;
+
+  /// Hands a tagged frame to the far end.
+  virtual void deliver(std::span<const std::byte> frame) = 0;
+  /// The far end sees its link go up or down.
+  virtual void set_link(bool up) = 0;
+};
+
+}  // namespace chassis

@@ -1,0 +1,92 @@
+// The program's queue and the messages it holds, inside the platform library.
+//
+// A queue's handle is an epoll descriptor over the queue's bus socket and the descriptors of running
+// timers, so that one `select` wakes for all of them and nothing waits in user space. qbus_recv takes
+// what is ready from one of them in turn: a message from the socket, or an expiry, which travels as a
+// message of its own until overseer_dispatch runs it.
+//
+// A reference is a slot and its generation, never a pointer: a reference that was dropped, copied too
+// long or made up finds nothing.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <vector>
+
+#include "host/bus/codec.h"
+#include "host/bus/socket.h"
+#include "opal/qbus.h"
+
+namespace opal {
+
+enum class HeldKind { nothing, received, sent_request, expiry };
+
+/// What a reference stands for.
+struct Held {
+  HeldKind kind = HeldKind::nothing;
+  qbus_queue_t queue = -1;
+  bus::Message message;      ///< of a sent request: opcode and token
+  std::uint32_t source = 0;  ///< of an expiry: as given to Queue::watch
+};
+
+class MessageTable {
+ public:
+  qbus_msg_ref_t hold(Held held);
+  /// @return null for a reference that is not held
+  Held *find(const qbus_msg_ref_t *reference);
+  bool release(const qbus_msg_ref_t *reference);
+
+ private:
+  struct Slot {
+    Held held;
+    std::uint32_t generation = 1;
+  };
+  std::deque<Slot> slots_;
+  std::vector<std::uint32_t> free_;
+};
+
+MessageTable &message_table();
+
+class Queue {
+ public:
+  static std::optional<Queue> bind(bus::Address address, int &error);
+
+  qbus_queue_t handle() const { return epoll_.get(); }
+  bus::Address address() const { return socket_.address(); }
+  /// @return what is ready; HeldKind::nothing when nothing is
+  Held take(int &error);
+  /// Makes `fd`, a timer descriptor, wake the queue; its expiries come as HeldKind::expiry with `source`.
+  bool watch(int fd, std::uint32_t source);
+  std::uint32_t new_token();
+  /// Sends and remembers the error. @return 0 or an errno
+  int send(bus::Address destination, bus::Kind kind, std::uint32_t opcode, std::uint32_t token,
+           bus::Bytes payload);
+  int last_error() const { return last_error_; }
+  void set_last_error(int error) { last_error_ = error; }
+
+ private:
+  Queue(bus::Descriptor epoll, bus::Socket socket) : epoll_(std::move(epoll)), socket_(std::move(socket)) {}
+  bus::Descriptor epoll_;
+  bus::Socket socket_;
+  std::uint32_t next_token_ = 1;
+  int last_error_ = 0;
+};
+
+/// Keeps a bound queue for the life of the process.
+Queue &add_queue(Queue queue);
+/// @return null for a handle that is not a queue
+Queue *find_queue(qbus_queue_t handle);
+/// The program's first queue, which timers wake; null before one is bound.
+Queue *first_queue();
+
+/// @return the received message behind a reference, null for anything else
+const bus::Message *received_message(const qbus_msg_ref_t *reference);
+
+/// Answers a received request on the queue that took it. @return 0 or an errno
+int reply_to(const qbus_msg_ref_t *request, bus::Bytes payload);
+
+/// Runs the callback of an expiry; see timer.cpp.
+void run_timer(std::uint32_t source);
+
+}  // namespace opal

@@ -1,0 +1,45 @@
+// How an event lies in a trace ring's event space; shared by the ring's writer and reader. The table
+// stands in trace_ring.h.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "host/opal/trace_ring.h"
+
+namespace opal::trace {
+
+inline constexpr std::uint32_t ring_magic = 0x676e6972;  // "ring"
+inline constexpr std::uint32_t ring_version = 1;
+inline constexpr std::size_t ring_head_bytes = 64;
+inline constexpr std::size_t event_head_bytes = 24;
+inline constexpr std::size_t word_bytes = sizeof(std::uint64_t);
+
+struct RingHead {
+  std::uint32_t magic;
+  std::uint32_t version;
+  std::uint64_t capacity;
+  std::uint64_t tail;
+  std::uint64_t head;
+  std::uint64_t zeros[4];
+};
+static_assert(sizeof(RingHead) == ring_head_bytes);
+
+struct EventHead {
+  std::uint32_t text_length = 0;
+  std::uint32_t category = 0;
+  std::uint64_t sequence = 0;
+  std::int64_t time_ns = 0;
+
+  /// Bytes that the event takes in the event space.
+  std::uint64_t bytes() const {
+    return event_head_bytes + (std::uint64_t{text_length} + word_bytes - 1) / word_bytes * word_bytes;
+  }
+};
+static_assert(sizeof(EventHead) == event_head_bytes);
+
+/// Reads the head of the event at `position`; nothing when no event can end before `end` that begins so.
+std::optional<EventHead> load_event_head(const RingMapping &mapping, std::uint64_t position,
+                                         std::uint64_t end);
+
+}  // namespace opal::trace

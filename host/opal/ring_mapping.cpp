@@ -1,0 +1,109 @@
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <bit>
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+
+#include "host/opal/ring_layout.h"
+
+namespace opal::trace {
+namespace {
+
+constexpr std::size_t tail_word = offsetof(RingHead, tail) / word_bytes;
+constexpr std::size_t head_word = offsetof(RingHead, head) / word_bytes;
+constexpr std::size_t first_event_word = ring_head_bytes / word_bytes;
+
+std::atomic_ref<std::uint64_t> atomic_word(std::span<std::uint64_t> words, std::size_t index) {
+  return std::atomic_ref<std::uint64_t>(words[index]);
+}
+
+/// @return the capacity that a file's head names; nothing when the file is not a ring of this version
+std::optional<std::uint64_t> capacity_of(int fd) {
+  RingHead head{};
+  struct stat status {};
+  if (pread(fd, &head, sizeof head, 0) != sizeof head || fstat(fd, &status) != 0) return std::nullopt;
+  const bool known = head.magic == ring_magic && head.version == ring_version;
+  const bool sized =
+      head.capacity >= ring_capacity_min && std::has_single_bit(head.capacity) &&
+      status.st_size - static_cast<off_t>(ring_head_bytes) == static_cast<off_t>(head.capacity);
+  if (!known || !sized) return std::nullopt;
+  return head.capacity;
+}
+
+}  // namespace
+
+std::filesystem::path ring_file(const std::filesystem::path &folder, std::uint32_t uuid) {
+  return folder / "trace" / (std::to_string(uuid) + ".ring");
+}
+
+std::optional<RingMapping> RingMapping::map(bus::Descriptor file, Access access, std::string &why) {
+  const std::optional<std::uint64_t> capacity = capacity_of(file.get());
+  if (!capacity) {
+    why = "not a trace history";
+    return std::nullopt;
+  }
+  const std::size_t bytes = ring_head_bytes + *capacity;
+  const int protection = access == Access::write ? PROT_READ | PROT_WRITE : PROT_READ;
+  void *start = mmap(nullptr, bytes, protection, MAP_SHARED, file.get(), 0);
+  if (start == MAP_FAILED) {
+    why = std::strerror(errno);
+    return std::nullopt;
+  }
+  return RingMapping(std::move(file), {static_cast<std::uint64_t *>(start), bytes / word_bytes}, *capacity);
+}
+
+RingMapping::RingMapping(RingMapping &&other) noexcept
+    : file_(std::move(other.file_)), words_(std::exchange(other.words_, {})), capacity_(other.capacity_) {}
+
+RingMapping &RingMapping::operator=(RingMapping &&other) noexcept {
+  std::swap(file_, other.file_);
+  std::swap(words_, other.words_);
+  std::swap(capacity_, other.capacity_);
+  return *this;
+}
+
+RingMapping::~RingMapping() {
+  if (!words_.empty()) munmap(words_.data(), words_.size_bytes());
+}
+
+std::uint64_t RingMapping::tail() const {
+  return atomic_word(words_, tail_word).load(std::memory_order_relaxed);
+}
+std::uint64_t RingMapping::head() const {
+  return atomic_word(words_, head_word).load(std::memory_order_acquire);
+}
+
+void RingMapping::set_tail(std::uint64_t position) {
+  atomic_word(words_, tail_word).store(position, std::memory_order_relaxed);
+  std::atomic_thread_fence(std::memory_order_release);
+}
+
+void RingMapping::set_head(std::uint64_t position) {
+  atomic_word(words_, head_word).store(position, std::memory_order_release);
+}
+
+std::uint64_t RingMapping::load(std::uint64_t position) const {
+  return atomic_word(words_, first_event_word + (position & (capacity_ - 1)) / word_bytes)
+      .load(std::memory_order_relaxed);
+}
+
+void RingMapping::store(std::uint64_t position, std::uint64_t word) {
+  atomic_word(words_, first_event_word + (position & (capacity_ - 1)) / word_bytes)
+      .store(word, std::memory_order_relaxed);
+}
+
+std::optional<EventHead> load_event_head(const RingMapping &mapping, std::uint64_t position,
+                                         std::uint64_t end) {
+  if (end < position || end - position < event_head_bytes) return std::nullopt;
+  const std::array<std::uint64_t, event_head_bytes / word_bytes> words{
+      mapping.load(position), mapping.load(position + word_bytes), mapping.load(position + 2 * word_bytes)};
+  const auto head = std::bit_cast<EventHead>(words);
+  if (head.text_length > ring_text_limit || head.bytes() > end - position) return std::nullopt;
+  return head;
+}
+
+}  // namespace opal::trace

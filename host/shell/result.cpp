@@ -1,0 +1,106 @@
+#include "host/shell/result.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "host/shell/lists.h"
+
+namespace shell {
+namespace {
+
+using nlohmann::ordered_json;
+
+std::string cell_text(const Cell &cell) {
+  return std::visit([](const auto &value) { return fmt::format("{}", value); }, cell);
+}
+
+std::size_t width_of(const Result &result, std::size_t column) {
+  std::size_t width = result.columns[column].title.size();
+  for (const auto &row : result.rows) {
+    width = std::max(width, cell_text(row[column]).size());
+  }
+  return width;
+}
+
+/// Names stand at the left of their column, numbers at the right.
+std::string aligned(const Column &column, const std::string &text, std::size_t width) {
+  return column.type == ColumnType::number ? fmt::format("{:>{}}", text, width)
+                                           : fmt::format("{:<{}}", text, width);
+}
+
+std::string table_text(const Result &result, bool emphasis) {
+  std::string head;
+  std::vector<std::string> lines(result.rows.size());
+  for (std::size_t i = 0; i < result.columns.size(); ++i) {
+    const Column &column = result.columns[i];
+    const std::size_t width = width_of(result, i);
+    const char *gap = i == 0 ? "" : "  ";
+    head += gap + aligned(column, column.title, width);
+    for (std::size_t row = 0; row < lines.size(); ++row) {
+      lines[row] += gap + aligned(column, cell_text(result.rows[row][i]), width);
+    }
+  }
+  std::string text = emphasis ? fmt::format("\033[1m{}\033[0m\n", head) : head + "\n";
+  for (const std::string &line : lines) {
+    text += line + "\n";
+  }
+  return text;
+}
+
+ordered_json document(const std::string &command, bool ok) {
+  return {{"version", 1},
+          {"command", command},
+          {"ok", ok},
+          {"rows", ordered_json::array()},
+          {"text", ""},
+          {"error", ""},
+          {"rejected", ordered_json::array()}};
+}
+
+/// One line; bytes that are no UTF-8 are replaced, for what a program answered may hold any.
+std::string line_of(const ordered_json &json) {
+  return json.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace
+
+std::string render_text(const Result &result, bool emphasis) {
+  if (result.columns.empty()) {
+    return result.text;
+  }
+  return result.rows.empty() ? result.empty + "\n" : table_text(result, emphasis);
+}
+
+std::string render_json(const std::string &command, const Result &result) {
+  ordered_json json = document(command, true);
+  for (const auto &row : result.rows) {
+    ordered_json object;
+    for (std::size_t i = 0; i < result.columns.size(); ++i) {
+      std::visit([&](const auto &value) { object[result.columns[i].key] = value; }, row[i]);
+    }
+    json["rows"].push_back(std::move(object));
+  }
+  json["text"] = result.text;
+  return line_of(json);
+}
+
+std::string render_json(const std::string &command, const CommandError &error) {
+  ordered_json json = document(command, false);
+  json["error"] = error.what();
+  for (const Range &range : error.rejected()) {
+    json["rejected"].push_back({{"first", range.lower}, {"last", range.upper}});
+  }
+  return line_of(json);
+}
+
+std::string render_error(const CommandError &error) {
+  std::string text = fmt::format("{}\n", error.what());
+  if (!error.rejected().empty()) {
+    text += fmt::format("Rejected: {}\n", ranges_text(error.rejected()));
+  }
+  return text;
+}
+
+}  // namespace shell

@@ -1,0 +1,69 @@
+// One operator's session: takes lines, carries their commands out, and shows what came of them.
+//
+// Every command but `help`, `exit` and `end` is a message to the program or service that serves it; the
+// session keeps nothing but the context. A context is a command's beginning that the following lines
+// continue: behind `vlan 100-105`, `cin` means `vlan 100-105 cin` and `no cin` means
+// `no vlan 100-105 cin`. What does not continue the context is taken as a command of the top level.
+// A word that ends in `?` asks what may stand there.
+//
+// Answers go to `out`, failures as one sentence to `err`; in JSON mode `out` also gets a document for
+// each command, failed ones included.
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/shell/command_tree.h"
+#include "host/shell/link.h"
+#include "host/shell/parser.h"
+#include "host/shell/result.h"
+
+namespace shell {
+
+struct SessionOptions {
+  bool json = false;
+  bool emphasis = false;    ///< the output is a terminal
+  bool keep_going = false;  ///< a failed command does not stop the line
+};
+
+class Session {
+ public:
+  Session(const CommandTree &tree, Link &link, SessionOptions options, std::ostream &out, std::ostream &err);
+
+  /// Carries out the commands of a line. @return status_ok, or the status of the first that failed
+  Status run_line(std::string_view line);
+
+  /// Whether `exit` was given at the top level.
+  bool ended() const { return ended_; }
+
+  /// "switch# ", or with the context in it.
+  std::string prompt() const;
+
+  /// What may stand at the end of an unfinished line.
+  std::vector<Choice> choices_for(std::string_view line) const;
+
+ private:
+  Status run_command(const Words &words);
+  Parsed parse_here(const Words &words) const;
+  Words in_context(const Words &words) const;
+  Result carry_out(const Parsed &parsed);
+  void enter(const Parsed &parsed);
+  void leave(bool to_top);
+  Result list_choices(const Words &words) const;
+  Result help() const;
+
+  const CommandTree &tree_;
+  Link &link_;
+  SessionOptions options_;
+  std::ostream &out_;
+  std::ostream &err_;
+  Words context_;
+  bool ended_ = false;
+};
+
+/// Choices as lines for people.
+std::string choices_text(const std::vector<Choice> &choices);
+
+}  // namespace shell

@@ -1,0 +1,83 @@
+/* The command line's back end.
+ *
+ * Debug and enable requests are configuration-interface messages; they are acknowledged before they are
+ * examined. Shell requests carry a command id: 1 shows counters, 2 shows the CIN VLANs, 3 configures CIN
+ * VLANs ("no" form included); each is answered once. The running-config service asks for this program's
+ * lines: "cin" under each VLAN that is one.
+ *
+ * All requests come from outside: attribute lengths bound the ranges that they carry, and a range bounds
+ * the work that it may cause.
+ *
+ *   tesk_cli_bkend.cpp  debug and enable requests, routing of shell requests
+ *   tesk_cli_show.cpp   the show commands
+ *   tesk_cli_cin.cpp    the CIN VLAN command
+ *   tesk_rcgen.cpp      running-config generation */
+#pragma once
+
+#include "opal/bitset.h"
+#include "opal/cush.h"
+#include "opal/ncfg.h"
+#include "tesk/tesk_common.h"
+
+static_assert(sizeof(ncfg_payload_t) == NCFG_HEADER_BYTES);
+static_assert(sizeof(qbus_msg_ref_t) == 20);
+
+/** Body of a debug request. */
+typedef struct tesk_cli_cfg {
+  uint8_t dbg_type;
+  uint8_t enable; /**< not consulted: the kind of request switches */
+} tesk_cli_cfg_t;
+static_assert(sizeof(tesk_cli_cfg_t) == 2);
+
+/** Values of dbg_type. */
+enum { DBG_PKT = 0, DBG_CTRL = 1, DBG_ALL = 2 };
+
+/** Counters of one interface. */
+typedef struct tesk_cli_sh_stat {
+  uint32_t tx_pkt_ucast;
+  uint32_t tx_pkt_mcast;
+  uint32_t rx_pkt_ucast;
+  uint32_t rx_pkt_mcast;
+  uint32_t if_idx;
+} tesk_cli_sh_stat_t;
+
+/** Records of one show counters command. */
+enum { TESK_CLI_STATS_MAX = 21 };
+
+/** Bytes of a response with attributes. */
+enum { TESK_CLI_RESPONSE_BYTES = 4096 };
+
+/** Shell command ids. */
+enum { TESK_CLI_SHOW_COUNTERS = 1, TESK_CLI_SHOW_CIN = 2, TESK_CLI_CIN_CFG = 3 };
+
+/** Shell attributes. */
+enum {
+  TESK_ATTR_IF_RANGE = 0x0EC20003,
+  TESK_ATTR_VLAN_LIST = 0x13030007,
+  TESK_ATTR_IF_IDX = 0x14C20004,
+  TESK_ATTR_TX_UCAST = 0x14C20006,
+  TESK_ATTR_TX_MCAST = 0x14C20007,
+  TESK_ATTR_RX_UCAST = 0x14C20008,
+  TESK_ATTR_RX_MCAST = 0x14C20009,
+  TESK_ATTR_CIN_VLAN = 0x14C2000B
+};
+
+/** Message handlers. */
+void tesk_qbus_cfgdbg_msg(qbus_msg_ref_t *qbus_msg);
+void tesk_qbus_cfgena_msg(qbus_msg_ref_t *qbus_msg);
+void tesk_qbus_cush_tlv_msg(qbus_msg_ref_t *qbus_msg);
+void tesk_rcgencb_cfg_gen(qbus_msg_ref_t *msg_ref_p);
+
+/** Commands; each answers the request once. */
+void tesk_cli_bkend_show_counters(cmd_rx_handle_t *h, qbus_msg_ref_t *qbus_msg);
+void tesk_cli_bkend_show_cin(cmd_rx_handle_t *h, qbus_msg_ref_t *qbus_msg);
+void tesk_cli_process_cin_cfg(cmd_rx_handle_t *cmd_hdl, qbus_msg_ref_t *qbus_msg);
+
+/**
+ * Turns VLANs 1 to 4094 of a set into ranges, at most 64. A run that reaches VLAN 4095 is not counted.
+ * @return false for a null argument
+ */
+boolean tesk_build_vlan_mrange(const vlan_bitset_t *vlan_bmp_p, cush_int_multi_range_t *mrange_p);
+
+/** Attaches the rejected VLANs to the answer. @return false for a null argument */
+boolean tesk_set_failed_mrange(cmd_rx_handle_t *hndl, cush_int_multi_range_t *rej_mrange_p);

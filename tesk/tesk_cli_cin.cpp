@@ -1,0 +1,218 @@
+#include <stdlib.h>
+#include <string.h>
+
+#include "tesk/tesk_cli.h"
+#include "tesk/tesk_dbg.h"
+#include "tesk/tesk_vlan.h"
+
+namespace {
+
+enum { VLAN_TEXT_BYTES = 128, VDC = 1 };
+
+/** One command in progress. */
+typedef struct cin_command {
+  boolean is_del;
+  const vlan_feat_map_t *not_allowed; /**< features that exclude CIN on a VLAN */
+  uint32_t cfg_succeeded;
+  uint32_t cfg_failed;
+  uint32_t no_vlans;
+  vlan_id_t vlans_to_configure[TESK_VLAN_LIST_MAX];
+  vlan_bitset_t failed;
+} cin_command_t;
+
+const char *all_failed_text(boolean is_del) {
+  return is_del ? "Failed to delete CIN VLAN(s)\n" : "Failed to configure as CIN VLAN(s)\n";
+}
+
+/* @return the list, null after answering a request whose list is missing or cut short */
+const cush_int_multi_range_t *vlan_list(const char *caller, cmd_rx_handle_t *handle) {
+  void *value = nullptr;
+  uint32_t length = 0;
+  if (cmd_req_attr_get(handle, TESK_ATTR_VLAN_LIST, &value, &length) != 0 || value == nullptr) {
+    (void)cmd_rsp_send_nok(handle, 0, "attribute missing: vlan list");
+    TESK_ERR_AS(caller, "failed to get vlan range in req");
+    return nullptr;
+  }
+  const auto *list = (const cush_int_multi_range_t *)value;
+  constexpr uint32_t header = offsetof(cush_int_multi_range_t, range);
+  if (length < header || list->range_count > CUSH_RANGE_ENTRIES ||
+      list->range_count > (length - header) / sizeof list->range[0]) {
+    (void)cmd_rsp_send_nok(handle, 0, "Invalid VLAN list\n");
+    TESK_ERR_AS(caller, "%s: VLAN list of the CIN VLAN command cut short: %u bytes\n", caller, length);
+    return nullptr;
+  }
+  return list;
+}
+
+/* A list of exactly one VLAN is judged here; each VLAN of a longer one by the handlers. */
+boolean is_one_invalid_vlan(const cush_int_multi_range_t *list) {
+  if (list->range_count != 1 || list->range[0].lower_int != list->range[0].upper_int) {
+    return false;
+  }
+  const uint32_t vlan = list->range[0].lower_int;
+  return vlan - TESK_CIN_VLAN_FIRST > TESK_CIN_VLAN_LAST - TESK_CIN_VLAN_FIRST;
+}
+
+vlan_feat_map_t *feature_map_new() {
+  auto *map = (vlan_feat_map_t *)calloc(1, sizeof(vlan_feat_map_t));
+  if (map != nullptr) {
+    map->size = sizeof map->bits;
+  }
+  return map;
+}
+
+boolean process_vlan(const char *caller, const cin_command_t *command, vlan_id_t vlan) {
+  if (command->is_del) {
+    return tesk_cli_vlan_del_handler(vlan);
+  }
+  if (vlan_mgr_check_feat(VDC, vlan, command->not_allowed) == 0) {
+    TESK_CTRL_AS(caller, "Incompatible feature found for vlan = %d, hence skipping..\n", vlan);
+    return false;
+  }
+  return tesk_cli_vlan_add_handler(vlan);
+}
+
+/* Numbers above the last VLAN fail as one, without a bit and without a look at each of them; a list that
+ * repeats itself is announced as far as there is room. */
+void process_range(const char *caller, cin_command_t *command, uint32_t lower, uint32_t upper) {
+  if (upper >= lower && upper > TESK_VLAN_LAST) {
+    command->cfg_failed++;
+    upper = TESK_VLAN_LAST;
+  }
+  for (uint32_t vlan = lower; vlan <= upper; vlan++) {
+    if (!process_vlan(caller, command, (vlan_id_t)vlan)) {
+      bitset_set_bit(&command->failed, vlan);
+      command->cfg_failed++;
+      continue;
+    }
+    command->cfg_succeeded++;
+    if (command->no_vlans < TESK_VLAN_LIST_MAX) {
+      command->vlans_to_configure[command->no_vlans++] = (vlan_id_t)vlan;
+    }
+  }
+}
+
+void tell_vlan_manager(const char *caller, const cin_command_t *command) {
+  if (command->is_del) {
+    if (tesk_send_unset_feat_in_vlan(command->vlans_to_configure, command->no_vlans) == 0) {
+      TESK_CTRL_AS(caller, "tesk_send_unset_feat_in_vlan succeeded.\n");
+    } else {
+      TESK_ERR_AS(caller, "tesk_send_unset_feat_in_vlan failed for %d vlans.\n", command->no_vlans);
+    }
+  } else if (tesk_send_set_feat_in_vlan(command->vlans_to_configure, command->no_vlans) == 0) {
+    TESK_CTRL_AS(caller, "tesk_send_set_feat_in_vlan succeeded.\n");
+  } else {
+    TESK_ERR_AS(caller, "tesk_send_set_feat_in_vlan failed for %d vlans.\n", command->no_vlans);
+  }
+}
+
+void answer_partial_failure(const char *caller, cmd_rx_handle_t *handle, const cin_command_t *command) {
+  cush_int_multi_range_t rejected = {};
+  if (!tesk_build_vlan_mrange(&command->failed, &rejected)) {
+    TESK_ERR_AS(caller, "Failed to create the failed VLAN multi-range\n");
+  }
+  if (!tesk_set_failed_mrange(handle, &rejected)) {
+    TESK_ERR_AS(caller, "Failed to set VLAN multi-range\n");
+  }
+  char text[VLAN_TEXT_BYTES] = "";
+  int done = 0;
+  (void)bitset_snprintf(text, sizeof text, &command->failed, 1, &done);
+  if (command->is_del) {
+    (void)cmd_rsp_send_nok(handle, 0, "Failed to delete CIN VLAN(s) %s\n", text);
+  } else {
+    (void)cmd_rsp_send_nok(handle, 0, "Failed to configure VLAN(s) %s as CIN VLAN(s)\n", text);
+  }
+}
+
+void answer(const char *caller, cmd_rx_handle_t *handle, const cin_command_t *command) {
+  if (command->cfg_failed == 0) {
+    (void)cmd_rsp_send_ok(handle);
+  } else if (command->cfg_succeeded == 0) {
+    (void)cmd_rsp_send_nok(handle, 0, "%s", all_failed_text(command->is_del));
+  } else {
+    answer_partial_failure(caller, handle, command);
+  }
+}
+
+/* @return false when memory is short */
+boolean process_list(const char *caller, cin_command_t *command, const cush_int_multi_range_t *list) {
+  vlan_feat_map_t *bmp_not_allowed = feature_map_new();
+  vlan_feat_map_t *bmp_cin = feature_map_new();
+  const boolean allocated = bmp_not_allowed != nullptr && bmp_cin != nullptr;
+  if (allocated) {
+    bitset_set_bit(bmp_not_allowed, VLAN_FEAT_PRIVATE);
+    bitset_set_bit(bmp_not_allowed, VLAN_FEAT_STORAGE);
+    bitset_set_bit(bmp_cin, VLAN_FEAT_CIN);
+    command->not_allowed = bmp_not_allowed;
+    for (uint32_t i = 0; i < list->range_count; i++) {
+      process_range(caller, command, list->range[i].lower_int, list->range[i].upper_int);
+    }
+    command->not_allowed = nullptr;
+  }
+  free(bmp_not_allowed);
+  free(bmp_cin);
+  return allocated;
+}
+
+}  // namespace
+
+void tesk_cli_process_cin_cfg(cmd_rx_handle_t *cmd_hdl, qbus_msg_ref_t *) {
+  cin_command_t command;
+  command.is_del = cmd_req_action_is_del(cmd_hdl) != 0;
+  const cush_int_multi_range_t *list = vlan_list(__func__, cmd_hdl);
+  if (list == nullptr) {
+    return;
+  }
+  TESK_CTRL("is_del[%u]\n", command.is_del);
+  if (is_one_invalid_vlan(list)) {
+    (void)cmd_rsp_send_nok(cmd_hdl, 0, "Invalid CIN VLAN %d", list->range[0].lower_int);
+    return;
+  }
+  (void)cmd_mrange_create(TESK_ATTR_VLAN_LIST);
+  command.failed.size = VLAN_BITSET_BYTES;
+  bitset_clear(&command.failed);
+  command.cfg_succeeded = command.cfg_failed = command.no_vlans = 0;
+  if (!process_list(__func__, &command, list)) {
+    TESK_ERR("%s: no memory for the feature maps\n", __func__);
+    (void)cmd_rsp_send_nok(cmd_hdl, 0, "%s", all_failed_text(command.is_del));
+    return;
+  }
+  if (command.cfg_succeeded != 0) {
+    tell_vlan_manager(__func__, &command);
+  }
+  answer(__func__, cmd_hdl, &command);
+}
+
+boolean tesk_build_vlan_mrange(const vlan_bitset_t *vlan_bmp_p, cush_int_multi_range_t *mrange_p) {
+  if (vlan_bmp_p == nullptr || mrange_p == nullptr) {
+    TESK_ERR("Invalid argument: vlan_bmp_p = 0x%x, mrange_p = 0x%x\n", (uint32_t)(uintptr_t)vlan_bmp_p,
+             (uint32_t)(uintptr_t)mrange_p);
+    return false;
+  }
+  memset(mrange_p, 0, sizeof *mrange_p);
+  boolean in_run = false;
+  for (uint32_t bit = 1; bit <= TESK_VLAN_LAST && mrange_p->range_count < CUSH_RANGE_ENTRIES; bit++) {
+    const boolean is_set = bitset_is_bit_set(vlan_bmp_p, bit) != 0;
+    if (is_set && !in_run) {
+      mrange_p->range[mrange_p->range_count].lower_int = bit;
+    } else if (!is_set && in_run) {
+      mrange_p->range[mrange_p->range_count++].upper_int = bit - 1;
+    }
+    in_run = is_set;
+  }
+  return true;
+}
+
+boolean tesk_set_failed_mrange(cmd_rx_handle_t *hndl, cush_int_multi_range_t *rej_mrange_p) {
+  if (hndl == nullptr || rej_mrange_p == nullptr) {
+    TESK_ERR("Invalid argument: hndl = 0x%x, rej_mrange_p = 0x%x\n", (uint32_t)(uintptr_t)hndl,
+             (uint32_t)(uintptr_t)rej_mrange_p);
+    return false;
+  }
+  cmd_mrange_t *mrange = cmd_mrange_create(TESK_ATTR_VLAN_LIST);
+  for (uint32_t i = 0; i < rej_mrange_p->range_count && i < CUSH_RANGE_ENTRIES; i++) {
+    (void)cmd_mrange_range_add(mrange, rej_mrange_p->range[i].lower_int, rej_mrange_p->range[i].upper_int);
+  }
+  (void)cmd_rsp_error_set(hndl, mrange);
+  return true;
+}

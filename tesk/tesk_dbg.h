@@ -1,0 +1,70 @@
+/* Tracing. Every diagnostic of the daemon goes through tesk_trace: into the platform's bounded history,
+ * readable from outside the process, and, for a category whose printing is on, onto the console.
+ *
+ * A trace is made with TESK_PKT, TESK_CTRL or TESK_ERR, which add the calling function and the line. A
+ * text whose operands begin with the function's name says so itself ("%s: …", __func__). A function that
+ * traces on behalf of the operation that it is a part of takes that operation's name as `caller` and uses
+ * the _AS forms, so that the history names operations and not how they are cut into functions.
+ *
+ * A trace costs one bounded format even when nothing is recorded; it allocates nothing, never fails, and
+ * must not be issued from a signal handler. */
+#pragma once
+
+#include "opal/tracekit.h"
+#include "tesk/tesk_common.h"
+
+/** Categories, also the facility's event subtypes. */
+enum { TESK_TRACE_PKT = 100, TESK_TRACE_CTRL = 101, TESK_TRACE_ERR = 102 };
+
+/** Service identity in the trace history, and the event code made of it. */
+enum { TESK_TRACE_UUID = 115, TESK_TRACE_EVENT = TESK_TRACE_UUID << 16 };
+
+enum { TESK_TRACE_BUF_BYTES = 1024, TESK_TRACE_TEXT_BYTES = 512, TESK_TRACE_ELEMENTS = 3 };
+
+/** One event of the history; only the text up to its NUL is handed over. */
+typedef struct tesk_trace_event {
+  uint32_t category;
+  char text[TESK_TRACE_TEXT_BYTES];
+} tesk_trace_event_t;
+
+/** The last message, without its function and line. */
+extern char tesk_trace_buf[TESK_TRACE_BUF_BYTES];
+
+/** Descriptions of the categories in the order packet, control, error. */
+extern const char *const tesk_dbg_elem_desc[TESK_TRACE_ELEMENTS];
+
+/** What the debug command was last told about packet and control traces; tracing does not read them. */
+extern boolean tesk_dbg_pkt;
+extern boolean tesk_dbg_ctrl;
+
+/**
+ * Sets the trace facility up: history, debug categories, syslog. Leaves only errors printed.
+ * @return true, or false when the facility refuses or memory is short; the reason is on standard output
+ */
+boolean tesk_init_tracekit();
+
+/** Records and prints one message, each if the category asks for it. Use the macros below. */
+void tesk_trace(uint32_t category, const char *function, int line, const char *format, ...)
+    __attribute__((format(printf, 4, 5)));
+
+/** Records a fixed text without function and line, if the category is recorded. */
+void tesk_trace_record_bare(uint32_t category, const char *text);
+
+/** @return true when the category is printed at once */
+boolean tesk_trace_is_printed(uint32_t category);
+
+#define TESK_PKT(...) tesk_trace(TESK_TRACE_PKT, __func__, __LINE__, __VA_ARGS__)
+#define TESK_CTRL(...) tesk_trace(TESK_TRACE_CTRL, __func__, __LINE__, __VA_ARGS__)
+#define TESK_ERR(...) tesk_trace(TESK_TRACE_ERR, __func__, __LINE__, __VA_ARGS__)
+#define TESK_PKT_AS(caller, ...) tesk_trace(TESK_TRACE_PKT, caller, __LINE__, __VA_ARGS__)
+#define TESK_CTRL_AS(caller, ...) tesk_trace(TESK_TRACE_CTRL, caller, __LINE__, __VA_ARGS__)
+#define TESK_ERR_AS(caller, ...) tesk_trace(TESK_TRACE_ERR, caller, __LINE__, __VA_ARGS__)
+
+/** Records and prints a fixed text, a literal, without function and line. */
+#define TESK_TRACE_BARE(category, text)                 \
+  do {                                                  \
+    tesk_trace_record_bare(category, text);             \
+    if (tesk_trace_is_printed(category)) {              \
+      (void)dbgprint(1, tracekit_dbg_modname, 0, text); \
+    }                                                   \
+  } while (0)

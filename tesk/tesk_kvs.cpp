@@ -1,0 +1,208 @@
+#include "tesk/tesk_kvs.h"
+
+#include <stdio.h>
+
+#include "opal/overseer.h"
+#include "opal/tracekit.h"
+#include "tesk/tesk_dbg.h"
+
+kvs_service_t tesk_debug_kvs;
+kvs_service_t tesk_kvs_cfg;
+kvs_service_t tesk_kvs_startup_cfg;
+char tesk_kvs_config_url[TESK_KVS_URL_BYTES];
+char tesk_kvs_debug_url[TESK_KVS_URL_BYTES];
+
+const char tesk_kvs_startup_name[] = "tesk_startup_cfg";
+
+namespace {
+
+constexpr char debug_name[] = "debug_data";
+constexpr char running_name[] = "tesk_cfg";
+
+enum { VERSION_SLOT = 1, DEBUG_MAX_KEY = 512, RUNNING_MAX_VALUE = 256 };
+
+version_id_t debug_version() { return version_id_set(1, 0, 1); }
+version_id_t running_version() { return version_id_set(0, 0, 1); }
+
+/* @return 0, or -1 or a code of the store service */
+rcode_t debug_store_create(const char *caller) {
+  rcode_t result = 0;
+  const kvs_service_t created = kvs_create(tesk_kvs_debug_url, &result);
+  if (created == 0) {
+    TESK_ERR_AS(caller, "TESK KVS Create Error\n");
+    return result;
+  }
+  result = kvs_max_key(created, DEBUG_MAX_KEY);
+  if (result != 0) {
+    TESK_ERR_AS(caller, "TESK kvs_max_key Error\n");
+    return result;
+  }
+  result = kvs_max_value(created, (tracekit_get_max_kvsvalue() * 2) & 0xFFFE);
+  if (result != 0) {
+    TESK_ERR_AS(caller, "TESK kvs_max_value Error\n");
+    tesk_kvs_startup_cfg = 0;
+    return result;
+  }
+  if (tesk_cfg_kvs_version(created) != 0) {
+    TESK_ERR_AS(caller, "TESK set_kvs_ver Error\n");
+    return (rcode_t)-1;
+  }
+  return 0;
+}
+
+/* Copies the startup store if it is of this version. */
+rcode_t running_store_copy(const char *caller, kvs_service_t reference, const char *running_uri) {
+  version_id_t saved = 0;
+  rcode_t result = kvs_version_get(reference, VERSION_SLOT, &saved);
+  if (result != 0) {
+    return result;
+  }
+  if (!tesk_kvs_are_versions_compatible(running_version(), saved)) {
+    TESK_ERR_AS(caller, "%s:Startup Configuration Version compatibility check failed\n", caller);
+    return TESK_RC_VERSION;
+  }
+  TESK_CTRL_AS(caller, "%s:Startup Configuration Version compatibility check succeeded\n", caller);
+  result = kvs_snapshot(reference, 0, running_uri);
+  if (result != 0) {
+    TESK_ERR_AS(caller, "%s:Failed to snapshot reference to running KVS - 0x%x", caller, result);
+  } else {
+    TESK_CTRL_AS(caller, "%s:Startup Configuration copied to running configuration\n", caller);
+  }
+  return result;
+}
+
+rcode_t running_store_create(const char *caller, const char *running_uri, kvs_service_t *created) {
+  rcode_t result = 0;
+  *created = kvs_create(running_uri, &result);
+  if (result != 0) {
+    TESK_ERR_AS(caller, "%s:Failed to create KVS for running KVS\n", caller);
+    return result;
+  }
+  result = kvs_version_set(*created, VERSION_SLOT, running_version());
+  if (result != 0) {
+    TESK_ERR_AS(caller, "%s:Failed to set KVS version for running cfg\n", caller);
+    return result;
+  }
+  result = kvs_max_value(*created, RUNNING_MAX_VALUE);
+  if (result != 0) {
+    TESK_ERR_AS(caller, "%s:Failed to set max val sz for KVS\n", caller);
+  }
+  return result;
+}
+
+/* Brings a store into being at the running URI, from the reference or empty. */
+rcode_t running_store_make(const char *caller, const char *running_uri, kvs_service_t reference,
+                           kvs_service_t *handle) {
+  rcode_t copied = 0;
+  if (reference > 0) {
+    copied = running_store_copy(caller, reference, running_uri);
+    if (copied == 0) {
+      return 0;
+    }
+  }
+  TESK_CTRL_AS(caller, "%s:Creating fresh running configuration\n", caller);
+  if (copied != 0) {
+    TESK_ERR_AS(caller, "%s:Failed to snapshot reference to running KVS\n", caller);
+  }
+  return running_store_create(caller, running_uri, handle);
+}
+
+}  // namespace
+
+int tesk_init_kvs() {
+  (void)tesk_kvs_dbg_init();
+  (void)tesk_kvs_cfg_init();
+  return 0;
+}
+
+const char *tesk_kvs_uri(const char *base_uri, const char *name) {
+  return overseer_uri_complete(base_uri, overseer_file_prefix_get(), name);
+}
+
+int tesk_cfg_kvs_version(kvs_service_t service) {
+  return kvs_version_set(service, VERSION_SLOT, debug_version()) == 0 ? 0 : -1;
+}
+
+rcode_t tesk_kvs_dbg_init() {
+  const char *base = overseer_running_cfg_uri_get();
+  TESK_CTRL("tesk_kvs_init uri[%s]\n", base);
+  (void)snprintf(tesk_kvs_debug_url, sizeof tesk_kvs_debug_url, "%s", tesk_kvs_uri(base, debug_name));
+  rcode_t result = 0;
+  tesk_debug_kvs = kvs_open(tesk_kvs_debug_url, &result);
+  if (tesk_debug_kvs == 0) {
+    result = debug_store_create(__func__);
+    if (result != 0) {
+      return result;
+    }
+    tesk_debug_kvs = kvs_open(tesk_kvs_debug_url, &result);
+    if (tesk_debug_kvs == 0) {
+      TESK_ERR("TESK kvs_open after Create Error\n");
+      return result;
+    }
+  }
+  /* An error by category only, so that it always reaches the error history. */
+  TESK_ERR("tesk_kvs_init Debug KVS success!\n");
+  return 0;
+}
+
+bool tesk_open_startup_config_kvs() {
+  const char *base = overseer_startup_cfg_uri_get();
+  if (base == nullptr) {
+    TESK_ERR("%s: overseer_startup_cfg_uri_get failed\n", __func__);
+    return true;
+  }
+  const char *uri = tesk_kvs_uri(base, tesk_kvs_startup_name);
+  rcode_t result = 0;
+  tesk_kvs_startup_cfg = kvs_open(uri, &result);
+  if (result != 0) {
+    tesk_kvs_startup_cfg = 0;
+    TESK_ERR("%s: Failed to open startup config KVS\n", __func__);
+    return false;
+  }
+  TESK_CTRL("%s: Startup config KVS [%s] opened\n", __func__, uri);
+  return true;
+}
+
+void tesk_close_startup_config_kvs() {
+  if (tesk_kvs_startup_cfg != 0) {
+    (void)kvs_close(tesk_kvs_startup_cfg);
+    tesk_kvs_startup_cfg = 0;
+  }
+}
+
+bool tesk_kvs_are_versions_compatible(version_id_t cur_version, version_id_t saved_version) {
+  return cur_version == saved_version;
+}
+
+rcode_t tesk_kvs_create_and_open_config_kvs(char *running_uri, kvs_service_t *running_kvs_p,
+                                            kvs_service_t reference_kvs) {
+  kvs_service_t handle = 0;
+  rcode_t result = running_store_make(__func__, running_uri, reference_kvs, &handle);
+  if (result == 0) {
+    handle = kvs_open(running_uri, &result);
+    if (result != 0) {
+      TESK_ERR("%s:Failed to open created running cfg KVS\n", __func__);
+    }
+  }
+  if (result != 0) {
+    TESK_ERR("%s: Cfg KVS Failed\n", __func__);
+  }
+  *running_kvs_p = handle;
+  return result;
+}
+
+rcode_t tesk_kvs_cfg_init() {
+  const char *uri = tesk_kvs_uri(overseer_running_cfg_uri_get(), running_name);
+  (void)snprintf(tesk_kvs_config_url, sizeof tesk_kvs_config_url, "%s", uri);
+  return tesk_kvs_create_and_open_config_kvs(tesk_kvs_config_url, &tesk_kvs_cfg, tesk_kvs_startup_cfg);
+}
+
+int overseercb_cfg_write(qbus_msg_ref_t *ref_p, const char *bin_base_uri, const char *) {
+  const rcode_t result = kvs_snapshot(tesk_kvs_cfg, 0, tesk_kvs_uri(bin_base_uri, tesk_kvs_startup_name));
+  if (result != 0) {
+    TESK_ERR("%s:Failed to snapshot running config to startup config KVS\n", __func__);
+  }
+  (void)overseer_cfg_action_done(ref_p, result);
+  TESK_CTRL("%s:Snapshot running config to startup config KVS done\n", __func__);
+  return (int)result;
+}

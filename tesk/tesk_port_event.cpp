@@ -1,0 +1,223 @@
+#include <stdlib.h>
+#include <string.h>
+
+#include "opal/ltlsvc.h"
+#include "tesk/tesk_dbg.h"
+#include "tesk/tesk_krnl_adapter.h"
+#include "tesk/tesk_port.h"
+#include "tesk/tesk_vlan.h"
+
+static_assert(sizeof(ltlsvc_port_cbl_t) == LTLSVC_CBL_ENTRY_BYTES);
+
+namespace {
+
+enum { CBL_PRINT_BYTES = 64 };
+
+/* The set of a notice is as long as its record, whatever its size word says. */
+void vlan_set_bound(vlan_bitset_t *set) { set->size = VLAN_BITSET_BYTES; }
+
+void vlan_ports_set(const char *caller, uint16_t vlan, uint32_t ltl) {
+  if (!tesk_vlan_hash_set_ltl(vlan, ltl)) {
+    TESK_ERR_AS(caller, "%s: Failed to set LTL(0x%x) for VLAN(%d)\n", caller, ltl, vlan);
+  }
+}
+
+void join_vlan(const char *caller, tesk_port_t *port, uint16_t vlan) {
+  const uint32_t ltl = tesk_vlan_hash_get_ltl(vlan);
+  if (ltl == TESK_LTL_ABSENT || tesk_port_has_vlan(port, vlan)) {
+    return;
+  }
+  if (ltl == 0 && tesk_vlan_activate(vlan) != 0) {
+    TESK_ERR_AS(caller, "%s:Failed to activate CIN VLAN:%d\n", caller, vlan);
+  }
+  tesk_port_add_vlan(port, vlan);
+  tesk_krnl_port_info_dirty(port);
+  vlan_ports_set(caller, vlan, ltl | tesk_port_bit(port->kestrix_port));
+  tesk_krnl_vlan_info_dirty(vlan);
+}
+
+void leave_vlan(const char *caller, tesk_port_t *port, uint16_t vlan) {
+  const uint32_t ltl = tesk_vlan_hash_get_ltl(vlan);
+  if (ltl == TESK_LTL_ABSENT) {
+    return;
+  }
+  if (!tesk_port_has_vlan(port, vlan)) {
+    TESK_ERR_AS(caller, "%s: No SoL/CIN VLAN (%d) information in member Port (0x%x)\n", caller, vlan,
+                port->if_idx);
+  }
+  const uint32_t remaining = ltl & ~tesk_port_bit(port->kestrix_port);
+  vlan_ports_set(caller, vlan, remaining);
+  tesk_krnl_vlan_info_dirty(vlan);
+  tesk_port_del_vlan(port, vlan);
+  tesk_krnl_port_info_dirty(port);
+  if (remaining == 0 && tesk_vlan_deactivate(vlan) != 0) {
+    TESK_ERR_AS(caller, "%s:Failed to deactivate CIN VLAN:%d\n", caller, vlan);
+  }
+}
+
+void check_up_set_of_down_port(const char *caller, const tesk_port_t *port,
+                               const portsvc_l2_port_state_t *info) {
+  if (info->link_state == PORTSVC_LINK_DOWN && !bitset_is_range_free(&info->vlan_up_bmp, 0, TESK_VLAN_LAST)) {
+    TESK_ERR_AS(caller, "%s: Port (0x%x) DOWN, Non-empty VLAN UP BMP\n", caller, port->if_idx);
+  }
+}
+
+void port_up(const char *caller, tesk_port_t *port, const portsvc_l2_port_state_t *info) {
+  if (port != nullptr) {
+    TESK_CTRL_AS(caller, "%s:TESK Port (0x%x)UP and instance exists\n", caller, info->ifindex);
+  } else {
+    port = tesk_create_port_context(info->ifindex, info->iod);
+    if (port == nullptr) {
+      TESK_ERR_AS(caller, "%s:TESK Port (0x%x) instance creation failed\n", caller, info->ifindex);
+      return;
+    }
+    TESK_CTRL_AS(caller, "%s:Instance created for Port (0x%x)\n", caller, info->ifindex);
+  }
+  tesk_l2psc_vlan_state_change(port, info);
+  tesk_port_upd_vlan_shadowdb(port, info);
+}
+
+void port_down(const char *caller, tesk_port_t *port, const portsvc_l2_port_state_t *info) {
+  if (port == nullptr) {
+    TESK_ERR_AS(caller, "%s:TESK Port (0x%x)DOWN and instance does not exist\n", caller, info->ifindex);
+    return;
+  }
+  tesk_port_upd_vlan_shadowdb(port, info);
+  tesk_l2psc_vlan_state_change(port, info);
+  if (tesk_delete_port_context(info->ifindex) == TESK_RC_SUCCESS) {
+    TESK_CTRL_AS(caller, "%s:Instance deleted for Port (0x%x)\n", caller, info->ifindex);
+  } else {
+    TESK_ERR_AS(caller, "%s:Failed to delete the port context:0x%x\n", caller, info->ifindex);
+  }
+}
+
+void port_state_change(const char *caller, const portsvc_l2_port_state_t *info) {
+  TESK_CTRL_AS(caller, "%s:QBUS_OPC_PORTSVC_L2_PROTOCOL_STATE_CHANGE[0x%x,%d]\n", caller, info->ifindex,
+               info->link_state);
+  if (!tesk_port_is_downlink_ifindex(info->ifindex)) {
+    TESK_CTRL_AS(caller, "%s:Port (0x%x) is not downlink\n", caller, info->ifindex);
+    return;
+  }
+  tesk_port_t *port = tesk_ifindex_hash_find(info->ifindex);
+  if (info->link_state == PORTSVC_LINK_UP) {
+    port_up(caller, port, info);
+  } else if (info->link_state == PORTSVC_LINK_DOWN) {
+    port_down(caller, port, info);
+  } else {
+    TESK_ERR_AS(caller, "%s:Not handling PHY_LINK_STATE_CHG:%d for port (0x%x)\n", caller, info->link_state,
+                info->ifindex);
+  }
+}
+
+boolean state_notice_is_whole(const char *caller, const portsvc_l2_state_change_t *notice, uint32_t size) {
+  if (size >= sizeof *notice && notice->num <= (size - sizeof *notice) / sizeof notice->port[0]) {
+    return true;
+  }
+  TESK_ERR_AS(caller, "%s: QBUS_OPC_PORTSVC_L2_PROTOCOL_STATE_CHANGE cut short: %u bytes\n", caller, size);
+  return false;
+}
+
+void trace_cbl(const char *caller, const tesk_port_t *port) {
+  char text[CBL_PRINT_BYTES];
+  int done = 0;
+  for (int first = 1; done == 0; first = 0) {
+    const int length = bitset_snprintf(text, sizeof text, &port->vlan_cbl_bmp, first, &done);
+    TESK_CTRL_AS(caller, "%s: Port %08x CBL[%s]\n", caller, port->if_idx, text);
+    if (length <= 0) {
+      return;
+    }
+  }
+}
+
+}  // namespace
+
+void tesk_handle_l2_protocol_state_changed_msg(qbus_msg_ref_t *msg) {
+  TESK_CTRL("%s: QBUS_OPC_PORTSVC_L2_PROTOCOL_STATE_CHANGE\n", __func__);
+  uint32_t size = 0;
+  portsvc_l2_state_change_t *payload = nullptr;
+  const rcode_t result = portsvc_parse_l2_protocol_state_change(msg, &size, &payload);
+  if (result != 0) {
+    TESK_ERR("%s: Failed to parse PORTSVC L2 Proto change notification rc=0x%x [%s]\n", __func__, result,
+             rcode2str(result));
+  } else if (payload == nullptr) {
+    TESK_ERR("%s: ifpld NULL when parsing msg\n", __func__);
+  } else if (state_notice_is_whole(__func__, payload, size)) {
+    for (uint32_t i = 0; i < payload->num; i++) {
+      vlan_set_bound(&payload->port[i].vlan_up_bmp);
+      vlan_set_bound(&payload->port[i].vlan_down_bmp);
+      port_state_change(__func__, &payload->port[i]);
+    }
+  }
+  free(payload);
+}
+
+void tesk_l2psc_vlan_state_change(tesk_port_t *port, const portsvc_l2_port_state_t *info) {
+  TESK_CTRL("%s: Enter\n", __func__);
+  check_up_set_of_down_port(__func__, port, info);
+  if (info->link_state == PORTSVC_LINK_UP) {
+    const vlan_bitset_t *up = &info->vlan_up_bmp;
+    for (int32_t vlan = bitset_first_bit(up); vlan != -1; vlan = bitset_next_bit(up, vlan)) {
+      join_vlan(__func__, port, (uint16_t)vlan);
+    }
+  }
+  const vlan_bitset_t *down = &info->vlan_down_bmp;
+  for (int32_t vlan = bitset_first_bit(down); vlan != -1; vlan = bitset_next_bit(down, vlan)) {
+    leave_vlan(__func__, port, (uint16_t)vlan);
+  }
+}
+
+void tesk_port_upd_vlan_shadowdb(tesk_port_t *port, const portsvc_l2_port_state_t *info) {
+  TESK_CTRL("%s: Enter\n", __func__);
+  check_up_set_of_down_port(__func__, port, info);
+  if (info->link_state == PORTSVC_LINK_UP) {
+    const vlan_bitset_t *up = &info->vlan_up_bmp;
+    for (int32_t vlan = bitset_first_bit(up); vlan != -1; vlan = bitset_next_bit(up, vlan)) {
+      tesk_port_shadow_add_vlan(port, (uint16_t)vlan);
+    }
+  }
+  const vlan_bitset_t *down = &info->vlan_down_bmp;
+  for (int32_t vlan = bitset_first_bit(down); vlan != -1; vlan = bitset_next_bit(down, vlan)) {
+    tesk_port_shadow_del_vlan(port, (uint16_t)vlan);
+  }
+}
+
+void tesk_ltlsvc_cbl_change(qbus_msg_ref_t *msg) {
+  const auto *payload = (const uint8_t *)qbus_payload_get(msg);
+  if (payload == nullptr) {
+    TESK_ERR("%s:NULL QBUS Payload\n", __func__);
+    return;
+  }
+  const uint32_t size = qbus_payload_size_get(msg);
+  uint16_t count = 0;
+  if (size >= sizeof count) {
+    memcpy(&count, payload, sizeof count);
+  }
+  if (size < LTLSVC_CBL_ENTRIES_OFFSET + (uint32_t)count * LTLSVC_CBL_ENTRY_BYTES) {
+    TESK_ERR("%s: QBUS_OPC_LTLSVC_CBL_CHANGE cut short: %u bytes\n", __func__, size);
+    return;
+  }
+  for (uint16_t i = 0; i < count; i++) {
+    ltlsvc_port_cbl_t entry;
+    memcpy(&entry, payload + LTLSVC_CBL_ENTRIES_OFFSET + (size_t)i * LTLSVC_CBL_ENTRY_BYTES, sizeof entry);
+    vlan_set_bound(&entry.vlan_cbl_bmp);
+    if (tesk_port_is_downlink_ifindex(entry.if_idx)) {
+      (void)tesk_ltlsvc_cbl_change_one_port(entry.if_idx, &entry.vlan_cbl_bmp);
+    } else {
+      TESK_CTRL("%s:Port (0x%x) is not downlink\n", __func__, entry.if_idx);
+    }
+  }
+}
+
+boolean tesk_ltlsvc_cbl_change_one_port(if_index_t if_idx, const vlan_bitset_t *cbl_bmp) {
+  tesk_port_t *port = tesk_ifindex_hash_find(if_idx);
+  if (port == nullptr) {
+    TESK_ERR("%s: Failed to retrieve the port context for if_index(0x%x)\n", __func__, if_idx);
+    return false;
+  }
+  bitset_copy(&port->vlan_cbl_bmp, cbl_bmp);
+  bitset_set_bit(&port->vlan_cbl_bmp, sol_vlan);
+  trace_cbl(__func__, port);
+  tesk_krnl_port_info_dirty(port);
+  (void)tesk_vlan_cbl_change_one_port(port, cbl_bmp);
+  return true;
+}

@@ -1,0 +1,312 @@
+#include <stdlib.h>
+
+#include "tesk/kspace/teskk.h"
+#include "tesk/tesk_dbg.h"
+#include "tesk/tesk_krnl_adapter.h"
+#include "tesk/tesk_kvs.h"
+#include "tesk/tesk_vlan.h"
+
+namespace {
+
+/** Port masks of a VLAN's members. */
+typedef struct member_masks {
+  uint32_t ltl;
+  uint32_t cbl;
+} member_masks_t;
+
+/** How far the removal of a VLAN came. */
+enum removal { removal_done, removal_ports_failed, removal_store_failed, removal_table_failed };
+
+/* A number that is no VLAN number at all is never taken for the VLAN of its low bits. */
+boolean is_configured(vlan_id_t vlan) {
+  return vlan >= 0 && vlan <= UINT16_MAX && tesk_vlan_hash_get_ltl((uint16_t)vlan) != TESK_LTL_ABSENT;
+}
+
+void count_check(const char *caller) {
+  if (cin_vlan_count < 1 || cin_vlan_count > TESK_CIN_VLANS_MAX) {
+    TESK_ERR_AS(caller, "Invalid CIN VLAN count:%d\n", cin_vlan_count);
+  }
+}
+
+void count_lower(const char *caller) {
+  cin_vlan_count--;
+  if (cin_vlan_count < 0) {
+    TESK_ERR_AS(caller, "Correcting CIN VLAN count (%d)\n", cin_vlan_count);
+    cin_vlan_count = 0;
+  }
+}
+
+/* @return false when the limit is reached */
+boolean count_has_room(const char *caller) {
+  if ((uint16_t)cin_vlan_count > TESK_CIN_VLANS_MAX) {
+    TESK_ERR_AS(caller, "Invalid CIN VLAN count:%d\n", cin_vlan_count);
+  }
+  if (cin_vlan_count > TESK_CIN_VLANS_MAX - 1) {
+    TESK_ERR_AS(caller,
+                "Maximum number (%d) of supported CIN VLANs exceeded.Cannot configure more CIN VLANs\n",
+                TESK_CIN_VLANS_MAX);
+    return false;
+  }
+  return true;
+}
+
+/* Makes the downlink ports of a list members of the VLAN. */
+member_masks_t join_members(const char *caller, uint16_t vlan, const if_index_t *list, uint32_t size) {
+  member_masks_t masks = {.ltl = 0, .cbl = 0};
+  for (uint32_t i = 0; i < size; i++) {
+    if (!tesk_port_is_downlink_ifindex(list[i])) {
+      continue;
+    }
+    tesk_port_t *port = tesk_ifindex_hash_find(list[i]);
+    if (port == nullptr) {
+      TESK_ERR_AS(caller, "%s:Failed to Retrieve Port Context for 0x%x\n", caller, list[i]);
+      continue;
+    }
+    tesk_port_add_vlan(port, vlan);
+    tesk_krnl_port_info_dirty(port);
+    masks.ltl |= tesk_port_bit(port->kestrix_port);
+    if (tesk_port_vlan_forwarding(port, vlan)) {
+      masks.cbl |= tesk_port_bit(port->kestrix_port);
+    }
+  }
+  return masks;
+}
+
+/* Stores the members' masks and makes the VLAN live if it has any. */
+boolean apply_masks(const char *caller, uint16_t vlan, const member_masks_t *masks) {
+  if (masks->ltl == 0) {
+    TESK_CTRL_AS(caller, "%s:VLAN %d not active on any downlink port\n", caller, vlan);
+  } else {
+    if (!tesk_vlan_hash_set_ltl(vlan, masks->ltl)) {
+      TESK_ERR_AS(caller, "%s:Failed to set LTL: %05x for VLAN %d\n", caller, masks->ltl, vlan);
+      return false;
+    }
+    if (tesk_vlan_activate(vlan) != 0) {
+      TESK_ERR_AS(caller, "%s: Failed to activate VLAN %d\n", caller, vlan);
+      return false;
+    }
+  }
+  if (masks->cbl != 0 && !tesk_vlan_hash_set_cbl(vlan, masks->cbl)) {
+    TESK_ERR_AS(caller, "%s:Failed to set CBL: %05x for VLAN %d\n", caller, masks->cbl, vlan);
+    return false;
+  }
+  return true;
+}
+
+boolean bring_up_members(const char *caller, uint16_t vlan) {
+  uint32_t size = 0;
+  if_index_t *list = nullptr;
+  boolean done = true;
+  if (tesk_port_vlan_shadowdb_get_port_list(vlan, &size, &list) != 0) {
+    TESK_ERR_AS(caller, "%s:Failed to retrieve the member ports for VLAN %d\n", caller, vlan);
+    done = false;
+  } else if (size == 0) {
+    TESK_CTRL_AS(caller, "%s:Empty if_index list for VLAN %d\n", caller, vlan);
+  } else {
+    const member_masks_t masks = join_members(caller, vlan, list, size);
+    done = apply_masks(caller, vlan, &masks);
+  }
+  free(list);
+  return done;
+}
+
+/* The steps that command and notice share; each traces a failure in its own words. */
+enum removal remove_vlan(uint16_t vlan) {
+  if (tesk_port_vlan_delete(vlan) != 0) {
+    return removal_ports_failed;
+  }
+  tesk_vlan_amm_refuse(vlan);
+  if (tesk_kvs_del_cin_vlan_config(vlan) != 0) {
+    return removal_store_failed;
+  }
+  return tesk_vlan_hash_delete(vlan) ? removal_done : removal_table_failed;
+}
+
+/* @return false when the VLAN was not removed in full */
+boolean remove_deleted_vlan(const char *caller, vlan_id_t vlan) {
+  if (!is_configured(vlan)) {
+    TESK_ERR_AS(caller, "%s:VLAN %d had not been configured as CIN VLAN\n", caller, vlan);
+    return false;
+  }
+  count_check(caller);
+  switch (remove_vlan((uint16_t)vlan)) {
+    case removal_ports_failed:
+      TESK_ERR_AS(caller, "%s: Failed to delete VLAN %d from Port Contexts\n", caller, vlan);
+      return false;
+    case removal_store_failed:
+      TESK_ERR_AS(caller, "%s:Failed to delete VLAN %d from KVS\n", caller, vlan);
+      return false;
+    case removal_table_failed:
+      TESK_ERR_AS(caller, "%s: Failed to delete VLAN %d from Hash Table\n", caller, vlan);
+      return false;
+    case removal_done:
+      break;
+  }
+  count_lower(caller);
+  return true;
+}
+
+/* @return the VLANs written, at most 32 */
+uint32_t list_cin_vlans(const char *caller, vlan_id_t *list) {
+  uint32_t count = 0;
+  for (const vlan_hash_entry_t *entry : vlan_bucket) {
+    for (; entry != nullptr; entry = entry->next) {
+      if (entry->vlan == sol_vlan) {
+        continue;
+      }
+      if (count == TESK_LOOKUP_LIST_MAX) {
+        TESK_ERR_AS(caller, "%s:VLAN list size %d exhausted\n", caller, TESK_LOOKUP_LIST_MAX);
+        return count;
+      }
+      list[count++] = entry->vlan;
+    }
+  }
+  return count;
+}
+
+}  // namespace
+
+void tesk_vlan_amm_accept(uint16_t vlan) {
+  tesk_port_add_vlan(&amm_mgmt_port, vlan);
+  tesk_krnl_port_info_dirty(&amm_mgmt_port);
+}
+
+void tesk_vlan_amm_refuse(uint16_t vlan) {
+  tesk_port_del_vlan(&amm_mgmt_port, vlan);
+  tesk_krnl_port_info_dirty(&amm_mgmt_port);
+}
+
+boolean tesk_cli_vlan_add_handler(vlan_id_t vlan) {
+  if (vlan < TESK_CIN_VLAN_FIRST || vlan > TESK_CIN_VLAN_LAST) {
+    return false;
+  }
+  if (is_configured(vlan)) {
+    TESK_CTRL("%s:VLAN %d has already been configured as CIN VLAN\n", __func__, vlan);
+    return true;
+  }
+  if (!count_has_room(__func__)) {
+    return false;
+  }
+  if (!tesk_vlan_hash_insert((uint16_t)vlan)) {
+    TESK_ERR("%s:Failed to insert VLAN %d in Hash Table\n", __func__, vlan);
+    return false;
+  }
+  if (tesk_kvs_add_cin_vlan_config(vlan) != 0) {
+    TESK_ERR("%s:Failed to add VLAN %d to KVS\n", __func__, vlan);
+    return false;
+  }
+  tesk_vlan_amm_accept((uint16_t)vlan);
+  if (!bring_up_members(__func__, (uint16_t)vlan)) {
+    return false;
+  }
+  cin_vlan_count++;
+  return true;
+}
+
+boolean tesk_cli_vlan_del_handler(vlan_id_t vlan) {
+  if (!is_configured(vlan)) {
+    TESK_CTRL("VLAN %d had not been configured as CIN VLAN\n", vlan);
+    return false;
+  }
+  const uint32_t ltl = tesk_vlan_hash_get_ltl((uint16_t)vlan);
+  count_check(__func__);
+  if (ltl != 0 && tesk_vlan_deactivate((uint16_t)vlan) != 0) {
+    TESK_ERR("Failed to deactivate VLAN %d\n", vlan);
+    return false;
+  }
+  switch (remove_vlan((uint16_t)vlan)) {
+    case removal_ports_failed:
+      TESK_ERR("Failed to delete VLAN %d from Port Contexts\n", vlan);
+      return false;
+    case removal_store_failed:
+      TESK_ERR("Failed to delete VLAN %d from KVS\n", vlan);
+      return false;
+    case removal_table_failed:
+      TESK_ERR("Failed to delete VLAN %d from Hash Table\n", vlan);
+      return false;
+    case removal_done:
+      break;
+  }
+  count_lower(__func__);
+  return true;
+}
+
+void tesk_vlan_vlan_mgr_deleted_handler(qbus_msg_ref_t *msg) {
+  vlan_delete_notif_local_t *records = nullptr;
+  uint32_t count = 0;
+  if (vlan_mgr_parse_notification_msg_local(msg, &records, &count) != 0) {
+    TESK_ERR("%s: Failed to retrieve message payload\n", __func__);
+    return;
+  }
+  vlan_id_t removed[TESK_VLAN_LIST_MAX];
+  uint32_t removed_count = 0;
+  for (uint32_t i = 0; i < count; i++) {
+    const vlan_id_t vlan = records[i].vlan_id;
+    if (remove_deleted_vlan(__func__, vlan) && removed_count < TESK_VLAN_LIST_MAX) {
+      removed[removed_count++] = vlan;
+    }
+  }
+  if (removed_count != 0) {
+    if (tesk_send_unset_feat_in_vlan(removed, removed_count) == 0) {
+      TESK_CTRL("tesk_send_unset_feat_in_vlan succeeded.\n");
+    } else {
+      TESK_ERR("tesk_send_unset_feat_in_vlan failed for %d vlans.\n", removed_count);
+    }
+  }
+  free(records);
+}
+
+rcode_t tesk_vlan_get_vlan_list(uint32_t *vlan_count, vlan_id_t **vlan_list) {
+  *vlan_count = 0;
+  *vlan_list = nullptr;
+  auto *list = (vlan_id_t *)malloc(TESK_LOOKUP_LIST_MAX * sizeof(vlan_id_t));
+  if (list == nullptr) {
+    TESK_ERR("%s:Failed to allocate memory for vlan list\n", __func__);
+    return TESK_RC_NO_MEMORY;
+  }
+  const uint32_t count = list_cin_vlans(__func__, list);
+  if (count == 0) {
+    free(list);
+    return TESK_RC_SUCCESS;
+  }
+  *vlan_count = count;
+  *vlan_list = list;
+  return TESK_RC_SUCCESS;
+}
+
+rcode_t tesk_vlan_cbl_change_one_port(tesk_port_t *port, const vlan_bitset_t *cbl_bmp) {
+  const uint32_t bit = tesk_port_bit(port->kestrix_port);
+  for (vlan_hash_entry_t *entry : vlan_bucket) {
+    for (; entry != nullptr; entry = entry->next) {
+      if (entry->vlan != sol_vlan && !bitset_is_bit_set(cbl_bmp, entry->vlan)) {
+        entry->cbl &= ~bit;
+      } else {
+        entry->cbl |= bit;
+      }
+      tesk_krnl_vlan_info_dirty_(entry);
+      TESK_CTRL("%s: Port[%08x], VLAN[%d], CBL[%05x]\n", __func__, port->if_idx, entry->vlan, entry->cbl);
+    }
+  }
+  return TESK_RC_SUCCESS;
+}
+
+rcode_t tesk_vlan_get_dirty_list(vlan_hash_entry_t **list, uint16_t *vlan_cnt) {
+  TESK_CTRL("\n");
+  if (list == nullptr || vlan_cnt == nullptr) {
+    TESK_ERR("Invalid input\n");
+    return TESK_RC_FAILURE;
+  }
+  *vlan_cnt = 0;
+  for (vlan_hash_entry_t *entry : vlan_bucket) {
+    for (; entry != nullptr; entry = entry->next) {
+      if (!entry->is_dirty) {
+        continue;
+      }
+      if (*vlan_cnt < TESKK_VLANS) {
+        list[*vlan_cnt] = entry;
+      }
+      ++*vlan_cnt;
+    }
+  }
+  return TESK_RC_SUCCESS;
+}

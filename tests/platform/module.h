@@ -1,0 +1,21 @@
+/* The kernel module behind /dev/klm_tesk: it checks nothing, records everything.
+ *
+ * Each request is one line that shows the record that came with it:
+ *
+ *     ioctl(31, add_or_update_ports, {0x1a000003 type 26 asic 3 [100 fwd, 4095 blk]})
+ *     ioctl(31, add_or_update_vlans, {100 ports 0x5})
+ *     ioctl(31, del_vlan, 100)
+ *     ioctl(31, del_port, 0x1a000003)
+ *     ioctl(31, get_port_counters, 0x1a000003) */
+#pragma once
+
+#include <cstdint>
+
+namespace standin {
+
+/** Serves one ioctl on the device. @return 0, or -1 with errno */
+int module_request(int descriptor, uint32_t request, void *record);
+
+void reset_module();
+
+}  // namespace standin

@@ -1,0 +1,71 @@
+#include "tests/platform/script.h"
+
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <map>
+#include <ranges>
+
+namespace standin {
+
+namespace {
+
+struct Scripts {
+  std::deque<Script> all;  // references to the elements stay valid
+  std::map<std::string, unsigned, std::less<>> calls;
+};
+
+Scripts the_scripts;
+
+}  // namespace
+
+Script &Script::call(unsigned number) {
+  number_ = number;
+  return *this;
+}
+
+Script &Script::returns(int64_t result) {
+  result_ = result;
+  return *this;
+}
+
+Script &Script::with_errno(int number) {
+  errno_ = number;
+  return *this;
+}
+
+Script &Script::gives(int64_t output) {
+  output_ = output;
+  return *this;
+}
+
+Script &when(std::string operation) {
+  Script &script = the_scripts.all.emplace_back();
+  script.calls_before_ = the_scripts.calls[operation];
+  script.operation_ = std::move(operation);
+  return script;
+}
+
+Script *met(std::string_view operation) {
+  if (the_scripts.all.empty()) return nullptr;
+  auto counter = the_scripts.calls.find(operation);
+  if (counter == the_scripts.calls.end()) return nullptr;
+  const unsigned number = ++counter->second;
+  for (Script &script : std::views::reverse(the_scripts.all)) {
+    if (script.operation_ != operation) continue;
+    if (script.number_ != 0 && script.calls_before_ + script.number_ != number) continue;
+    script.was_met_ = true;
+    return &script;
+  }
+  return nullptr;
+}
+
+void reset_scripts() { the_scripts = {}; }
+
+void verify_scripts() {
+  for (const Script &script : the_scripts.all)
+    if (!script.was_met_)
+      ADD_FAILURE() << "the test scripted " << script.operation_ << ", which was never called";
+}
+
+}  // namespace standin

@@ -1,0 +1,98 @@
+/* Scripts: what the platform answers.
+ *
+ * Every operation succeeds with a sensible value unless a test says otherwise:
+ *
+ *     when("qbus_bind").returns(-1).with_errno(EADDRINUSE);   from now on
+ *     when("qbus_options_set").call(3).returns(-1);           only the third call from now
+ *     when("ltlsvc_lib_ifidx_to_di").gives(17);               its output argument
+ *
+ * The result is what the operation returns (0 for a null pointer); `gives` is its output: the result
+ * code of a kvs operation, the destination index, the token of a request. A later script goes before an
+ * earlier one. A script that no call ever met fails the test, so that a misspelt name does not pass. */
+#pragma once
+
+#include <cerrno>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+#include "tests/platform/record.h"
+#include "tests/platform/text.h"
+
+namespace standin {
+
+/** One scripted behaviour of one operation. */
+class Script {
+ public:
+  /** Only the n-th call from now, counted from 1. */
+  Script &call(unsigned number);
+  Script &once() { return call(1); }
+
+  Script &returns(int64_t result);
+  Script &with_errno(int number);
+  Script &gives(int64_t output);
+
+ private:
+  friend Script &when(std::string operation);
+  friend class Answer;
+  friend Script *met(std::string_view operation);
+  friend void verify_scripts();
+
+  std::string operation_;
+  unsigned calls_before_ = 0;
+  unsigned number_ = 0;
+  bool was_met_ = false;
+  int errno_ = 0;
+  std::optional<int64_t> result_;
+  std::optional<int64_t> output_;
+};
+
+/** Starts a script. */
+Script &when(std::string operation);
+
+/** Counts a call and finds the script that governs it. @return null when there is none */
+Script *met(std::string_view operation);
+
+/** What one call is to answer. */
+class Answer {
+ public:
+  explicit Answer(const Script *script) : script_(script) {}
+
+  /** Whether the test scripted this call's result. */
+  bool has_result() const { return script_ != nullptr && script_->result_.has_value(); }
+
+  /** The scripted result, or else `otherwise`; sets errno when scripted. */
+  template <class Result>
+  Result returns(Result otherwise) const {
+    if (script_ != nullptr && script_->errno_ != 0) errno = script_->errno_;
+    return has_result() ? static_cast<Result>(*script_->result_) : otherwise;
+  }
+
+  /** The scripted output, or else `otherwise`. */
+  template <class Output>
+  Output gives(Output otherwise) const {
+    return script_ != nullptr && script_->output_ ? static_cast<Output>(*script_->output_) : otherwise;
+  }
+
+ private:
+  const Script *script_;
+};
+
+/** An operation that leaves no line. */
+inline Answer quiet(std::string_view operation) { return Answer(met(operation)); }
+
+/** An operation that is recorded with its arguments. */
+template <class... Arguments>
+Answer call(std::string_view operation, const Arguments &...arguments) {
+  std::string list;
+  ((list += (list.empty() ? "" : ", ") + shown(arguments)), ...);
+  record(Line(std::string(operation) + "(" + list + ")"));
+  return quiet(operation);
+}
+
+void reset_scripts();
+void verify_scripts();
+
+}  // namespace standin

@@ -1,0 +1,247 @@
+#include "tests/platform/shell.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdarg>
+#include <cstring>
+#include <deque>
+
+#include "opal/cush.h"
+#include "opal/rcgen.h"
+#include "tests/platform/script.h"
+
+/** What the daemon's scratch area holds. The padding makes an area that is too small show. */
+struct cmd_rx_handle {
+  uint32_t command;
+  uint32_t position;
+  uint8_t padding[120];
+};
+
+struct cmd_rsp {
+  uint32_t used;
+};
+
+struct cmd_mrange {
+  uint32_t attribute;
+};
+
+struct rcgen_hdl {
+  uint32_t request;
+};
+
+namespace standin {
+
+namespace {
+
+struct Shell {
+  std::vector<Command> commands;
+  std::vector<Generation> generations;
+  std::deque<cmd_mrange> ranges;
+  std::deque<rcgen_hdl> handles;
+  cmd_rsp response{};
+  int unanswered_generations = 0;
+};
+
+Shell the_shell;
+
+/** The number that a message of this module carries in its token. */
+template <class Kept>
+const Kept &kept(const std::vector<Kept> &all, uint32_t number) {
+  static const Kept none{};
+  return number < all.size() ? all[number] : none;
+}
+
+const Command &command_of(const cmd_rx_handle_t *handle) { return kept(the_shell.commands, handle->command); }
+
+const Generation &generation_of(const qbus_msg_ref_t *request) {
+  return kept(the_shell.generations, message_of(request).token);
+}
+
+std::string shown_handle(const cmd_rx_handle_t *handle) {
+  return handle == nullptr ? "null" : "command " + std::to_string(command_of(handle).id);
+}
+
+std::string shown_value(const void *value, uint32_t length) {
+  if (length != sizeof(uint32_t)) return shown_bytes(value, length);
+  uint32_t number;
+  std::memcpy(&number, value, sizeof number);
+  return shown(hex(number));
+}
+
+Payload &add_ranges(Payload &payload, const std::vector<std::pair<uint32_t, uint32_t>> &ranges) {
+  for (const auto &[lower, upper] : ranges) payload.u32(lower).u32(upper);
+  return payload;
+}
+
+}  // namespace
+
+Message message_of_command(Command command) {
+  the_shell.commands.push_back(std::move(command));
+  const auto number = static_cast<uint32_t>(the_shell.commands.size() - 1);
+  return {.opcode = command_opcode, .payload = Payload().u32(number), .token = number};
+}
+
+Bytes vlan_ranges(const std::vector<std::pair<uint32_t, uint32_t>> &ranges) {
+  Payload payload;
+  payload.u32(0).u32(static_cast<uint32_t>(ranges.size()));
+  add_ranges(payload, ranges);
+  return payload.zeros((CUSH_RANGE_ENTRIES - ranges.size()) * 2 * sizeof(uint32_t));
+}
+
+Bytes interface_ranges(const std::vector<std::pair<uint32_t, uint32_t>> &ranges) {
+  Payload payload;
+  payload.u32(static_cast<uint32_t>(12 + 8 * ranges.size())).u32(static_cast<uint32_t>(ranges.size())).u32(0);
+  return add_ranges(payload, ranges);
+}
+
+Message message_of_generation(Generation generation) {
+  the_shell.generations.push_back(std::move(generation));
+  const auto number = static_cast<uint32_t>(the_shell.generations.size() - 1);
+  return {.opcode = generation_opcode, .payload = Payload().u32(number), .token = number};
+}
+
+void reset_shell() { the_shell = {}; }
+
+void verify_shell() {
+  if (the_shell.unanswered_generations != 0)
+    ADD_FAILURE() << "the daemon never answered a request for configuration text";
+}
+
+}  // namespace standin
+
+using namespace standin;
+
+int cush_register_parse_tree(qbus_queue_t queue, const char *name) {
+  return call("cush_register_parse_tree", queue, name).returns(0);
+}
+
+int cmd_backend_init(qbus_queue_t queue) { return call("cmd_backend_init", queue).returns(0); }
+
+size_t cmd_req_handle_get_1(const qbus_msg_ref_t *message) {
+  static_cast<void>(message);
+  return sizeof(cmd_rx_handle);
+}
+
+cmd_rx_handle_t *cmd_req_handle_get_2(const qbus_msg_ref_t *message, void *scratch) {
+  if (quiet("cmd_req_handle_get_2").has_result()) return nullptr;
+  auto *handle = static_cast<cmd_rx_handle_t *>(scratch);
+  std::memset(handle, 0xa5, sizeof *handle);
+  handle->command = message_of(message).token;
+  handle->position = 0;
+  return handle;
+}
+
+uint32_t cmd_req_cmdId_getnext(cmd_rx_handle_t *handle) {
+  return handle->position++ == 0 ? command_of(handle).id : 0;
+}
+
+int cmd_req_action_is_del(cmd_rx_handle_t *handle) { return command_of(handle).is_no_form ? 1 : 0; }
+
+int cmd_req_attr_get(cmd_rx_handle_t *handle, uint32_t attribute, void **value, uint32_t *length) {
+  const auto &attributes = command_of(handle).attributes;
+  const auto found = attributes.find(attribute);
+  if (found == attributes.end()) return 1;
+  *value = const_cast<uint8_t *>(found->second.data());
+  *length = static_cast<uint32_t>(found->second.size());
+  return 0;
+}
+
+cmd_rsp_t *cmd_rsp_init(cmd_rx_handle_t *handle, void *buffer, uint32_t size) {
+  static_cast<void>(buffer);
+  the_shell.response = {};
+  return call("cmd_rsp_init", shown_handle(handle), size).has_result() ? nullptr : &the_shell.response;
+}
+
+int cmd_rsp_attr_add(cmd_rsp_t *response, uint32_t attribute, const void *value, uint32_t length) {
+  response->used += length;
+  return call("cmd_rsp_attr_add", hex(attribute), shown_value(value, length), length).returns(0);
+}
+
+int cmd_rsp_send(cmd_rsp_t *response) {
+  static_cast<void>(response);
+  return call("cmd_rsp_send").returns(0);
+}
+
+int cmd_rsp_send_ok(cmd_rx_handle_t *handle) {
+  return call("cmd_rsp_send_ok", shown_handle(handle)).returns(0);
+}
+
+int cmd_rsp_send_nok(cmd_rx_handle_t *handle, uint32_t flags, const char *format, ...) {
+  char text[512];
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(text, sizeof text, format, arguments);
+  va_end(arguments);
+  return call("cmd_rsp_send_nok", shown_handle(handle), flags, static_cast<const char *>(text)).returns(0);
+}
+
+cmd_mrange_t *cmd_mrange_create(uint32_t attribute) {
+  if (call("cmd_mrange_create", hex(attribute)).has_result()) return nullptr;
+  return &the_shell.ranges.emplace_back(cmd_mrange{attribute});
+}
+
+int cmd_mrange_range_add(cmd_mrange_t *mrange, uint32_t lower, uint32_t upper) {
+  if (mrange == nullptr) return 1;
+  return call("cmd_mrange_range_add", lower, upper).returns(0);
+}
+
+int cmd_rsp_error_set(cmd_rx_handle_t *handle, cmd_mrange_t *mrange) {
+  const std::string list = mrange == nullptr ? "null" : "list for " + shown(hex(mrange->attribute));
+  return call("cmd_rsp_error_set", shown_handle(handle), list).returns(0);
+}
+
+int rcgen_srv_init(qbus_queue_t queue, const rcgen_options_t *options) {
+  return call("rcgen_srv_init", queue, "{tracekit_dbg_elem " + shown(options->tracekit_dbg_elem) + "}")
+      .returns(0);
+}
+
+int rcgen_req_vlan_list_get(const qbus_msg_ref_t *request, vlan_bitset_t *vlans) {
+  for (const uint32_t vlan : generation_of(request).vlans) bitset_set_bit(vlans, vlan);
+  return 0;
+}
+
+rcgen_hdl_t *rcgen_hdl_init(const qbus_msg_ref_t *request) {
+  ++the_shell.unanswered_generations;
+  return &the_shell.handles.emplace_back(rcgen_hdl{message_of(request).token});
+}
+
+int rcgen_elem_add(rcgen_hdl_t *handle, uint32_t uuid, uint32_t element, uint32_t kind) {
+  static_cast<void>(handle);
+  return call("rcgen_elem_add", uuid, element, kind).returns(0);
+}
+
+int rcgen_elem_property_set(rcgen_hdl_t *handle, uint32_t element, uint32_t property) {
+  static_cast<void>(handle);
+  return call("rcgen_elem_property_set", element, property).returns(0);
+}
+
+int rcgen_elem_dependency_add(rcgen_hdl_t *handle, uint32_t element, uint32_t uuid, uint32_t other_element) {
+  static_cast<void>(handle);
+  return call("rcgen_elem_dependency_add", element, uuid, other_element).returns(0);
+}
+
+int rcgen_cfg_type_get(const qbus_msg_ref_t *request) { return generation_of(request).configuration; }
+
+int rcgen_cfg_display_type_get(const qbus_msg_ref_t *request) { return generation_of(request).display; }
+
+const char *rcgen_startup_cfg_uri_prefix_get(const qbus_msg_ref_t *request) {
+  static_cast<void>(request);
+  return "startup:";
+}
+
+int rcgen_elem_vlan_key_str_add_indent(rcgen_hdl_t *handle, uint32_t element, vlan_id_t vlan,
+                                       const char *text, uint32_t indent) {
+  static_cast<void>(handle);
+  return call("rcgen_elem_vlan_key_str_add_indent", element, vlan, text, indent).returns(0);
+}
+
+int rcgen_set_response_status(rcgen_hdl_t *handle, rcode_t status, const char *text) {
+  static_cast<void>(handle);
+  return call("rcgen_set_response_status", hex(status), text).returns(0);
+}
+
+int rcgen_respond(rcgen_hdl_t *handle, qbus_queue_t queue, qbus_msg_ref_t *request) {
+  static_cast<void>(handle);
+  --the_shell.unanswered_generations;
+  return call("rcgen_respond", queue, "message " + shown(hex(qbus_opc_get(request)))).returns(0);
+}

@@ -1,0 +1,32 @@
+#include "tests/platform/standin.h"
+
+#include "tests/platform/module.h"
+
+namespace standin {
+
+void begin() {
+  reset_record();
+  reset_scripts();
+  reset_memory();
+  reset_messages();
+  reset_module();
+  reset_services();
+  reset_shell();
+  reset_stores();
+  reset_system();
+  reset_trace();
+  engage();
+}
+
+void end() {
+  reset_trace();  // what the facility kept is not the daemon's to free
+  disengage();
+  verify_record();
+  verify_scripts();
+  verify_messages();
+  verify_shell();
+  verify_system();
+  verify_memory();
+}
+
+}  // namespace standin

@@ -1,0 +1,84 @@
+/* The system calls of the daemon.
+ *
+ * The linker routes socket, bind, fcntl, ioctl, read, write, close, open, select, system, exit and abort
+ * here (--wrap). While a test is engaged nothing of it reaches the machine: descriptors are numbers of
+ * the stand-in, frames wait in a queue for each descriptor, written frames are kept, and the kernel
+ * module is a record of what it was sent. Between tests the calls go to the real system, so that the
+ * test framework, which is linked into the same program, can use them.
+ *
+ * exit and abort end the daemon by an exception, and so does a select for which no wake-up is scripted:
+ * that is how a test gets out of the endless loop. run() turns all three into an Ending. */
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+namespace standin {
+
+using Bytes = std::vector<uint8_t>;
+
+/** Descriptors: the message queue, the kernel module, and the sockets in the order of opening. */
+constexpr int queue_descriptor = 30;
+constexpr int module_descriptor = 31;
+constexpr int first_socket = 41;
+constexpr int second_socket = 42;
+
+/** How a piece of the daemon came to its end. */
+struct Ending {
+  enum class How { returned, exited, aborted, waiting };
+  How how;
+  int status = 0;
+  bool operator==(const Ending &) const = default;
+};
+
+std::ostream &operator<<(std::ostream &stream, const Ending &ending);
+
+inline Ending returned(int status) { return {Ending::How::returned, status}; }
+inline Ending exited(int status) { return {Ending::How::exited, status}; }
+inline Ending aborted() { return {Ending::How::aborted}; }
+
+/** Reached a select for which nothing was scripted. */
+inline Ending waiting() { return {Ending::How::waiting}; }
+
+/** Runs a piece of the daemon until it returns, exits, aborts or waits for good. */
+Ending run(const std::function<int()> &piece);
+
+/** Runs a piece of the daemon and returns what it printed on standard output. */
+std::string printed_by(const std::function<void()> &piece);
+
+/** The next select finds these descriptors readable. */
+void wakes(std::initializer_list<int> readable);
+
+/** The next select fails. */
+void wake_fails(int error_number);
+
+/** A frame waits to be read from a descriptor. A read finds the frames in order, then EAGAIN. */
+void arrives(int descriptor, Bytes frame);
+
+/** Frames that wait to be read from a descriptor. */
+size_t waiting_frames(int descriptor);
+
+/** Frames written to a descriptor, in order; the test may clear it. */
+std::vector<Bytes> &written(int descriptor);
+
+/** The record that came with the last request to the kernel module, byte for byte. */
+const Bytes &last_module_record();
+
+/** Counters that the kernel module has for a port; without them the request fails with ENODEV. */
+struct Counters {
+  uint32_t tx_ucast, tx_mcast, rx_ucast, rx_mcast;
+};
+void module_counts(uint32_t if_index, Counters counters);
+
+/** Whether the calls of this program are the daemon's. */
+bool is_engaged();
+void engage();
+void disengage();
+
+void reset_system();
+void verify_system();
+
+}  // namespace standin

@@ -1,0 +1,45 @@
+/* How arguments appear in the record.
+ *
+ * Every value that the daemon hands to the platform is written in one way, so that a test can spell the
+ * line that it expects: numbers in decimal, numbers that people read in hex as 0x…, texts in single
+ * quotes, absent pointers as null. A std::string is text that was already formatted and is taken as it
+ * is. Nothing here depends on the byte order or the word size of the machine. */
+#pragma once
+
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace standin {
+
+/** A number that is shown in hex. */
+struct Hex {
+  uint64_t value;
+};
+
+template <std::integral Number>
+Hex hex(Number number) {
+  return {static_cast<std::make_unsigned_t<Number>>(number)};
+}
+
+std::string shown(const char *text);
+std::string shown(const std::string &formatted);
+std::string shown(Hex number);
+
+template <std::integral Number>
+std::string shown(Number number) {
+  return std::to_string(number);
+}
+
+/** Bytes as text in quotes when all of them are printable, as "20 zero bytes", or as hex pairs. */
+std::string shown_bytes(const void *bytes, size_t length);
+
+/** The set bits of a bit set, "{2 3}". */
+std::string shown_bits(const void *bitset);
+
+/** Line ends and other unprintable characters made visible. */
+std::string escaped(std::string_view text);
+
+}  // namespace standin

@@ -1,0 +1,416 @@
+/* Start-up, supervision and the loop. */
+#include <cerrno>
+
+#include "tesk/tesk_dbg.h"
+#include "tesk/tesk_kvs.h"
+#include "tesk/tesk_l2switch.h"
+#include "tesk/tesk_main.h"
+#include "tesk/tesk_port.h"
+#include "tesk/tesk_qbus.h"
+#include "tesk/tesk_vlan.h"
+#include "tests/unit/daemon_test.h"
+#include "tests/unit/frames.h"
+
+namespace {
+
+/** A machine on which everything is in place: stores that open, one CIN VLAN configured. */
+class StartUp : public DaemonTest {
+ protected:
+  StartUp() {
+    store(debug_store);
+    store(startup_store).versions[1] = 1;
+    store_cin_vlans(startup_store, {100});
+  }
+
+  /** Runs main with its output kept. */
+  Ending start_and_listen() {
+    Ending ending = waiting();
+    output = printed_by([&] { ending = start(); });
+    return ending;
+  }
+
+  std::string output;
+};
+
+TEST_F(StartUp, BringsThePartsUpInTheirOrderAndWaits) {
+  EXPECT_EQ(start_and_listen(), waiting());
+  EXPECT_EQ(output, "");
+  EXPECT_FALSE(vorlund_platform);
+  expect_apart_from_control({
+      "get_card_module_info()",
+      "qbus_bind(1, 721, {version 1, flags 0, qlen 1024, uuid 738, node 0, buff_sum 15}, "
+      "'Tesk Manager QBUS queue')",
+      "qbus_options_set(30, 0xf407, 0x11)",
+      "qbus_options_set(30, 0x43c, 0x11)",
+      "qbus_options_set(30, 0x20401, 0x11)",
+      "qbus_options_set(30, 0x20402, 0x1)",
+      "qbus_options_set(30, 0x1dff, 0x1)",
+      "qbus_options_set(30, 0x11003, 0x1)",
+      "qbus_options_set(30, 0x11004, 0x1)",
+      "qbus_options_set(30, 0x5c22, 0x11)",
+      "qbus_options_set(30, 0x1def, 0x1)",
+      "qbus_options_set(30, 0x1101a, 0x11)",
+      "qbus_options_set(30, 0x5c2d, 0x1)",
+      "qbus_options_set(30, 0x5c2e, 0x1)",
+      "cush_register_parse_tree(30, 'tesk')",
+      "kvs_open('startup:tesk_startup_cfg')",
+      "overseer_handshake(30, 738)",
+      "overseer_conditional_srv_was_handshake_done()",
+      "timer_module_init(10, 1000)",
+      "timer_new(30, 1, callback, null)",
+      "timer_start(9)",
+      "overseer_heartbeat(1)",
+      "overseer_notify_conditional_srv_start_status(0)",
+      "kvs_open('running:debug_data')",
+      error("tesk_kvs_init Debug KVS success!\n"),
+      "kvs_version_get(1, 1)",
+      "kvs_snapshot(1, 0, 'running:tesk_cfg')",
+      "kvs_open('running:tesk_cfg')",
+      "kvs_close(1)",
+      error("tesk_init_cli", "Calling cmd_backend_init()"),
+      "cmd_backend_init(30)",
+      "rcgen_srv_init(30, {tracekit_dbg_elem 0})",
+      "tracekit_dbg_init(30, 'tesk', 'Tesk and CIN Manager', 3, {'TESK Manager Packet Events', "
+      "'TESK Manager Control Events', 'TESK Manager Error Events'}, 1, 2, {0, size 4})",
+      "tracekit_sys_init_helper(30, 'tesk', 'Tesk and CIN Manager', 4408, 1, 2, {1, size 4})",
+      "tracekit_hist_init(0x10000)",
+      "tracekit_hist_init_for_uuid(115, 0x10000)",
+      "opal_openlog('tesk', 10, 4408)",
+      "tracekit_dbg_enable(101)",
+      "tracekit_dbg_enable(100)",
+      "tracekit_dbg_enable(102)",
+      packet("", "TRACEKIT PKT_TR SUCCESS!!!"),
+      error("", "TRACEKIT ERR_TR SUCCESS!!!"),
+      "tracekit_dbg_disable(101)",
+      "tracekit_dbg_disable(100)",
+      "system('/opal/bin/instteskklm start')",
+      "open('/dev/klm_tesk', O_RDONLY)",
+      "portsvc_ext_sbcr_init(0, 0, 'Tesk')",
+      "ioctl(31, add_or_update_ports, {0x5000000 type 5 asic 0 []})",
+      "ioctl(31, add_or_update_vlans, {4095 ports 0x0})",
+      "kvs_move2location(3, 1)",
+      "kvs_move2location(3, 3)",
+      "ioctl(31, add_or_update_vlans, {100 ports 0x0})",
+      "fu_qbus_send(30, {node 0xfe000000, sap 167}, 0x5c2d, 'set feature 4 in 100', 0, 0)",
+      "qbus_drop(30, request 1000)",
+      "kinb_libinit()",
+      "capreg_notify_feature_status(30, 'tesk', 1, 0)",
+      "select(31, read {30})",
+  });
+}
+
+TEST_F(StartUp, KnowsTheVorlundBoard) {
+  on_board(83);
+  EXPECT_EQ(start(), waiting());
+  EXPECT_TRUE(vorlund_platform);
+  EXPECT_EQ(count_of("ioctl(31, add_or_update_ports, {0x5000001 type 5 asic 0 []})"), 1u);
+  ignore_rest();
+}
+
+TEST_F(StartUp, ForgetsTheVorlundBoardOnAnother) {
+  vorlund_platform = true;
+  EXPECT_EQ(start(), waiting());
+  EXPECT_FALSE(vorlund_platform);
+  ignore_rest();
+}
+
+class StartUpOnAnUnknownBoard : public StartUp, public testing::WithParamInterface<uint16_t> {};
+
+TEST_P(StartUpOnAnUnknownBoard, EndsWithStatusZeroWithoutAWord) {
+  on_board(GetParam());
+  EXPECT_EQ(start_and_listen(), exited(0));
+  EXPECT_EQ(output, "");
+  expect({"get_card_module_info()"});
+}
+
+INSTANTIATE_TEST_SUITE_P(CardIds, StartUpOnAnUnknownBoard, testing::Values(0, 81, 84, 338, 65535));
+
+TEST_F(StartUp, EndsWithStatusZeroWhenTheBoardCannotBeIdentified) {
+  when("get_card_module_info").returns(-7);
+  EXPECT_EQ(start_and_listen(), exited(0));
+  EXPECT_EQ(output, "get_card_module_info error -7\n");
+  expect({"get_card_module_info()"});
+}
+
+TEST_F(StartUp, AbortsWithoutAQueue) {
+  when("qbus_bind").returns(-1).with_errno(EADDRINUSE);
+  EXPECT_EQ(start(), aborted());
+  EXPECT_EQ(count_of("cush_register_parse_tree(30, 'tesk')"), 0u);
+  EXPECT_EQ(count_of(error("TESK QBUS Bind Fail" + std::to_string(EADDRINUSE))), 1u);
+  ignore_rest();
+}
+
+TEST_F(StartUp, ReturnsZeroWhenAnOpcodeIsRefused) {
+  when("qbus_options_set").call(12).returns(-1).with_errno(EINVAL);
+  EXPECT_EQ(start_and_listen(), returned(0));
+  EXPECT_EQ(output, "");
+  EXPECT_EQ(count_of("cush_register_parse_tree(30, 'tesk')"), 0u);
+  ignore_rest();
+}
+
+TEST_F(StartUp, EndsWithStatusZeroWhenTheCommandTreeIsRefused) {
+  when("cush_register_parse_tree").returns(5);
+  EXPECT_EQ(start_and_listen(), exited(0));
+  EXPECT_EQ(output, "Failed to register CLI");
+  EXPECT_EQ(count_of("kvs_open('startup:tesk_startup_cfg')"), 0u);
+  ignore_rest();
+}
+
+TEST_F(StartUp, GoesOnWithoutAStartupStore) {
+  when("kvs_open").once().returns(0).gives(7);
+  EXPECT_EQ(start(), waiting());
+  EXPECT_EQ(count_of("kvs_create('running:tesk_cfg')"), 1u);
+  EXPECT_EQ(count_of("kvs_close(1)"), 0u);
+  ignore_rest();
+}
+
+TEST_F(StartUp, ReturnsZeroWithoutAHeartbeatTimer) {
+  when("timer_new").returns(0);
+  EXPECT_EQ(start_and_listen(), returned(0));
+  EXPECT_EQ(output, "");
+  EXPECT_EQ(count_of(error("tesk_init_overseer", " Error timer_new() failed in tesk_init_overseer\n")), 1u);
+  EXPECT_EQ(count_of("timer_start(9)"), 0u);
+  EXPECT_EQ(count_of("kvs_open('running:debug_data')"), 0u);
+  ignore_rest();
+}
+
+TEST_F(StartUp, GoesOnWhenTheStoresFail) {
+  when("kvs_open").returns(0).gives(7);
+  when("kvs_create").returns(0).gives(7);
+  EXPECT_EQ(start(), waiting());
+  EXPECT_EQ(tesk_kvs_cfg, 0u);
+  ignore_rest();
+}
+
+TEST_F(StartUp, EndsWithTheCommandBackEndsStatus) {
+  when("cmd_backend_init").returns(77);
+  EXPECT_EQ(start_and_listen(), exited(77));
+  EXPECT_EQ(output, "");
+  EXPECT_EQ(count_of(error("tesk_init_cli", "Failed to init cmd_backend_init()")), 1u);
+  EXPECT_EQ(count_of("rcgen_srv_init(30, {tracekit_dbg_elem 0})"), 0u);
+  ignore_rest();
+}
+
+TEST_F(StartUp, IgnoresARefusalOfTheRunningConfigurationService) {
+  when("rcgen_srv_init").returns(5);
+  EXPECT_EQ(start(), waiting());
+  ignore_rest();
+}
+
+TEST_F(StartUp, ReturnsZeroWhenTheTraceFacilityIsRefused) {
+  when("tracekit_dbg_init").returns(5);
+  EXPECT_EQ(start_and_listen(), returned(0));
+  EXPECT_EQ(output, "tracekit_dbg_init failed\n");
+  EXPECT_EQ(count_of("system('/opal/bin/instteskklm start')"), 0u);
+  ignore_rest();
+}
+
+TEST_F(StartUp, ReturnsZeroWhenSyslogIsRefused) {
+  when("tracekit_sys_init_helper").returns(5);
+  EXPECT_EQ(start_and_listen(), returned(0));
+  EXPECT_EQ(output, "tracekit_sys_init Failed");
+  EXPECT_EQ(count_of("system('/opal/bin/instteskklm start')"), 0u);
+  ignore_rest();
+}
+
+TEST_F(StartUp, GoesOnWhenTheKernelModuleDoesNotLoad) {
+  when("system").returns(256);
+  EXPECT_EQ(start(), waiting());
+  EXPECT_EQ(count_of(error("tesk_init", "Tesk KLM Initialization Failed\n")), 1u);
+  ignore_rest();
+}
+
+TEST_F(StartUp, EndsWithStatusOneWithoutTheKernelModulesDevice) {
+  when("open").returns(-1).with_errno(ENOENT);
+  EXPECT_EQ(start_and_listen(), exited(1));
+  EXPECT_EQ(output, "");
+  EXPECT_EQ(count_of(error("tesk_krnl_adapter_init", "Failed to open /dev/klm_tesk, err:2\n")), 1u);
+  EXPECT_EQ(count_of(error("tesk_init", "Kernel Adapter Init Failed\n")), 1u);
+  EXPECT_EQ(count_of("portsvc_ext_sbcr_init(0, 0, 'Tesk')"), 0u);
+  ignore_rest();
+}
+
+TEST_F(StartUp, EndsWithStatusOneWithoutTheInterfaceManager) {
+  when("portsvc_ext_sbcr_init").returns(3);
+  EXPECT_EQ(start(), exited(1));
+  EXPECT_EQ(count_of(error("tesk_init", "portsvc_ext_sbcr_init Failed\n")), 1u);
+  EXPECT_EQ(count_of("ioctl(31, add_or_update_ports, {0x5000000 type 5 asic 0 []})"), 0u);
+  ignore_rest();
+}
+
+TEST_F(StartUp, EndsWithStatusOneWhenThePortLayerFails) {
+  when("if_index_mgmt_sup_port_init").returns(3);
+  EXPECT_EQ(start(), exited(1));
+  EXPECT_EQ(count_of(error("tesk_init", "tesk_init:tesk_init_ports Failed\n")), 1u);
+  EXPECT_EQ(count_of("ioctl(31, add_or_update_vlans, {4095 ports 0x0})"), 0u);
+  ignore_rest();
+}
+
+TEST_F(StartUp, EndsWithStatusOneWhenTheVlanTableFails) {
+  fail_allocation(5);  // after the facility's four: the SoL VLAN's entry
+  EXPECT_EQ(start(), exited(1));
+  EXPECT_EQ(count_of(error("tesk_init", "tesk_init:tesk_init_vlan Failed\n")), 1u);
+  EXPECT_EQ(count_of("kinb_libinit()"), 0u);
+  ignore_rest();
+}
+
+TEST_F(StartUp, SaysSoWhenTheFeatureRegistryRefusesAndGoesOn) {
+  when("capreg_notify_feature_status").returns(5);
+  EXPECT_EQ(start_and_listen(), waiting());
+  EXPECT_EQ(output, "TESK could not notify feature_manager");
+  ignore_rest();
+}
+
+class Supervisor : public DaemonTest {
+ protected:
+  Supervisor() { tesk_qbus_q = queue_descriptor; }
+};
+
+TEST_F(Supervisor, GetsHandshakeTimerAndFirstHeartbeatInOrder) {
+  EXPECT_TRUE(tesk_init_overseer());
+  expect({"overseer_handshake(30, 738)",
+          control("tesk_init_overseer", "overseer_handshake uuid[738] status[0]\n"),
+          "overseer_conditional_srv_was_handshake_done()", control("tesk_init_overseer", "Tesk Timer Init\n"),
+          "timer_module_init(10, 1000)", "timer_new(30, 1, callback, null)", "timer_start(9)",
+          "overseer_heartbeat(1)", "overseer_notify_conditional_srv_start_status(0)",
+          control("tesk_init_overseer", "Srv_start_status() returned SUCCESS\n")});
+}
+
+TEST_F(Supervisor, MayRefuseTheHandshakeWithoutStoppingStartUp) {
+  when("overseer_handshake").returns(17);
+  EXPECT_TRUE(tesk_init_overseer());
+  EXPECT_EQ(count_of(control("overseer_handshake uuid[738] status[17]\n")), 1u);
+  ignore_rest();
+}
+
+TEST_F(Supervisor, IsAskedForConditionsOnlyWhenTheConditionalHandshakeIsNotDone) {
+  when("overseer_conditional_srv_was_handshake_done").returns(0);
+  EXPECT_TRUE(tesk_init_overseer());
+  EXPECT_EQ(count_of("overseer_condition_verified(0, 0)"), 1u);
+  EXPECT_EQ(count_of(error("overseer_handshake cond status Err\n")), 0u);
+  ignore_rest();
+}
+
+TEST_F(Supervisor, MayReportAViolatedConditionWithoutStoppingStartUp) {
+  when("overseer_conditional_srv_was_handshake_done").returns(0);
+  when("overseer_condition_verified").returns(1);
+  EXPECT_TRUE(tesk_init_overseer());
+  EXPECT_EQ(count_of(error("tesk_init_overseer", "overseer_handshake cond status Err\n")), 1u);
+  EXPECT_EQ(count_of("timer_start(9)"), 1u);
+  ignore_rest();
+}
+
+TEST_F(Supervisor, MayRefuseTheStartStatusWithoutStoppingStartUp) {
+  when("overseer_notify_conditional_srv_start_status").returns(-3);
+  EXPECT_TRUE(tesk_init_overseer());
+  EXPECT_EQ(count_of(error("tesk_init_overseer", "Srv_start_status() returned error code: -3\n")), 1u);
+  ignore_rest();
+}
+
+TEST_F(Supervisor, GetsAPeriodOfZeroForATimeoutUnderASecond) {
+  when("overseer_heartbeat_timeout_get").returns(999);
+  EXPECT_TRUE(tesk_init_overseer());
+  EXPECT_EQ(count_of("timer_new(0, 1, callback, null)"), 1u);
+  ignore_rest();
+}
+
+TEST_F(Supervisor, GetsThePeriodInWholeSeconds) {
+  when("overseer_heartbeat_timeout_get").returns(2999);
+  EXPECT_TRUE(tesk_init_overseer());
+  EXPECT_EQ(count_of("timer_new(2, 1, callback, null)"), 1u);
+  ignore_rest();
+}
+
+TEST_F(Supervisor, GetsExactlyOneMoreHeartbeatFromTheTimer) {
+  EXPECT_TRUE(tesk_init_overseer());
+  forget();
+  timer_expires();
+  EXPECT_TRUE(tesk_overseer_hbt_sent);
+  expect({"overseer_heartbeat(0)"});
+  timer_expires();
+  timer_expires();
+  expect({});
+}
+
+/** The loop with an open queue; the relay's sockets are there but nobody has initialised the relay. */
+class Loop : public DaemonTest {
+ protected:
+  Loop() {
+    bring_up_tables();
+    sock_inband = first_socket;
+    sock_mgmt = second_socket;
+  }
+
+  static Ending loop() {
+    return run([]() -> int { tesk_processing_loop(); });
+  }
+};
+
+TEST_F(Loop, WatchesOnlyTheQueueBeforeTheLineCardIsOnline) {
+  EXPECT_EQ(loop(), waiting());
+  expect({"select(31, read {30})"});
+}
+
+TEST_F(Loop, WatchesTheSocketsOnceTheRelayIsUp) {
+  tesk_l2_init_done = true;
+  EXPECT_EQ(loop(), waiting());
+  expect({"select(43, read {30 41 42})"});
+}
+
+TEST_F(Loop, LeavesFramesInTheSocketsWhileTheRelayIsDisabled) {
+  tesk_l2_init_done = true;
+  tesk_l2switch_disable = true;
+  arrives(sock_inband, from_asic(3, tagged_frame(amm_mac, blade_mac, 4095)));
+  EXPECT_EQ(loop(), waiting());
+  EXPECT_EQ(waiting_frames(sock_inband), 1u);
+  expect({"select(31, read {30})"});
+}
+
+TEST_F(Loop, StartsTheNextPassAfterAnInterruptedWait) {
+  tesk_l2_init_done = true;
+  wake_fails(EINTR);
+  EXPECT_EQ(loop(), waiting());
+  expect({"select(43, read {30 41 42})", "select(43, read {30 41 42})"});
+}
+
+TEST_F(Loop, ServesQueueThenInbandThenManagement) {
+  tesk_l2_init_done = true;
+  queue({.opcode = 0x5c2d});
+  wakes({queue_descriptor, first_socket, second_socket});
+  EXPECT_EQ(loop(), waiting());
+  expect_apart_from_control({"select(43, read {30 41 42})", "qbus_recv(30, 0)",
+                             "overseer_dispatch(message 0x5c2d)", "tracekit_process_msg(30, message 0x5c2d)",
+                             "qbus_drop(30, message 0x5c2d)", "read(41, 2584)", "read(42, 2574)",
+                             "select(43, read {30 41 42})"});
+}
+
+TEST_F(Loop, ServesOnlyWhatIsReady) {
+  tesk_l2_init_done = true;
+  wakes({second_socket});
+  EXPECT_EQ(loop(), waiting());
+  expect({"select(43, read {30 41 42})", "read(42, 2574)", "select(43, read {30 41 42})"});
+}
+
+TEST_F(Loop, TakesOneMessageForEachWakeUp) {
+  queue({.opcode = 0x5c2d});
+  queue({.opcode = 0x5c2e});
+  wakes({queue_descriptor});
+  wakes({queue_descriptor});
+  EXPECT_EQ(loop(), waiting());
+  expect_apart_from_control({"select(31, read {30})", "qbus_recv(30, 0)", "overseer_dispatch(message 0x5c2d)",
+                             "tracekit_process_msg(30, message 0x5c2d)", "qbus_drop(30, message 0x5c2d)",
+                             "select(31, read {30})", "qbus_recv(30, 0)", "overseer_dispatch(message 0x5c2e)",
+                             "tracekit_process_msg(30, message 0x5c2e)", "qbus_drop(30, message 0x5c2e)",
+                             "select(31, read {30})"});
+}
+
+TEST_F(Loop, WatchesTheSocketsFromThePassAfterLineCardOnline) {
+  queue({.opcode = 0x43c});
+  wakes({queue_descriptor});
+  EXPECT_EQ(loop(), waiting());
+  EXPECT_EQ(count_of("select(31, read {30})"), 1u);
+  EXPECT_EQ(count_of("select(43, read {30 41 42})"), 1u);
+  ignore_rest();
+}
+
+}  // namespace

@@ -1,0 +1,212 @@
+/* The message queue: binding and registration, one message per readiness, dispatch, sending. */
+#include <cerrno>
+#include <cstring>
+
+#include "tesk/tesk_cli.h"
+#include "tesk/tesk_l2switch.h"
+#include "tesk/tesk_port.h"
+#include "tesk/tesk_qbus.h"
+#include "tesk/tesk_vlan.h"
+#include "tests/unit/daemon_test.h"
+
+namespace {
+
+const char *const bind_line =
+    "qbus_bind(1, 721, {version 1, flags 0, qlen 1024, uuid 738, node 0, buff_sum 15}, "
+    "'Tesk Manager QBUS queue')";
+
+std::string reason(int number) { return std::strerror(number); }
+
+class Queue : public DaemonTest {};
+
+TEST_F(Queue, IsBoundAndGetsItsTwelveOpcodesInOrder) {
+  EXPECT_TRUE(tesk_init_qbus());
+  EXPECT_EQ(tesk_qbus_q, queue_descriptor);
+  expect({bind_line, control("tesk_init_qbus", " TESK QBUS Bind Success[30]\n"),
+          "qbus_options_set(30, 0xf407, 0x11)", "qbus_options_set(30, 0x43c, 0x11)",
+          "qbus_options_set(30, 0x20401, 0x11)", "qbus_options_set(30, 0x20402, 0x1)",
+          "qbus_options_set(30, 0x1dff, 0x1)", "qbus_options_set(30, 0x11003, 0x1)",
+          "qbus_options_set(30, 0x11004, 0x1)", "qbus_options_set(30, 0x5c22, 0x11)",
+          "qbus_options_set(30, 0x1def, 0x1)", "qbus_options_set(30, 0x1101a, 0x11)",
+          "qbus_options_set(30, 0x5c2d, 0x1)", "qbus_options_set(30, 0x5c2e, 0x1)"});
+}
+
+TEST_F(Queue, AbortsTheProcessWhenItCannotBeBound) {
+  when("qbus_bind").returns(-1).with_errno(98);
+  EXPECT_EQ(run([] { return static_cast<int>(tesk_init_qbus()); }), aborted());
+  expect({bind_line, error("tesk_init_qbus", "TESK QBUS Bind Fail98")});
+}
+
+TEST_F(Queue, AbortsTheProcessEvenWhenNobodyTraces) {
+  when("qbus_bind").returns(-1).with_errno(98);
+  when("tracekit_hist_event_subtype_check").returns(1);
+  when("tracekit_chk_int").returns(0);
+  EXPECT_EQ(run([] { return static_cast<int>(tesk_init_qbus()); }), aborted());
+  EXPECT_TRUE(prints().empty());
+  expect({bind_line});
+}
+
+TEST_F(Queue, StopsRegisteringAtTheFirstRefusal) {
+  when("qbus_options_set").call(3).returns(-1).with_errno(EINVAL);
+  EXPECT_FALSE(tesk_init_qbus());
+  expect_apart_from_control({bind_line, "qbus_options_set(30, 0xf407, 0x11)",
+                             "qbus_options_set(30, 0x43c, 0x11)", "qbus_options_set(30, 0x20401, 0x11)",
+                             error("ERROR: Could not register 2 132097, reason " + reason(EINVAL) + "\n")});
+}
+
+TEST(DispatchTable, NamesTheHandlerOfEachOpcode) {
+  const tesk_qbus_msg_attribute_t expected[] = {
+      {62471, 0x11, tesk_handle_l2_protocol_state_changed_msg},
+      {1084, 0x11, tesk_qbus_lc_online_msg},
+      {132097, 0x11, tesk_qbus_cfgdbg_msg},
+      {132098, 0x1, tesk_qbus_cfgena_msg},
+      {7679, 0x1, tesk_qbus_cush_tlv_msg},
+      {69635, 0x1, tesk_vlan_ltlsvc_alloc_ltl_resp},
+      {69636, 0x1, tesk_vlan_ltlsvc_dealloc_ltl_resp},
+      {23586, 0x11, tesk_vlan_vlan_mgr_deleted_handler},
+      {7663, 0x1, tesk_rcgencb_cfg_gen},
+      {69658, 0x11, tesk_ltlsvc_cbl_change},
+      {23597, 0x1, tesk_vlan_feat_create},
+      {23598, 0x1, tesk_vlan_feat_delete},
+  };
+  ASSERT_EQ(std::size(tesk_qbus_info_arr), std::size(expected));
+  for (size_t row = 0; row < std::size(expected); ++row) {
+    EXPECT_EQ(tesk_qbus_info_arr[row].opcode, expected[row].opcode) << "row " << row;
+    EXPECT_EQ(tesk_qbus_info_arr[row].options, expected[row].options) << "row " << row;
+    EXPECT_EQ(tesk_qbus_info_arr[row].handler, expected[row].handler) << "row " << row;
+  }
+}
+
+/** Messages reach a daemon with one VLAN record that waits to be pushed to the kernel module. */
+class Dispatch : public DaemonTest {
+ protected:
+  Dispatch() {
+    bring_up_tables();
+    tesk_vlan_hash_set_ltl(4095, 0x5);
+    tesk_vlan_hash_set_cbl(4095, 0x4);
+    forget();
+  }
+
+  const Line synchronised = "ioctl(31, add_or_update_vlans, {4095 ports 0x4})";
+};
+
+TEST_F(Dispatch, HandsAKnownMessageToItsHandlerAndSynchronisesAfterwards) {
+  receive({.opcode = 0x5c2d});
+  expect({"qbus_recv(30, 0)", "overseer_dispatch(message 0x5c2d)", "tracekit_process_msg(30, message 0x5c2d)",
+          control("tesk_qbus_msg_handler", "tesk_qbus_msg_handler Enter\n"),
+          control("tesk_qbus_msg_handler", "opcode[23597] found index[10]\n"),
+          control("tesk_qbus_msg_handler", "tesk_qbus_msg_handler Exit\n"), "qbus_drop(30, message 0x5c2d)",
+          control("tesk_krnl_do_sync", "\n"), control("tesk_krnl_sync_vlan", "\n"),
+          control("tesk_vlan_get_dirty_list", "\n"), control("tesk_krnl_add_or_update_vlans", "\n"),
+          synchronised});
+}
+
+TEST_F(Dispatch, DropsAMessageOfAnUnknownOpcodeAndSynchronisesAllTheSame) {
+  receive({.opcode = 0x1234});
+  expect_apart_from_control({"qbus_recv(30, 0)", "overseer_dispatch(message 0x1234)",
+                             "tracekit_process_msg(30, message 0x1234)",
+                             error("tesk_qbus_msg_handler", "opcode[4660] not found\n"),
+                             "qbus_drop(30, message 0x1234)", synchronised});
+}
+
+TEST_F(Dispatch, LeavesAMessageToTheSupervisorThatTookIt) {
+  when("overseer_dispatch").returns(1);
+  receive({.opcode = 0x5c2d});
+  expect({"qbus_recv(30, 0)", "overseer_dispatch(message 0x5c2d)"});
+}
+
+TEST_F(Dispatch, DropsTheSupervisorsMessageWithoutSynchronising) {
+  when("overseer_dispatch").returns(0);
+  receive({.opcode = 0x5c2d});
+  expect({"qbus_recv(30, 0)", "overseer_dispatch(message 0x5c2d)", "qbus_drop(30, message 0x5c2d)"});
+}
+
+TEST_F(Dispatch, SkipsTheHandlerWhenTheSupervisorAnswersSomethingElse) {
+  when("overseer_dispatch").returns(2);
+  receive({.opcode = 0x5c2d});
+  expect_apart_from_control({"qbus_recv(30, 0)", "overseer_dispatch(message 0x5c2d)",
+                             "qbus_drop(30, message 0x5c2d)", synchronised});
+}
+
+TEST_F(Dispatch, SkipsTheHandlerForTheTraceFacilitysMessage) {
+  when("tracekit_process_msg").returns(0);
+  receive({.opcode = 0x5c2d});
+  expect_apart_from_control({"qbus_recv(30, 0)", "overseer_dispatch(message 0x5c2d)",
+                             "tracekit_process_msg(30, message 0x5c2d)", "qbus_drop(30, message 0x5c2d)",
+                             synchronised});
+}
+
+TEST_F(Dispatch, TracesAFailedReceiveAndGoesOn) {
+  when("qbus_recv").returns(-1).with_errno(EIO);
+  tesk_qbus_msg_process();
+  expect({"qbus_recv(30, 0)",
+          error("tesk_qbus_msg_process", "tesk_qbus_msg_process: qbus_recv() failed: errno(5)")});
+}
+
+TEST_F(Dispatch, TakesOneMessageAtATime) {
+  queue({.opcode = 0x5c2d});
+  queue({.opcode = 0x5c2e});
+  tesk_qbus_msg_process();
+  EXPECT_EQ(count_of("qbus_recv(30, 0)"), 1u);
+  EXPECT_EQ(count_of("qbus_drop(30, message 0x5c2d)"), 1u);
+  tesk_qbus_msg_process();
+  EXPECT_EQ(count_of("qbus_drop(30, message 0x5c2e)"), 1u);
+  ignore_rest();
+}
+
+TEST_F(Dispatch, StartsTheRelayOnTheFirstLineCardOnlineAndNotAgain) {
+  receive({.opcode = 0x43c});
+  EXPECT_TRUE(tesk_l2_init_done);
+  EXPECT_EQ(count_of("socket(17, 3, 0xf102)"), 2u);
+  forget();
+
+  receive({.opcode = 0x43c});
+  expect_apart_from_control({"qbus_recv(30, 0)", "overseer_dispatch(message 0x43c)",
+                             "tracekit_process_msg(30, message 0x43c)", "qbus_drop(30, message 0x43c)"});
+}
+
+TEST_F(Dispatch, TriesTheRelayAgainOnTheNextLineCardOnlineAfterAFailure) {
+  when("socket").once().returns(-1).with_errno(EPERM);
+  receive({.opcode = 0x43c});
+  EXPECT_FALSE(tesk_l2_init_done);
+  receive({.opcode = 0x43c});
+  EXPECT_TRUE(tesk_l2_init_done);
+  ignore_rest();
+}
+
+/** Sends from a daemon whose queue is bound. */
+class Sending : public DaemonTest {
+ protected:
+  Sending() { tesk_qbus_q = queue_descriptor; }
+
+  static constexpr qbus_addr_t vlan_manager = {0xfe000000u, 167};
+};
+
+TEST_F(Sending, DropsTheReplyReferenceThatNobodyAskedFor) {
+  EXPECT_EQ(tesk_qbus_send(0x5c2d, "hello", 5, vlan_manager, nullptr), 0u);
+  expect({"fu_qbus_send(30, {node 0xfe000000, sap 167}, 0x5c2d, 'hello', 0, 0)",
+          "qbus_drop(30, request 1000)", control("tesk_qbus_send", "Sent qbus QBUS_OPC_VLAN_FEAT_CREATE\n")});
+}
+
+TEST_F(Sending, HandsTheReplyReferenceToItsCaller) {
+  qbus_msg_ref_t reply = {};
+  EXPECT_EQ(tesk_qbus_send(0x5c2e, "hello", 5, vlan_manager, &reply), 0u);
+  EXPECT_EQ(qbus_rr_token_get(&reply), 1000u);
+  expect({"fu_qbus_send(30, {node 0xfe000000, sap 167}, 0x5c2e, 'hello', 0, 0)",
+          control("tesk_qbus_send", "Sent qbus QBUS_OPC_VLAN_FEAT_DELETE\n")});
+  EXPECT_EQ(qbus_drop(queue_descriptor, &reply), 0);
+  forget();
+}
+
+TEST_F(Sending, ReturnsTheServicesErrorAndTracesItAsControl) {
+  when("fu_qbus_send").returns(-1);
+  when("qbus_errno_get").returns(ENOBUFS);
+  qbus_msg_ref_t reply = {};
+  EXPECT_EQ(tesk_qbus_send(0x5c2d, "hello", 5, vlan_manager, &reply), static_cast<rcode_t>(ENOBUFS));
+  expect({"fu_qbus_send(30, {node 0xfe000000, sap 167}, 0x5c2d, 'hello', 0, 0)",
+          control("Qbus send error rc = 105 [" + reason(ENOBUFS) + "]\n"),
+          control("Sent qbus QBUS_OPC_VLAN_FEAT_CREATE\n")});
+  EXPECT_EQ(reply.word[0], 0u) << "an output that a failure must leave alone";
+}
+
+}  // namespace

@@ -1,0 +1,195 @@
+/* The trace facility: how it is set up, and what one trace leaves in the history and on the console. */
+#include "tesk/tesk_dbg.h"
+#include "tesk/tesk_kvs.h"
+#include "tesk/tesk_qbus.h"
+#include "tesk/tesk_syslog_def.h"
+#include "tests/unit/daemon_test.h"
+
+namespace {
+
+const char *const dbg_init_line =
+    "tracekit_dbg_init(30, 'tesk', 'Tesk and CIN Manager', 3, {'TESK Manager Packet Events', "
+    "'TESK Manager Control Events', 'TESK Manager Error Events'}, 1, 12, {0, size 4})";
+const char *const sys_init_line =
+    "tracekit_sys_init_helper(30, 'tesk', 'Tesk and CIN Manager', 4408, 1, 12, {1, size 4})";
+
+/** The queue is bound and the debug store open, as they are when the facility is set up. */
+class TraceFacility : public DaemonTest {
+ protected:
+  TraceFacility() {
+    tesk_qbus_q = queue_descriptor;
+    tesk_debug_kvs = 12;
+  }
+};
+
+TEST_F(TraceFacility, IsSetUpInOrderAndTestsItself) {
+  show_trace_calls();
+  EXPECT_TRUE(tesk_init_tracekit());
+  expect({dbg_init_line,
+          sys_init_line,
+          "tracekit_hist_init(0x10000)",
+          "tracekit_hist_init_for_uuid(115, 0x10000)",
+          "opal_openlog('tesk', 10, 4408)",
+          "tracekit_dbg_enable(101)",
+          "tracekit_dbg_enable(100)",
+          "tracekit_dbg_enable(102)",
+          "tracekit_hist_event_subtype_check(0x730000, 101)",
+          "tracekit_hist_event(0x730000, control : TRACEKIT CTRL_TR SUCCESS!!!)",
+          "tracekit_chk_int(101, 0, 0, 1)",
+          "dbgprint(1, 'tesk', 0, TRACEKIT CTRL_TR SUCCESS!!!)",
+          "tracekit_hist_event_subtype_check(0x730000, 100)",
+          "tracekit_hist_event(0x730000, packet : TRACEKIT PKT_TR SUCCESS!!!)",
+          "tracekit_chk_int(100, 0, 0, 1)",
+          "dbgprint(1, 'tesk', 0, TRACEKIT PKT_TR SUCCESS!!!)",
+          "tracekit_hist_event_subtype_check(0x730000, 102)",
+          "tracekit_hist_event(0x730000, error : TRACEKIT ERR_TR SUCCESS!!!)",
+          "tracekit_chk_int(102, 0, 0, 1)",
+          "dbgprint(1, 'tesk', 0, TRACEKIT ERR_TR SUCCESS!!!)",
+          "tracekit_dbg_disable(101)",
+          "tracekit_dbg_disable(100)"});
+}
+
+TEST_F(TraceFacility, PrintsOnlyErrorsAfterStartUp) {
+  EXPECT_TRUE(tesk_init_tracekit());
+  EXPECT_FALSE(is_printed(100));
+  EXPECT_FALSE(is_printed(101));
+  EXPECT_TRUE(is_printed(102));
+  ignore_rest();
+}
+
+TEST_F(TraceFacility, DescribesItsSyslogFacility) {
+  EXPECT_TRUE(tesk_init_tracekit());
+  ASSERT_EQ(tracekit_sys_facility, &syslog_fac_LOG_TESK);
+  EXPECT_STREQ(syslog_fac_LOG_TESK.fac_name, "tesk");
+  EXPECT_EQ(syslog_fac_LOG_TESK.fac_num, 4408u);
+  EXPECT_EQ(syslog_fac_LOG_TESK.default_filter, 2u);
+  EXPECT_EQ(syslog_fac_LOG_TESK.priority_filter, 2u);
+  ignore_rest();
+}
+
+TEST_F(TraceFacility, SkipsTheSelfTestsEventOfACategoryThatIsNotRecorded) {
+  when("tracekit_hist_event_subtype_check").call(2).returns(1);
+  EXPECT_TRUE(tesk_init_tracekit());
+  EXPECT_EQ(count_of(control("", "TRACEKIT CTRL_TR SUCCESS!!!")), 1u);
+  EXPECT_EQ(count_of(packet("", "TRACEKIT PKT_TR SUCCESS!!!")), 0u);
+  EXPECT_EQ(count_of(error("", "TRACEKIT ERR_TR SUCCESS!!!")), 1u);
+  EXPECT_EQ(prints().size(), 3u) << "printing does not depend on recording";
+  ignore_rest();
+}
+
+TEST_F(TraceFacility, ReportsARefusedDebugSideOnStandardOutputAndFreesAll) {
+  when("tracekit_dbg_init").returns(5);
+  boolean result = true;
+  EXPECT_EQ(printed_by([&] { result = tesk_init_tracekit(); }), "tracekit_dbg_init failed\n");
+  EXPECT_FALSE(result);
+  EXPECT_EQ(live_blocks(), 0u);
+  EXPECT_EQ(tracekit_sys_facility, nullptr);
+  expect({dbg_init_line});
+}
+
+TEST_F(TraceFacility, ReportsARefusedSyslogSideOnStandardOutputAndFreesAll) {
+  when("tracekit_sys_init_helper").returns(5);
+  boolean result = true;
+  EXPECT_EQ(printed_by([&] { result = tesk_init_tracekit(); }), "tracekit_sys_init Failed");
+  EXPECT_FALSE(result);
+  EXPECT_EQ(live_blocks(), 0u);
+  EXPECT_EQ(tracekit_sys_facility, &syslog_fac_LOG_TESK);
+  expect({dbg_init_line, sys_init_line});
+}
+
+class TraceFacilityShortOfMemory : public TraceFacility, public testing::WithParamInterface<unsigned> {};
+
+TEST_P(TraceFacilityShortOfMemory, FailsSilentlyAndFreesWhatItGot) {
+  fail_allocation(GetParam());
+  boolean result = true;
+  EXPECT_EQ(printed_by([&] { result = tesk_init_tracekit(); }), "");
+  EXPECT_FALSE(result);
+  EXPECT_EQ(live_blocks(), 0u);
+  expect({});
+}
+
+INSTANTIATE_TEST_SUITE_P(EachAllocation, TraceFacilityShortOfMemory, testing::Values(1, 2, 3, 4));
+
+/** The pattern itself, traced from a function of this file. */
+class TracePattern : public DaemonTest {
+ protected:
+  static void trace_error(const char *text) { TESK_ERR("%s", text); }
+  static void trace_control(const char *text) { TESK_CTRL("%s", text); }
+  static void trace_packet(const char *text) { TESK_PKT("%s", text); }
+};
+
+TEST_F(TracePattern, RecordsCategoryFunctionLineAndText) {
+  tesk_trace(TESK_TRACE_CTRL, "some_function", 42, "VLAN %d\n", 100);
+  ASSERT_EQ(events().size(), 1u);
+  const std::string text = "some_function(42): VLAN 100\n";
+  const uint32_t category = 101;
+  Bytes expected = Payload().raw(category).bytes(Bytes(text.begin(), text.end())).u8(0);
+  EXPECT_EQ(events()[0].code, 0x730000u);
+  EXPECT_EQ(events()[0].bytes, expected) << "4 bytes of category, the text, its NUL: strlen + 5";
+  EXPECT_STREQ(tesk_trace_buf, "VLAN 100\n");
+  ignore_rest();
+}
+
+TEST_F(TracePattern, NamesTheCallingFunction) {
+  trace_error("e");
+  trace_control("c");
+  trace_packet("p");
+  expect({error("trace_error", "e"), control("trace_control", "c"), packet("trace_packet", "p")});
+}
+
+TEST_F(TracePattern, ChecksThenRecordsThenChecksThenPrints) {
+  show_trace_calls();
+  tesk_trace(TESK_TRACE_ERR, "some_function", 7, "broken");
+  expect({"tracekit_hist_event_subtype_check(0x730000, 102)",
+          "tracekit_hist_event(0x730000, error some_function: broken)", "tracekit_chk_int(102, 0, 0, 1)",
+          "dbgprint(1, 'tesk', 0, broken)"});
+  EXPECT_EQ(prints().at(0), "some_function(7): broken");
+}
+
+TEST_F(TracePattern, PrintsACategoryThatIsNotRecorded) {
+  when("tracekit_hist_event_subtype_check").returns(1);
+  trace_error("only printed");
+  EXPECT_EQ(prints().size(), 1u);
+  expect({});
+}
+
+TEST_F(TracePattern, RecordsACategoryThatIsNotPrinted) {
+  trace_packet("only recorded");
+  trace_control("only recorded");
+  EXPECT_TRUE(prints().empty());
+  expect({packet("only recorded"), control("only recorded")});
+}
+
+TEST_F(TracePattern, FormatsEvenWhenNothingIsRecordedOrPrinted) {
+  when("tracekit_hist_event_subtype_check").returns(1);
+  trace_control("kept in the buffer");
+  EXPECT_STREQ(tesk_trace_buf, "kept in the buffer");
+  expect({});
+}
+
+TEST_F(TracePattern, CutsAMessageAt1023CharactersAndAnEventAt511) {
+  const std::string message(1500, 'x');
+  trace_error(message.c_str());
+  EXPECT_EQ(std::string(tesk_trace_buf), std::string(1023, 'x'));
+  ASSERT_EQ(events().size(), 1u);
+  EXPECT_EQ(events()[0].text.size(), 511u);
+  EXPECT_EQ(events()[0].bytes.size(), 4u + 511u + 1u);
+  EXPECT_TRUE(events()[0].text.starts_with("trace_error("));
+  EXPECT_TRUE(prints().at(0).ends_with(std::string(1023, 'x'))) << "the print is not cut at 511";
+  ignore_rest();
+}
+
+TEST_F(TracePattern, KeepsAMessageOfExactly1023Characters) {
+  const std::string message(1023, 'y');
+  trace_error(message.c_str());
+  EXPECT_EQ(std::string(tesk_trace_buf), message);
+  ignore_rest();
+}
+
+TEST_F(TracePattern, TakesPercentSignsOfATextAsTheyAre) {
+  trace_error("100 %s %d %n");
+  expect({error("trace_error", "100 %s %d %n")});
+  EXPECT_TRUE(prints().at(0).ends_with("100 %s %d %n"));
+}
+
+}  // namespace
