@@ -53,6 +53,9 @@ void tesk_trace_record_bare(uint32_t category, const char *text);
 /** @return true when the category is printed at once */
 boolean tesk_trace_is_printed(uint32_t category);
 
+/** @return the text, or a readable stand-in for a platform's null string */
+static inline const char *tesk_trace_text(const char *text) { return text == nullptr ? "(null)" : text; }
+
 #define TESK_PKT(...) tesk_trace(TESK_TRACE_PKT, __func__, __LINE__, __VA_ARGS__)
 #define TESK_CTRL(...) tesk_trace(TESK_TRACE_CTRL, __func__, __LINE__, __VA_ARGS__)
 #define TESK_ERR(...) tesk_trace(TESK_TRACE_ERR, __func__, __LINE__, __VA_ARGS__)

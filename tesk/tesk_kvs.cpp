@@ -125,7 +125,7 @@ int tesk_cfg_kvs_version(kvs_service_t service) {
 
 rcode_t tesk_kvs_dbg_init() {
   const char *base = overseer_running_cfg_uri_get();
-  TESK_CTRL("tesk_kvs_init uri[%s]\n", base);
+  TESK_CTRL("tesk_kvs_init uri[%s]\n", tesk_trace_text(base));
   (void)snprintf(tesk_kvs_debug_url, sizeof tesk_kvs_debug_url, "%s", tesk_kvs_uri(base, debug_name));
   rcode_t result = 0;
   tesk_debug_kvs = kvs_open(tesk_kvs_debug_url, &result);

@@ -33,7 +33,7 @@ void describe_element(rcgen_hdl_t *handle) {
 boolean list_startup(const char *caller, const qbus_msg_ref_t *request, rcgen_hdl_t *handle,
                      cin_list_t *cin) {
   const char *base = rcgen_startup_cfg_uri_prefix_get(request);
-  TESK_CTRL_AS(caller, "rcgen_uri_prefix_p[%s]", base);
+  TESK_CTRL_AS(caller, "rcgen_uri_prefix_p[%s]", tesk_trace_text(base));
   const char *uri = tesk_kvs_uri(base, tesk_kvs_startup_name);
   rcode_t result = 0;
   cin->startup = kvs_open(uri, &result);

@@ -55,6 +55,7 @@ inline constexpr std::uint32_t config_write = 0x30014;  ///< overseer asks progr
 inline constexpr std::uint32_t save = 0x30015;          ///< anyone asks overseer. (empty) -> Result
 inline constexpr std::uint32_t barrier =
     0x30016;  ///< overseer asks program. (empty) -> Result, once all sent before it has been handled
+inline constexpr std::uint32_t store_locations = 0x30017;    ///< overseer. (empty) -> StoreLocations
 inline constexpr std::uint32_t board_info = 0x30020;         ///< board. (empty) -> BoardInfo
 inline constexpr std::uint32_t portsvc_register = 0x30030;   ///< portsvc. Name -> Result
 inline constexpr std::uint32_t portsvc_present = 0x30031;    ///< portsvc. Interface -> InterfacePresent
@@ -109,7 +110,11 @@ struct HandshakeAnswer {
   std::uint32_t rcode;
   std::uint32_t heartbeat_timeout_ms;
   std::uint32_t conditional_done;  ///< 1: the conditional-service handshake has been made
-  char running_uri[uri_bytes];     ///< "" for none
+};
+/// Base URIs of a program's stores; a program may ask before its handshake.
+struct StoreLocations {
+  std::uint32_t rcode;
+  char running_uri[uri_bytes];  ///< "" for none
   char startup_uri[uri_bytes];
   char file_prefix[name_bytes];
 };
@@ -266,7 +271,8 @@ struct TraceSwitch {
   std::uint32_t record;  ///< 1 records it in the history, 0 does not
 };
 
-static_assert(sizeof(HandshakeAnswer) == 12 + 2 * uri_bytes + name_bytes);
+static_assert(sizeof(HandshakeAnswer) == 12);
+static_assert(sizeof(StoreLocations) == 4 + 2 * uri_bytes + name_bytes);
 static_assert(sizeof(Subscription) == 12 && sizeof(Registration) == 40 && sizeof(Handshake) == 16);
 static_assert(sizeof(BoardInfo) == 12);
 static_assert(sizeof(ParseTree) == 48);

@@ -130,10 +130,9 @@ void add_words(CLI::App &command, RunWords &words) {
 
 void add_run_command(CLI::App &app) {
   const auto words = std::make_shared<RunWords>();
-  CLI::App *command =
-      app.add_subcommand("run", "Start a chassis, run COMMAND in it, and take everything down");
+  CLI::App *command = app.add_subcommand(
+      "run", "Start a chassis, run a command in it, and take everything down: run [FILE] [-- COMMAND...]");
   add_words(*command, *words);
-  command->usage("Usage: chassis run [OPTIONS] [FILE] [-- COMMAND...]");
   command->footer(
       "COMMAND is the shell, cush, when none is given; it runs once the daemon serves, and its exit status "
       "is the\n"

@@ -116,11 +116,12 @@ DaemonProcess::~DaemonProcess() {
 }
 
 void DaemonProcess::on_exit(OnExit handler) {
-  readable_.async_wait(asio::posix::stream_descriptor::wait_read,
-                       [this, handler = std::move(handler)](const std::error_code &error) {
-                         if (error) return;
-                         if (const auto status = collect(WNOHANG)) handler(*status);
-                       });
+  readable_.async_wait(
+      asio::posix::stream_descriptor::wait_read,
+      [this, alive = std::weak_ptr(alive_), handler = std::move(handler)](const std::error_code &error) {
+        if (error || alive.expired()) return;
+        if (const auto status = collect(WNOHANG)) handler(*status);
+      });
 }
 
 void DaemonProcess::signal(int number) {
@@ -131,7 +132,9 @@ std::optional<ExitStatus> DaemonProcess::collect(int options) {
   siginfo_t info{};
   int result = 0;
   do {
-    result = waitid(P_PIDFD, static_cast<id_t>(process_.get()), &info, WEXITED | options);
+    // By its number, which is the child's until it is collected here: waiting by a descriptor that the event
+    // loop has made non-blocking does not wait.
+    result = waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | options);
   } while (result < 0 && errno == EINTR);
   if (result < 0 || info.si_pid == 0) return std::nullopt;
   collected_ = true;

@@ -56,6 +56,7 @@ class DaemonProcess {
   opal::bus::Descriptor process_;
   asio::posix::stream_descriptor readable_;
   bool collected_ = false;
+  std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);  ///< a queued exit holds it weakly
 };
 
 }  // namespace chassis

@@ -15,6 +15,7 @@ constexpr std::array names{
     FaultName{"cush-register", "registration of a parse tree with the shell"},
     FaultName{"cush-backend", "start of a command back end"},
     FaultName{"handshake", "the supervisor's handshake"},
+    FaultName{"store-locations", "where the supervisor keeps the configuration stores"},
     FaultName{"condition", "the supervisor's start conditions"},
     FaultName{"start-status", "the report of a conditional service's start"},
     FaultName{"portsvc-register", "registration with the interface manager"},

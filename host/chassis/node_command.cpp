@@ -32,10 +32,13 @@ void pass_on(int number) {
 
 }  // namespace
 
-int run_and_wait(const std::vector<std::string> &words) {
+int run_and_wait(const std::vector<std::string> &words, const std::function<void()> &prepare) {
   const pid_t child = fork();
   if (child < 0) throw Failure(std::string("no process can be made: ") + std::strerror(errno));
-  if (child == 0) become(words);
+  if (child == 0) {
+    if (prepare) prepare();
+    become(words);
+  }
   running_child = child;
   // Ctrl-C reaches the child by itself; what is sent to this process alone is passed on.
   std::signal(SIGINT, SIG_IGN);

@@ -1,6 +1,7 @@
 // Running a program in a running chassis, in the network of one of its nodes.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,7 @@ int run_at_node(const std::string &chassis, const std::string &node, const std::
 
 /// Runs a program as a child, to which the terminal's signals are left. @return its exit status, 127 when it
 /// cannot be run, 128 and the signal's number when a signal ended it
-int run_and_wait(const std::vector<std::string> &words);
+/// @param prepare is called in the child first; may be empty
+int run_and_wait(const std::vector<std::string> &words, const std::function<void()> &prepare = {});
 
 }  // namespace chassis

@@ -14,6 +14,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 #include <nlohmann/json.hpp>
 #include <optional>
 
@@ -22,6 +23,7 @@
 #include "host/chassis/run_folder.h"
 #include "host/chassis/sandbox_arguments.h"
 #include "host/chassis/terminal.h"
+#include "host/chassis/user_namespace.h"
 
 namespace chassis {
 namespace {
@@ -80,10 +82,12 @@ class SandboxProcess {
   SandboxProcess(const SandboxPlan &plan, const SignalWatch &signals)
       : lifeline_(make_pipe()), information_(make_pipe()) {
     const Descriptor nothing(open("/dev/null", O_RDONLY | O_CLOEXEC));
-    const auto arguments = sandbox_arguments(plan, {information_.write_end.get(), nothing.get()});
+    const Descriptor users = make_full_user_namespace();
+    const auto arguments =
+        sandbox_arguments(plan, {information_.write_end.get(), users.get(), nothing.get()});
     process_ = fork();
     if (process_ < 0) fail("no process can be made");
-    if (process_ == 0) become(arguments, nothing, signals);
+    if (process_ == 0) become(arguments, {&nothing, &users}, signals);
     ended_ = Descriptor(static_cast<int>(syscall(SYS_pidfd_open, process_, 0)));
     lifeline_.read_end = Descriptor();
     information_.write_end = Descriptor();
@@ -130,11 +134,14 @@ class SandboxProcess {
   }
 
  private:
-  [[noreturn]] void become(const std::vector<std::string> &arguments, const Descriptor &nothing,
+  [[noreturn]] void become(const std::vector<std::string> &arguments,
+                           std::initializer_list<const Descriptor *> inherited,
                            const SignalWatch &signals) const {
     signals.restore();
     setpgid(0, 0);  // Ctrl-C is for the one who started the sandbox, who ends it in order
-    for (const auto *kept : {&lifeline_.read_end, &information_.write_end, &nothing}) keep_on_exec(*kept);
+    for (const auto *kept : inherited)
+      if (*kept) keep_on_exec(*kept);
+    for (const auto *kept : {&lifeline_.read_end, &information_.write_end}) keep_on_exec(*kept);
     setenv("CHASSIS_LIFELINE", std::to_string(lifeline_.read_end.get()).c_str(), 1);
     std::vector<char *> words;
     for (const auto &argument : arguments) words.push_back(const_cast<char *>(argument.c_str()));

@@ -61,9 +61,12 @@ void add_environment(Arguments &arguments, const SandboxPlan &plan) {
 
 std::vector<std::string> sandbox_arguments(const SandboxPlan &plan, const SandboxDescriptors &descriptors) {
   Arguments arguments{"bwrap"};
-  add(arguments,
-      {"--unshare-user", "--unshare-net", "--unshare-pid", "--unshare-ipc", "--unshare-uts", "--hostname",
-       plan.name, "--die-with-parent", "--uid", "0", "--gid", "0", "--cap-add", "ALL"});
+  add(arguments, {"--unshare-net", "--unshare-pid", "--unshare-ipc", "--unshare-uts", "--hostname", plan.name,
+                  "--die-with-parent", "--uid", "0", "--gid", "0", "--cap-add", "ALL"});
+  if (descriptors.users < 0)
+    arguments.emplace_back("--unshare-user");
+  else
+    add(arguments, {"--userns", std::to_string(descriptors.users)});
   add_machine(arguments);
   add_own_folders(arguments);
   add(arguments, {"--file", std::to_string(descriptors.empty_file), TESKK_DEVICE});

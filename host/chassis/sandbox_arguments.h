@@ -10,6 +10,7 @@ namespace chassis {
 
 struct SandboxDescriptors {
   int information;  ///< bubblewrap writes the number of a process in the sandbox here
+  int users;        ///< a user namespace to use; -1: bubblewrap makes one
   int empty_file;   ///< yields no bytes: the file that the kernel module's device is mounted over
 };
 

@@ -186,7 +186,8 @@ std::string services_text(const json &report, bool colour) {
 std::string devices_text(const json &report, bool colour) {
   if (!report.contains("devices")) return "";
   Table table("Devices", {"COUNTER", "VALUE"});
-  for (const auto &[pointer, value] : report.at("devices").flatten().items()) {
+  const json devices = report.at("devices").flatten();
+  for (const auto &[pointer, value] : devices.items()) {
     if (!value.is_null() && value != 0) table.add({pointer.substr(1), cell(value)});
   }
   return table.empty() ? "" : table.text(colour);

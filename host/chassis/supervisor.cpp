@@ -62,6 +62,8 @@ void Supervisor::serve_requests() {
   endpoint_.serve<bus::Handshake>(
       bus::opcode::handshake, "handshake",
       [this](const bus::Handshake &handshake, const bus::Message &) { return take_handshake(handshake); });
+  endpoint_.serve<Nothing>(bus::opcode::store_locations, "store-locations",
+                           [this](Nothing, const bus::Message &) { return store_locations(); });
   endpoint_.serve_notice<bus::Heartbeat>(
       bus::opcode::heartbeat, [this](const bus::Heartbeat &heartbeat) { take_heartbeat(heartbeat); });
   endpoint_.serve<bus::Condition>(
@@ -148,10 +150,16 @@ bus::HandshakeAnswer Supervisor::take_handshake(const bus::Handshake &handshake)
   bus::HandshakeAnswer answer{};
   answer.rcode = RCODE_SUCCESS;
   answer.heartbeat_timeout_ms = static_cast<std::uint32_t>(settings_.heartbeat_timeout.count());
-  answer.conditional_done = 1;
-  bus::set_text(answer.running_uri, running_uri());
-  bus::set_text(answer.startup_uri, startup_uri());
+  answer.conditional_done = 0;  // the daemon asks for its conditions itself
   return answer;
+}
+
+bus::StoreLocations Supervisor::store_locations() const {
+  bus::StoreLocations locations{};
+  locations.rcode = RCODE_SUCCESS;
+  bus::set_text(locations.running_uri, running_uri());
+  bus::set_text(locations.startup_uri, startup_uri());
+  return locations;
 }
 
 void Supervisor::take_heartbeat(const bus::Heartbeat &) {

@@ -112,6 +112,7 @@ class Supervisor {
  private:
   void serve_requests();
   bus::HandshakeAnswer take_handshake(const bus::Handshake &handshake);
+  bus::StoreLocations store_locations() const;
   void take_heartbeat(const bus::Heartbeat &heartbeat);
   void launch();
   void expect(std::chrono::milliseconds bound, std::string otherwise);

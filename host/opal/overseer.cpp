@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
+#include <list>
 #include <string>
 
 #include "host/opal/ask.h"
@@ -24,14 +25,32 @@ struct Settings {
   std::uint32_t uuid = 0;
   std::uint32_t heartbeat_timeout_ms = default_heartbeat_timeout_ms;
   bool conditional_done = false;
+};
+
+/// Where the supervisor keeps the program's stores.
+struct Locations {
   std::string running_uri;
   std::string startup_uri;
   std::string file_prefix;
+  friend bool operator==(const Locations &, const Locations &) = default;
 };
 
 Settings &settings() {
   static Settings the_settings;
   return the_settings;
+}
+
+/// Asked for at every use, which may be before the handshake; the last answer holds while there is no
+/// other. The program keeps pointers into an answer across further calls, so none is ever taken back.
+const Locations &locations() {
+  static std::list<Locations> answers(1);
+  bus::StoreLocations told{};
+  if (ask(bus::address::overseer, bus::opcode::store_locations, {}, told) == RCODE_SUCCESS) {
+    Locations latest{std::string(bus::text_of(told.running_uri)), std::string(bus::text_of(told.startup_uri)),
+                     std::string(bus::text_of(told.file_prefix))};
+    if (latest != answers.back()) answers.push_back(std::move(latest));
+  }
+  return answers.back();
 }
 
 const char *uri_or_null(const std::string &uri) { return uri.empty() ? nullptr : uri.c_str(); }
@@ -76,10 +95,7 @@ int overseer_handshake(qbus_queue_t queue, uint32_t uuid) {
                         .queue = queue,
                         .uuid = uuid,
                         .heartbeat_timeout_ms = told.heartbeat_timeout_ms,
-                        .conditional_done = told.conditional_done != 0,
-                        .running_uri = std::string(bus::text_of(told.running_uri)),
-                        .startup_uri = std::string(bus::text_of(told.startup_uri)),
-                        .file_prefix = std::string(bus::text_of(told.file_prefix))};
+                        .conditional_done = told.conditional_done != 0};
   return 0;
 }
 
@@ -129,11 +145,11 @@ int overseer_dispatch(qbus_msg_ref_t *message) {
   }
 }
 
-const char *overseer_running_cfg_uri_get(void) { return uri_or_null(settings().running_uri); }
+const char *overseer_running_cfg_uri_get(void) { return uri_or_null(locations().running_uri); }
 
-const char *overseer_startup_cfg_uri_get(void) { return uri_or_null(settings().startup_uri); }
+const char *overseer_startup_cfg_uri_get(void) { return uri_or_null(locations().startup_uri); }
 
-const char *overseer_file_prefix_get(void) { return settings().file_prefix.c_str(); }
+const char *overseer_file_prefix_get(void) { return locations().file_prefix.c_str(); }
 
 const char *overseer_uri_complete(const char *base_uri, const char *file_prefix, const char *name) {
   static std::string uri;

@@ -35,7 +35,7 @@ struct Options {
 [[noreturn]] void attach(const Options &options) {
   const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
   const std::string chassis = folder / "chassis";
-  std::vector<std::string> words{chassis, "exec", "--name", options.name, "switch", folder / "cush"};
+  std::vector<std::string> words{chassis, "exec", "--name", options.name, "switch", "--", folder / "cush"};
   for (const std::string &line : options.lines) {
     words.insert(words.end(), {"-c", line});
   }

@@ -44,8 +44,7 @@ Status Session::run_line(std::string_view line) {
   try {
     commands = split_line(line);
   } catch (const CommandError &error) {
-    err_ << render_error(error);
-    return error.status();
+    return show_failure("", error);
   }
   Status status = status_ok;
   for (const Words &words : commands) {
@@ -72,15 +71,19 @@ Status Session::run_command(const Words &words) {
     }
     out_ << (options_.json ? render_json(name, result) : render_text(result, options_.emphasis));
   } catch (const CommandError &error) {
-    status = error.status();
-    if (options_.json) {
-      out_ << render_json(name, error);
-    }
-    out_.flush();
-    err_ << render_error(error);
+    status = show_failure(name, error);
   }
   out_.flush();
   return status;
+}
+
+Status Session::show_failure(const std::string &command, const CommandError &error) {
+  if (options_.json) {
+    out_ << render_json(command, error);
+  }
+  out_.flush();
+  err_ << render_error(error);
+  return error.status();
 }
 
 Words Session::in_context(const Words &words) const {

@@ -7,7 +7,7 @@
 // A word that ends in `?` asks what may stand there.
 //
 // Answers go to `out`, failures as one sentence to `err`; in JSON mode `out` also gets a document for
-// each command, failed ones included.
+// each command, failed ones included; a line that is no text at all gets one without a command.
 #pragma once
 
 #include <ostream>
@@ -46,6 +46,7 @@ class Session {
 
  private:
   Status run_command(const Words &words);
+  Status show_failure(const std::string &command, const CommandError &error);
   Parsed parse_here(const Words &words) const;
   Words in_context(const Words &words) const;
   Result carry_out(const Parsed &parsed);

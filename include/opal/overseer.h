@@ -53,11 +53,12 @@ int overseer_notify_conditional_srv_start_status(int status);
  */
 int overseer_dispatch(qbus_msg_ref_t *message);
 
-/** @return base URI of the running stores, owned by the library; null before the handshake */
+/** @return base URI of the running stores, owned by the library; null when the supervisor does not tell.
+ *          May be asked before the handshake, as may the next two */
 const char *overseer_running_cfg_uri_get(void);
 
-/** @return base URI of the startup stores, owned by the library; null before the handshake and when
- *          there are none */
+/** @return base URI of the startup stores, owned by the library; null when there are none or when the
+ *          supervisor does not tell */
 const char *overseer_startup_cfg_uri_get(void);
 
 /** @return prefix of every store file of this program, owned by the library; "" when there is none */
@@ -65,7 +66,7 @@ const char *overseer_file_prefix_get(void);
 
 /**
  * Puts a store's URI together.
- * @param base_uri from one of the getters, or from a write request
+ * @param base_uri from one of the getters, or from a write request; null yields ""
  * @param file_prefix from overseer_file_prefix_get
  * @param name last component
  * @return the URI, owned by the library and valid until the next call

@@ -18,8 +18,6 @@ struct Record {
 
 Record the_record;
 
-constexpr size_t column_width = 72;
-
 const char *category(Line::Kind kind) {
   switch (kind) {
     case Line::Kind::packet:
@@ -43,12 +41,18 @@ size_t first_difference(const Lines &expected, const Lines &actual) {
   return static_cast<size_t>(position - expected.begin());
 }
 
+std::string padded(std::string text, size_t width) {
+  text.resize(std::max(width, text.size()), ' ');
+  return text;
+}
+
 std::string side_by_side(const Lines &expected, const Lines &actual, size_t difference) {
-  std::string table = "    " + std::string("expected") + std::string(column_width - 8, ' ') + " | actual\n";
+  size_t width = 8;
+  for (const Line &line : expected) width = std::max(width, line.shown().size());
+  std::string table = "    " + padded("expected", width) + " | actual\n";
   for (size_t row = 0; row < std::max(expected.size(), actual.size()); ++row) {
-    std::string left = cell(expected, row);
-    if (left.size() < column_width) left.resize(column_width, ' ');
-    table += (row == difference ? "--> " : "    ") + left + " | " + cell(actual, row) + "\n";
+    table += row == difference ? "--> " : "    ";
+    table += padded(cell(expected, row), width) + " | " + cell(actual, row) + "\n";
   }
   return table;
 }
@@ -56,9 +60,8 @@ std::string side_by_side(const Lines &expected, const Lines &actual, size_t diff
 void compare(const Lines &expected, const Lines &actual, Location location) {
   const size_t difference = first_difference(expected, actual);
   if (difference == expected.size() && difference == actual.size()) return;
-  ADD_FAILURE_AT(location.file_name(), static_cast<int>(location.line()))
-      << "the record differs from line " << difference + 1 << " on\n"
-      << side_by_side(expected, actual, difference);
+  ADD_FAILURE_AT(location.file, location.line) << "the record differs from line " << difference + 1 << " on\n"
+                                               << side_by_side(expected, actual, difference);
 }
 
 Lines take() { return std::exchange(the_record.lines, {}); }

@@ -11,7 +11,6 @@
 #pragma once
 
 #include <optional>
-#include <source_location>
 #include <string>
 #include <vector>
 
@@ -36,7 +35,16 @@ struct Line {
 };
 
 using Lines = std::vector<Line>;
-using Location = std::source_location;
+
+/** Where an expectation stands in the test, so that a failure points there. */
+struct Location {
+  const char *file;
+  int line;
+
+  static constexpr Location current(const char *file = __builtin_FILE(), int line = __builtin_LINE()) {
+    return {file, line};
+  }
+};
 
 /** Expected traces, whoever traced them. */
 Line packet(std::string text);

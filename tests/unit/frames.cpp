@@ -1,5 +1,7 @@
 #include "tests/unit/frames.h"
 
+#include <algorithm>
+
 using standin::Bytes;
 
 namespace {
@@ -18,7 +20,7 @@ Bytes tagged_frame(const Mac &destination, const Mac &source, uint16_t vlan, siz
   Bytes frame = filled(destination, source, size);
   frame[12] = 0x81;
   frame[13] = 0x00;
-  frame[14] = static_cast<uint8_t>(0xa0 | vlan >> 8);
+  frame[14] = static_cast<uint8_t>(0xf0 | vlan >> 8);
   frame[15] = static_cast<uint8_t>(vlan);
   return frame;
 }
@@ -31,11 +33,11 @@ Bytes untagged_frame(const Mac &destination, const Mac &source, size_t size) {
 }
 
 Bytes from_asic(uint8_t ingress_port, const Bytes &frame) {
-  Bytes whole(10);
+  Bytes whole(10 + frame.size());
   whole[1] = 0x01;
   whole[2] = 0x20;
   whole[3] = static_cast<uint8_t>((ingress_port & 0x03) << 6);
   whole[4] = static_cast<uint8_t>(ingress_port >> 2);
-  whole.insert(whole.end(), frame.begin(), frame.end());
+  std::copy(frame.begin(), frame.end(), whole.begin() + 10);
   return whole;
 }

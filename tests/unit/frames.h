@@ -16,7 +16,8 @@ constexpr Mac other_mac = {0x02, 0, 0, 0, 0, 0x02};
 constexpr Mac broadcast_mac = {0xff, 0xff, 0xff, 0xff, 0xff, 0xff};
 constexpr Mac group_mac = {0x01, 0x00, 0x5e, 0, 0, 0x05};
 
-/** A frame with an 802.1Q tag of priority 5, `size` bytes in all, filled with a pattern. */
+/** A frame with an 802.1Q tag of priority 7 and with its drop-eligible bit, `size` bytes in all, filled with
+ * a pattern. */
 standin::Bytes tagged_frame(const Mac &destination, const Mac &source, uint16_t vlan, size_t size = 60);
 
 /** The same without a tag: an IPv4 frame. */

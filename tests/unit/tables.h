@@ -9,12 +9,15 @@
  * Every trace of a step is part of it, the empty ones of the kernel adapter included. */
 #pragma once
 
+#include <cstdarg>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "opal/cush.h"
 #include "opal/ltlsvc.h"
 #include "opal/portsvc.h"
 #include "tesk/tesk_port.h"
@@ -35,10 +38,13 @@ Lines lines(const Parts &...parts) {
   return all;
 }
 
-/** A text with one number in it. */
-inline std::string format(const char *pattern, uint32_t number) {
-  char text[256];
-  std::snprintf(text, sizeof text, pattern, number);  // NOLINT: patterns are the tests' own literals
+/** A text, printf style. */
+__attribute__((format(printf, 1, 2))) inline std::string format(const char *pattern, ...) {
+  char text[512];
+  va_list arguments;
+  va_start(arguments, pattern);
+  std::vsnprintf(text, sizeof text, pattern, arguments);
+  va_end(arguments);
   return text;
 }
 
@@ -77,19 +83,18 @@ inline Lines entry_marked() { return entered("tesk_krnl_vlan_info_dirty_"); }
 inline Lines vlan_marked() { return lines(entered("tesk_krnl_vlan_info_dirty"), entry_marked()); }
 
 inline Lines ltl_set(uint32_t vlan, uint32_t ltl) {
-  return lines(control_of("tesk_vlan_hash_set_ltl", format(":VLAN:%u", vlan) + format(", LTL:0x%x\n", ltl)),
+  return lines(control_of("tesk_vlan_hash_set_ltl", format(":VLAN:%u, LTL:0x%x\n", vlan, ltl)),
                entry_marked());
 }
 
 inline Lines cbl_set(uint32_t vlan, uint32_t cbl) {
-  return lines(control_of("tesk_vlan_hash_set_cbl", format(":VLAN:%u", vlan) + format(", CBL:0x%x\n", cbl)),
+  return lines(control_of("tesk_vlan_hash_set_cbl", format(":VLAN:%u, CBL:0x%x\n", vlan, cbl)),
                entry_marked());
 }
 
 inline Lines token_kept(uint32_t vlan, uint32_t token) {
-  return lines(
-      control_of("tesk_vlan_hash_set_req_ref", format(":VLAN:%u", vlan) + format(", rr_token:0x%x\n", token)),
-      format("qbus_drop(30, request %u)", token));
+  return lines(control_of("tesk_vlan_hash_set_req_ref", format(":VLAN:%u, rr_token:0x%x\n", vlan, token)),
+               format("qbus_drop(30, request %u)", token));
 }
 
 inline Lines activated(uint32_t vlan, uint32_t token) {
@@ -109,12 +114,51 @@ inline Lines deactivated(uint32_t vlan, uint32_t token) {
 /** An interface index becomes the ASIC port of the same number. */
 inline Lines converted(uint32_t if_index) {
   return lines(format("ltlsvc_lib_ifidx_to_di(0x%x)", if_index),
-               control_of("tesk_ifindex_to_kes_port", format(":IfIndex [0x%x]", if_index) +
-                                                          format(", Kestrix Port[%u]\n", if_index & 0xffff)));
+               control_of("tesk_ifindex_to_kes_port",
+                          format(":IfIndex [0x%x], Kestrix Port[%u]\n", if_index, if_index & 0xffff)));
 }
 
 /** The key of a CIN VLAN's record as the store's operations show it. */
 inline std::string shown_key(uint32_t vlan) { return format("00000000%08x", vlan); }
+
+/** The look at whether a VLAN is in the running store; `result` is "exists" or "does not exist". */
+inline Lines looked_up(uint32_t vlan, const char *result) {
+  return lines("kvs_fetch(1, " + shown_key(vlan) + ")",
+               control_of("tesk_kvs_get_cin_vlan_config",
+                          format(": VLAN (%u) configuration %s in KVS\n", vlan, result)));
+}
+
+inline Lines stored(uint32_t vlan) {
+  return lines(
+      looked_up(vlan, "does not exist"), "kvs_store(1, 1, " + shown_key(vlan) + ", '')",
+      control_of("tesk_kvs_add_cin_vlan_config", format(": VLAN (%u) configuration saved in KVS\n", vlan)));
+}
+
+inline Lines unstored(uint32_t vlan) {
+  return lines(looked_up(vlan, "exists"), "kvs_delete(1, " + shown_key(vlan) + ")",
+               control_of("tesk_kvs_del_cin_vlan_config",
+                          format(": VLAN (%u) configuration deleted from KVS\n", vlan)));
+}
+
+/** A VLAN leaves the ports, none of which is a member, the management side, the store and the table. */
+inline Lines removed(uint32_t vlan) {
+  return lines(control_of("tesk_port_vlan_delete", ":\n"), port_marked(), unstored(vlan), vlan_removed(vlan));
+}
+
+/** The VLAN manager is told that this program is, or is no longer, a feature in VLANs. */
+inline Lines feature_sent(const char *opcode, const std::string &text, uint32_t token, const char *name) {
+  return lines(format("fu_qbus_send(30, {node 0xfe000000, sap 167}, %s, '%s', 0, 0)", opcode, text.c_str()),
+               format("qbus_drop(30, request %u)", token),
+               control("tesk_qbus_send", format("Sent qbus %s\n", name)));
+}
+
+inline Lines feature_set(const std::string &vlans, uint32_t token) {
+  return feature_sent("0x5c2d", "set feature 4 in " + vlans, token, "QBUS_OPC_VLAN_FEAT_CREATE");
+}
+
+inline Lines feature_unset(const std::string &vlans, uint32_t token) {
+  return feature_sent("0x5c2e", "unset feature 4 in " + vlans, token, "QBUS_OPC_VLAN_FEAT_DELETE");
+}
 
 /* ---- states ---- */
 
@@ -175,6 +219,18 @@ inline tesk_port_t *port_is_up(uint32_t if_index, const std::vector<uint32_t> &v
   report(state_notice({port_state(if_index, PORTSVC_LINK_UP, vlans)}));
   forget();
   return tesk_ifindex_hash_find(if_index);
+}
+
+/** A shell command reaches its function with a handle. */
+inline void run_command(const Command &command, void (*function)(cmd_rx_handle_t *, qbus_msg_ref_t *)) {
+  qbus_msg_ref_t message = hold(message_of_command(command));
+  const std::unique_ptr<uint64_t[]> scratch(new uint64_t[cmd_req_handle_get_1(&message) / 8 + 1]);
+  function(cmd_req_handle_get_2(&message, scratch.get()), &message);
+}
+
+/** A payload that ends early. */
+inline Bytes cut(const Bytes &whole, size_t length) {
+  return {whole.begin(), whole.begin() + static_cast<ptrdiff_t>(length)};
 }
 
 /** The fixture of a daemon whose tables are up, with CIN VLANs from its store. */

@@ -1,4 +1,6 @@
 /* Start-up, supervision and the loop. */
+#include <sys/select.h>
+
 #include <cerrno>
 
 #include "tesk/tesk_dbg.h"
@@ -364,6 +366,15 @@ TEST_F(Loop, LeavesFramesInTheSocketsWhileTheRelayIsDisabled) {
   EXPECT_EQ(loop(), waiting());
   EXPECT_EQ(waiting_frames(sock_inband), 1u);
   expect({"select(31, read {30})"});
+}
+
+TEST_F(Loop, LeavesADescriptorOutThatNoSetHolds) {
+  tesk_l2_init_done = true;
+  sock_inband = -1;
+  sock_mgmt = FD_SETSIZE;
+  wakes({});
+  EXPECT_EQ(loop(), waiting());
+  expect({"select(31, read {30})", "select(31, read {30})"});
 }
 
 TEST_F(Loop, StartsTheNextPassAfterAnInterruptedWait) {

@@ -28,9 +28,8 @@ Line printed(const std::string &set) { return control_of(one_port, ": Port 1a000
 
 /** A VLAN's forwarding ports after port 3 changed. */
 Lines vlan_now(uint32_t vlan, uint32_t cbl) {
-  return lines(entry_marked(),
-               control_of("tesk_vlan_cbl_change_one_port",
-                          format(": Port[1a000003], VLAN[%u]", vlan) + format(", CBL[%05x]\n", cbl)));
+  return lines(entry_marked(), control_of("tesk_vlan_cbl_change_one_port",
+                                          format(": Port[1a000003], VLAN[%u], CBL[%05x]\n", vlan, cbl)));
 }
 
 Line cut_short(size_t length) {
@@ -141,14 +140,14 @@ TEST_F(CblNotice, CutAnywhereIsAbandonedWhole) {
   const Bytes whole = cbl_notice({{ethernet(3), {10}}, {ethernet(3), {20}}});
   ASSERT_EQ(whole.size(), 2u + 2 * 520u);
   for (size_t length = 1; length < whole.size(); ++length) {
-    announce(Bytes(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(length)));
+    announce(cut(whole, length));
     expect({cut_short(length)});
   }
   EXPECT_EQ(shown_set(port->vlan_cbl_bmp), "{}");
 }
 
 TEST_F(CblNotice, ThatClaimsMorePortsThanItHasIsAbandonedWhole) {
-  for (const uint16_t claim : {2, 128, 0xffff}) {
+  for (const uint16_t claim : std::initializer_list<uint16_t>{2, 128, 0xffff}) {
     Bytes notice = cbl_notice({{ethernet(3), {10}}});
     std::memcpy(notice.data(), &claim, sizeof claim);
     announce(notice);

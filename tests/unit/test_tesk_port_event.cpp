@@ -16,30 +16,32 @@ const Line changed = control_of(change, ": Enter\n");
 const Line shadowed = control_of(shadow, ": Enter\n");
 
 Line reported(uint32_t if_index, uint32_t link) {
-  return control_of(
-      handler, format(":QBUS_OPC_PORTSVC_L2_PROTOCOL_STATE_CHANGE[0x%x,", if_index) + format("%u]\n", link));
+  return control_of(handler, format(":QBUS_OPC_PORTSVC_L2_PROTOCOL_STATE_CHANGE[0x%x,%u]\n", if_index, link));
 }
 
-Line handler_control(const char *pattern, uint32_t if_index) {
-  return control_of(handler, format(pattern, if_index));
+Line instance_created(uint32_t if_index) {
+  return control_of(handler, format(":Instance created for Port (0x%x)\n", if_index));
+}
+
+Line instance_deleted(uint32_t if_index) {
+  return control_of(handler, format(":Instance deleted for Port (0x%x)\n", if_index));
 }
 
 /** A physical port's context is created while the SoL VLAN has no other port. */
 Lines created(uint32_t port) {
   return lines(converted(ethernet(port)),
-               port_pushed(format("0x%x type 26 ", ethernet(port)) + format("asic %u [4095 blk]", port)),
-               ltl_set(4095, bit(port)), vlan_marked(),
-               handler_control(":Instance created for Port (0x%x)\n", ethernet(port)));
+               port_pushed(format("0x%x type 26 asic %u [4095 blk]", ethernet(port), port)),
+               ltl_set(4095, bit(port)), vlan_marked(), instance_created(ethernet(port)));
 }
 
 /** The context of the only port is deleted. */
 Lines deleted(uint32_t port) {
   return lines(ltl_set(4095, 0), vlan_marked(), port_removed(ethernet(port)),
-               handler_control(":Instance deleted for Port (0x%x)\n", ethernet(port)));
+               instance_deleted(ethernet(port)));
 }
 
 Line exists(uint32_t port) {
-  return handler_control(":TESK Port (0x%x)UP and instance exists\n", ethernet(port));
+  return control_of(handler, format(":TESK Port (0x%x)UP and instance exists\n", ethernet(port)));
 }
 
 /** A daemon with the CIN VLAN 10. */
@@ -122,7 +124,7 @@ TEST_F(PortState, DownKeepsAVlanActiveThatHasAnotherPort) {
   report(state_notice({port_state(ethernet(3), down, {}, {10})}));
   expect(lines(received, reported(ethernet(3), 2), shadowed, changed, ltl_set(10, 0x10), vlan_marked(),
                port_marked(), ltl_set(4095, 0x10), vlan_marked(), port_removed(ethernet(3)),
-               handler_control(":Instance deleted for Port (0x%x)\n", ethernet(3))));
+               instance_deleted(ethernet(3))));
 }
 
 TEST_F(PortState, DownDeletesTheContextThoughTheDeactivationFails) {
@@ -169,7 +171,7 @@ TEST_F(PortState, DownOfAnUnknownPortIsAnError) {
 
 TEST_F(PortState, OfAnyOtherKindIsNotHandled) {
   port_is_up(ethernet(3), {10});
-  for (const uint8_t link : {0, 3, 255}) {
+  for (const uint8_t link : std::initializer_list<uint8_t>{0, 3, 255}) {
     report(state_notice({port_state(ethernet(3), link, {20}, {10})}));
     expect({received, reported(ethernet(3), link),
             error_of(handler, format(":Not handling PHY_LINK_STATE_CHG:%u for port (0x1a000003)\n", link))});
@@ -202,7 +204,7 @@ TEST_F(PortState, NeverMakesAContextOfAnUplinkOnTheVorlundBoard) {
     report(state_notice({port_state(ethernet(5), link, {10})}));
     expect(lines(received, reported(ethernet(5), link), converted(ethernet(5)),
                  control_of("tesk_port_is_downlink_ifindex", ":IfIndex [0x1a000005] Uplink Port\n"),
-                 handler_control(":Port (0x%x) is not downlink\n", ethernet(5))));
+                 control_of(handler, ":Port (0x1a000005) is not downlink\n")));
   }
   EXPECT_EQ(tesk_ifindex_hash_find_(ethernet(5)), nullptr);
 }
@@ -243,7 +245,7 @@ Line cut_short(size_t length) {
 TEST_F(PortState, CutAnywhereIsAbandonedWhole) {
   const Bytes whole = state_notice({port_state(ethernet(3), up, {10}), port_state(ethernet(4), up, {10})});
   for (size_t length = 1; length < whole.size(); ++length) {
-    report(Bytes(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(length)));
+    report(cut(whole, length));
     expect({received, cut_short(length)});
   }
   EXPECT_EQ(tesk_ifindex_hash_find_(ethernet(3)), nullptr);

@@ -10,8 +10,8 @@ const char *const channel_look_up = "chanagg_get_member_fop_ifindex";
 
 Lines channel_resolved(uint32_t channel, uint32_t member) {
   return lines(format("chanagg_get_pc_info(0x%x)", port_channel(channel)),
-               control_of(channel_look_up, format(":PC IfIndex [0x%x], ", port_channel(channel)) +
-                                               format("FOP IfIndex[0x%x]\n", member)));
+               control_of(channel_look_up,
+                          format(":PC IfIndex [0x%x], FOP IfIndex[0x%x]\n", port_channel(channel), member)));
 }
 
 Lines not_converted(uint32_t if_index) {
@@ -146,7 +146,7 @@ TEST_F(PortMap, PointsAtThePortOnItsAsicPort) {
 }
 
 TEST_F(PortMap, HasNoSlotForAnAsicPortAboveNineteen) {
-  for (const uint8_t number : {20, 31, 32, 254, 255}) {
+  for (const uint8_t number : std::initializer_list<uint8_t>{20, 31, 32, 254, 255}) {
     port->kestrix_port = number;
     EXPECT_TRUE(tesk_setup_kes_to_port_map(port));
     EXPECT_EQ(tesk_kes_port_to_port_context(number), nullptr);

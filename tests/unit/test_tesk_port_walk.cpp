@@ -44,7 +44,7 @@ struct PortList {
 TEST_F(PortWalk, TakesAVlanOutOfTheMembersAlone) {
   tesk_port_t *member = has(ethernet(3));
   tesk_port_t *other = has(ethernet(4));
-  for (const uint16_t vlan : {10, 20}) tesk_port_add_vlan(member, vlan);
+  member->vlan_bmp = vlan_set({10, 20});
   tesk_port_shadow_add_vlan(member, 10);
   bitset_set_bit(&member->vlan_cbl_bmp, 10);
   tesk_port_add_vlan(other, 20);

@@ -35,6 +35,8 @@ TEST_F(Queue, AbortsTheProcessWhenItCannotBeBound) {
   when("qbus_bind").returns(-1).with_errno(98);
   EXPECT_EQ(run([] { return static_cast<int>(tesk_init_qbus()); }), aborted());
   expect({bind_line, error("tesk_init_qbus", "TESK QBUS Bind Fail98")});
+  ASSERT_EQ(prints().size(), 1u) << "the reason reaches the console before the facility is up";
+  EXPECT_TRUE(prints()[0].ends_with("TESK QBUS Bind Fail98"));
 }
 
 TEST_F(Queue, AbortsTheProcessEvenWhenNobodyTraces) {
@@ -121,18 +123,19 @@ TEST_F(Dispatch, DropsTheSupervisorsMessageWithoutSynchronising) {
   expect({"qbus_recv(30, 0)", "overseer_dispatch(message 0x5c2d)", "qbus_drop(30, message 0x5c2d)"});
 }
 
+// An opcode that nobody serves: a handler that is asked for it traces an error.
 TEST_F(Dispatch, SkipsTheHandlerWhenTheSupervisorAnswersSomethingElse) {
   when("overseer_dispatch").returns(2);
-  receive({.opcode = 0x5c2d});
-  expect_apart_from_control({"qbus_recv(30, 0)", "overseer_dispatch(message 0x5c2d)",
-                             "qbus_drop(30, message 0x5c2d)", synchronised});
+  receive({.opcode = 0x1234});
+  expect_apart_from_control({"qbus_recv(30, 0)", "overseer_dispatch(message 0x1234)",
+                             "qbus_drop(30, message 0x1234)", synchronised});
 }
 
 TEST_F(Dispatch, SkipsTheHandlerForTheTraceFacilitysMessage) {
   when("tracekit_process_msg").returns(0);
-  receive({.opcode = 0x5c2d});
-  expect_apart_from_control({"qbus_recv(30, 0)", "overseer_dispatch(message 0x5c2d)",
-                             "tracekit_process_msg(30, message 0x5c2d)", "qbus_drop(30, message 0x5c2d)",
+  receive({.opcode = 0x1234});
+  expect_apart_from_control({"qbus_recv(30, 0)", "overseer_dispatch(message 0x1234)",
+                             "tracekit_process_msg(30, message 0x1234)", "qbus_drop(30, message 0x1234)",
                              synchronised});
 }
 

@@ -175,6 +175,17 @@ TEST_F(SessionTest, GivesProgramsOneDocumentPerCommand) {
       "command \\\"reboot\\\"; ? lists the commands.\",\"rejected\":[]}\n");
 }
 
+TEST_F(SessionTest, GivesProgramsADocumentForALineThatCannotBeRead) {
+  SessionOptions options;
+  options.json = true;
+  Session machine(tree, link, options, out, err);
+  EXPECT_EQ(machine.run_line("show \033[A"), status_syntax);
+  EXPECT_EQ(
+      out.str(),
+      "{\"version\":1,\"command\":\"\",\"ok\":false,\"rows\":[],\"text\":\"\",\"error\":\"The line has a "
+      "control character; only text is accepted.\",\"rejected\":[]}\n");
+}
+
 TEST_F(SessionTest, SaysWhenNoProgramServesACommand) {
   peers.register_trees({});
   EXPECT_EQ(run("show counters"), status_failed);

@@ -1,0 +1,77 @@
+#include "bench/daemon_under_test.h"
+
+#include "host/chassis/failure.h"
+
+namespace bench {
+namespace {
+
+constexpr std::uint8_t ports = 4;
+
+/// Every index that names anything; the module's loader checks the device by one that does not.
+bool is_interface(chassis::IfIndex index) { return index.value != 0; }
+
+chassis::Description description() {
+  chassis::Description description;
+  description.name = "bench";
+  for (std::uint8_t port = 1; port <= ports; ++port) {
+    chassis::PortDescription one;
+    one.port = {port};
+    one.vlans = {chassis::sol_vlan};
+    description.ports.push_back(one);
+  }
+  return description;
+}
+
+}  // namespace
+
+DaemonUnderTest::DaemonUnderTest(const std::filesystem::path &run_folder, const std::filesystem::path &daemon)
+    : fabric_([](chassis::AsicPort, std::span<const std::byte>) {}, [](std::span<const std::byte>) {}),
+      klm_(is_interface, [](chassis::IfIndex, teskk_port_counters_t &) { return true; }),
+      platform_(loop_, description(), fabric_, klm_, {run_folder, daemon}, hooks()) {}
+
+chassis::PlatformHooks DaemonUnderTest::hooks() {
+  const auto tell = [this](const std::string &why) {
+    if (!told_) {
+      told_ = true;
+      ready_.set_value(why);
+    }
+  };
+  return {[](chassis::AsicPort, bool) {}, [tell] { tell(""); }, tell,
+          [] { return nlohmann::json::object(); }};
+}
+
+void DaemonUnderTest::start() {
+  if (const std::string refusal = klm_.mount(TESKK_DEVICE); !refusal.empty()) {
+    throw chassis::Failure(refusal);
+  }
+  klm_watch_.emplace(loop_, klm_.fd(), [this] {
+    klm_.serve();
+    return chassis::ReadResult::nothing;
+  });
+  if (const std::string refusal = platform_.start(); !refusal.empty()) {
+    throw chassis::Failure(refusal);
+  }
+  thread_ = std::thread([this] { loop_.run(); });
+}
+
+void DaemonUnderTest::wait_until_ready() {
+  if (const std::string refusal = ready_.get_future().get(); !refusal.empty()) {
+    throw chassis::Failure(refusal);
+  }
+}
+
+pid_t DaemonUnderTest::pid() {
+  std::promise<nlohmann::json> status;
+  asio::post(loop_, [&] { status.set_value(platform_.status()); });
+  return status.get_future().get().at("daemon").at("pid").get<pid_t>();
+}
+
+DaemonUnderTest::~DaemonUnderTest() {
+  loop_.stop();
+  if (thread_.joinable()) {
+    thread_.join();
+  }
+  platform_.stop();
+}
+
+}  // namespace bench

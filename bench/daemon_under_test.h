@@ -1,0 +1,54 @@
+// The real daemon on the chassis's own platform services, with the benchmark where the ASIC and the AMM
+// would be: four ports with link, SoL on each, nothing else.
+//
+// The services run on a thread of their own, which waits while frames are relayed.
+#pragma once
+
+#include <sys/types.h>
+
+#include <asio.hpp>
+#include <filesystem>
+#include <future>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "host/chassis/fabric.h"
+#include "host/chassis/klm_device.h"
+#include "host/chassis/platform.h"
+#include "host/chassis/watch.h"
+
+namespace bench {
+
+class DaemonUnderTest {
+ public:
+  /// @param run_folder of the sandbox
+  DaemonUnderTest(const std::filesystem::path &run_folder, const std::filesystem::path &daemon);
+  /// Ends the daemon.
+  ~DaemonUnderTest();
+  DaemonUnderTest(const DaemonUnderTest &) = delete;
+  DaemonUnderTest &operator=(const DaemonUnderTest &) = delete;
+
+  /// Starts the daemon; returns at once. Throws chassis::Failure.
+  void start();
+
+  /// Waits until it serves. Throws chassis::Failure when it does not come up.
+  void wait_until_ready();
+
+  /// Of the daemon's process, once it is ready.
+  pid_t pid();
+
+ private:
+  chassis::PlatformHooks hooks();
+
+  asio::io_context loop_;
+  chassis::Fabric fabric_;
+  chassis::KlmDevice klm_;
+  std::promise<std::string> ready_;  ///< "" or why not
+  bool told_ = false;
+  chassis::Platform platform_;
+  std::optional<chassis::Watch> klm_watch_;
+  std::thread thread_;
+};
+
+}  // namespace bench

@@ -1,0 +1,76 @@
+// How many messages may wait is set for a whole network namespace, so each case runs in a process with a
+// namespace of its own.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+
+#include "host/bus/socket.h"
+#include "tests/host/bus/temp_folder.h"
+
+namespace opal::bus {
+namespace {
+
+constexpr Address receiver_address{0, 721};
+constexpr int namespace_refused = 77;
+
+/// Makes a network namespace in which `length` messages may wait.
+bool enter_namespace(int length) {
+  const uid_t user = geteuid();
+  if (unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0) return false;
+  std::ofstream("/proc/self/uid_map") << user << " " << user << " 1\n";
+  std::ofstream setting("/proc/sys/net/unix/max_dgram_qlen");
+  setting << length << std::flush;
+  return setting.good();
+}
+
+/// Runs `body` in a process of its own. @return its exit status
+template <typename Body>
+int in_process(Body body) {
+  const pid_t child = fork();
+  if (child == 0) _exit(body());
+  int status = -1;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+/// Sends payloads of `bytes` until the queue is full, then reads them all back.
+/// @return 0, or a number that says what went wrong
+int fill_and_drain(const std::filesystem::path &folder, std::uint32_t expected, std::size_t bytes) {
+  std::error_code error;
+  std::optional<Socket> receiver = Socket::bind(folder, receiver_address, error);
+  std::optional<Socket> sender = Socket::bind(folder, {0, 5}, error);
+  if (!receiver || !sender) return 1;
+  const std::vector<std::byte> payload(bytes);
+  std::uint32_t sent = 0;
+  while (sent < 2 * expected && !(error = sender->send(receiver_address, Kind::request, 1, sent, payload)))
+    ++sent;
+  if (error.value() != ENOBUFS || sender->counters().refused_full != 1) return 2;
+  if (sent < expected || sent > expected + 1) return 3;
+  for (std::uint32_t token = 0; token < sent; ++token) {
+    const std::optional<Message> message = receiver->receive(error);
+    if (!message || message->token != token || message->payload.size() != bytes) return 4;
+  }
+  if (receiver->receive(error) || error) return 5;
+  return sender->send(receiver_address, Kind::request, 1, sent, payload) ? 6 : 0;
+}
+
+class FullQueueTest : public testing::TestWithParam<std::size_t> {};
+
+TEST_P(FullQueueTest, Holds1024MessagesOfOneSenderAndRefusesMore) {
+  const TempFolder folder;
+  const int status = in_process([&] {
+    if (!enter_namespace(1024)) return namespace_refused;
+    return fill_and_drain(folder.path(), 1024, GetParam());
+  });
+  if (status == namespace_refused) GTEST_SKIP() << "no network namespaces here";
+  EXPECT_EQ(status, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(PayloadBytes, FullQueueTest, testing::Values(0, 100, 1100));
+
+}  // namespace
+}  // namespace opal::bus
