@@ -21,7 +21,7 @@ using Clock = std::chrono::steady_clock;
 using Bytes = std::vector<std::byte>;
 using Mac = std::array<std::uint8_t, 6>;
 
-constexpr int lost_after_ms = 250;
+constexpr int lost_after_ms = 1000;
 constexpr int probe_pause_ms = 1;
 constexpr std::size_t number_offset = 18;  ///< behind the addresses, the tag and the type
 constexpr std::uint16_t sol_vlan = 4095;
@@ -194,7 +194,7 @@ const char *direction_name(Direction direction) {
 
 Carried run_load(const DevicePair &devices, const Load &load) { return Run(devices, load).run(); }
 
-Clock::time_point await_first_frame(const DevicePair &devices, Clock::time_point deadline) {
+std::optional<Clock::time_point> await_first_frame(const DevicePair &devices, Clock::time_point deadline) {
   const Bytes probe = datagram({}, ethernet_frame(broadcast, amm, frame_bytes_min));
   std::array<std::byte, 4096> buffer{};
   while (Clock::now() < deadline) {
@@ -207,7 +207,7 @@ Clock::time_point await_first_frame(const DevicePair &devices, Clock::time_point
       return came;
     }
   }
-  throw chassis::Failure("the relay carried no frame in time");
+  return std::nullopt;
 }
 
 }  // namespace bench

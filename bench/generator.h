@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "bench/device_pair.h"
@@ -46,8 +47,9 @@ std::uint32_t fitting_window(std::uint32_t limit, std::size_t frame_bytes);
 /// changed.
 Carried run_load(const DevicePair &devices, const Load &load);
 
-/// Sends frames until one comes out, for a relay that may not yet be there. @return when it came
-std::chrono::steady_clock::time_point await_first_frame(const DevicePair &devices,
-                                                        std::chrono::steady_clock::time_point deadline);
+/// Sends frames until one comes out, for a relay that may not yet be there. @return when it came; nothing
+/// when the deadline came first
+std::optional<std::chrono::steady_clock::time_point> await_first_frame(
+    const DevicePair &devices, std::chrono::steady_clock::time_point deadline);
 
 }  // namespace bench

@@ -122,8 +122,11 @@ Report measure_all(const Options &options) {
   const auto start = std::chrono::steady_clock::now();
   daemon.start();
   const auto first = await_first_frame(daemon_devices, start + start_bound);
-  report.first_frame_ms = std::chrono::duration<double, std::milli>(first - start).count();
   daemon.wait_until_ready();
+  if (!first) {
+    throw chassis::Failure("the daemon serves, but carried no frame in time");
+  }
+  report.first_frame_ms = std::chrono::duration<double, std::milli>(*first - start).count();
   report.resident_kib = process_status(daemon.pid(), "VmRSS");
 
   pin(daemon.pid(), report.relay_processor);

@@ -50,6 +50,22 @@ def event(*words: object) -> None:
     run("chassis", "event", *map(str, words))
 
 
+def restarted(starts: int) -> dict:
+    """Waits until the supervisor has started the daemon that many times and it serves; what it says of it."""
+    deadline = time.monotonic() + BOUND
+    while time.monotonic() < deadline:
+        event("wait-ready")
+        daemon = status()["daemon"]
+        if daemon["starts"] >= starts:
+            return daemon
+    raise Unmet(f"the daemon was not started {starts} times within {BOUND:.0f} s")
+
+
+def services_log() -> str:
+    """What the chassis's services and its supervisor wrote down."""
+    return (pathlib.Path(os.environ["OPAL_RUN_DIR"]) / "chassis.log").read_text(encoding="utf-8")
+
+
 def on(node: str, *command: str, check: bool = True) -> subprocess.CompletedProcess:
     return run("chassis", "exec", node, *command, check=check)
 

@@ -38,10 +38,11 @@ def ensure_cin() -> None:
 def start_up() -> None:
     """The chassis is up: an 82 board, blades on four ports, and the daemon, whose trace history tells its start."""
     state = lab.status()
-    require(state["board"] == 82, "the board is not an 82")
+    board = state["chassis"]["board"]
+    require(board == 82, f"the board is {board}, not 82")
     up = [port for port in state["ports"] if port["link"] == "up"]
     require(len(up) >= len(BLADES), f"only {len(up)} ports are up")
-    evidence(f"board {state['board']}, ports up: {', '.join(port['name'] for port in up)}")
+    evidence(f"board {board}, ports up: {', '.join(port['name'] for port in up)}")
     pid = state["daemon"]["pid"]
     with open(f"/proc/{pid}/cmdline", "rb") as file:
         evidence(f"process {pid}: {file.read().split(bytes(1))[0].decode()}")
@@ -116,22 +117,27 @@ def dropped_in_asic(reason: str) -> int:
     return lab.status()["cpu"]["dropped"].get(reason, 0)
 
 
+def vlan_entry(state: dict, vlan: int) -> dict:
+    return next((entry for entry in state["vlans"] if entry["vlan"] == vlan), {"classified": False, "ltl": False})
+
+
 def last_member() -> None:
     """The last member's link goes down: the VLAN is deactivated; link up brings it all back."""
     ensure_cin()
-    before = lab.status()["requests"]
+    require(vlan_entry(lab.status(), CIN)["classified"], f"VLAN {CIN} is not classified to the CPU to begin with")
+    heard = len(lab.services_log())
     for blade in BLADES:
         lab.event("link", "down", blade)
-    down = lab.status()
-    for service, request in (("kinb", "vlan_del"), ("ltlsvc", "dealloc_ltl")):
-        count = down["requests"][service].get(request, 0) - before[service].get(request, 0)
-        evidence(f"{service} received {request}: {count}")
-        require(count >= 1, f"{service} received no {request}")
-    require(CIN not in down["classified"], f"VLAN {CIN} is still classified to the CPU")
+    news = lab.services_log()[heard:]
+    for words in (f"kinb: classification of VLAN {CIN} removed", f"ltlsvc: release of the LTL of VLAN {CIN} requested"):
+        line = next((line for line in news.splitlines() if words in line), None)
+        require(line is not None, f"the services did not log '{words}'")
+        evidence(line)
+    require(not vlan_entry(lab.status(), CIN)["classified"], f"VLAN {CIN} is still classified to the CPU")
     pings("amm", CIN_IF, "blade2", expect_all=False, count=1)
     for blade in BLADES:
         lab.event("link", "up", blade)
-    require(CIN in lab.status()["classified"], f"VLAN {CIN} is not classified again")
+    require(vlan_entry(lab.status(), CIN)["classified"], f"VLAN {CIN} is not classified again")
     evidence(f"links up: VLAN {CIN} is classified to the CPU again")
     pings("amm", CIN_IF, "blade2")
 
@@ -145,11 +151,11 @@ def counters() -> None:
             ((match.group(1), match.group(2).split()) for match in
              re.finditer(r"^((?:ethernet \d+/\d+)|mgmt\d)((?:\s+\d+){4})\s*$", shown, re.M))}
     state = lab.status()
-    for port in state["ports"] + [state["management"]]:
-        wire = port["counters"]
+    management = state["devices"]["management_link"] | {"name": "mgmt0"}
+    for wire in state["ports"] + [management]:
         expected = [wire["tx"]["ucast"], wire["tx"]["mcast"], wire["rx"]["ucast"], wire["rx"]["mcast"]]
-        require(rows.get(port["name"]) == expected,
-                f"{port['name']}: shown {rows.get(port['name'])}, counted on the wire {expected}")
+        require(rows.get(wire["name"]) == expected,
+                f"{wire['name']}: shown {rows.get(wire['name'])}, counted on the wire {expected}")
     evidence(f"{len(rows)} interfaces, every figure equal to the chassis's own count")
 
 
@@ -159,8 +165,7 @@ def recovery() -> None:
     lab.cush("copy running-config startup-config")
     before = lab.status()["daemon"]
     os.kill(before["pid"], signal.SIGKILL)
-    lab.event("wait-ready", str(before["starts"] + 1))
-    after = lab.status()["daemon"]
+    after = lab.restarted(before["starts"] + 1)
     require(after["pid"] != before["pid"] and after["starts"] == before["starts"] + 1, "the daemon was not restarted")
     evidence(f"process {before['pid']} killed, {after['pid']} serves; outage {after['outage_ms']} ms")
     evidence(lab.cush("show cin vlans"))

@@ -77,7 +77,7 @@ void settle_journal(const std::filesystem::path &file) {
 }
 
 std::filesystem::path prepare_fresh(const std::filesystem::path &file) {
-  const std::filesystem::path fresh = with_suffix(file, ".new");
+  std::filesystem::path fresh = with_suffix(file, ".new");
   unlink(fresh.c_str());
   unlink(with_suffix(fresh, "-journal").c_str());
   return fresh;

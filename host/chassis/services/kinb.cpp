@@ -1,11 +1,14 @@
 #include "host/chassis/services/kinb.h"
 
+#include <fmt/format.h>
+
 #include "host/chassis/vlan_number.h"
 
 namespace chassis {
 
-InbandDriver::InbandDriver(asio::io_context &loop, const FaultTable &faults, Fabric &fabric)
-    : endpoint_(loop, faults, "kinb", bus::address::kinb), fabric_(fabric) {
+InbandDriver::InbandDriver(asio::io_context &loop, const FaultTable &faults, Fabric &fabric,
+                           Journal &journal)
+    : endpoint_(loop, faults, "kinb", bus::address::kinb), fabric_(fabric), journal_(journal) {
   endpoint_.serve<Nothing>(bus::opcode::kinb_init, "kinb-init",
                            [](Nothing, const bus::Message &) { return bus::Result{RCODE_SUCCESS}; });
   endpoint_.serve<bus::Vlan>(
@@ -20,6 +23,7 @@ bus::Result InbandDriver::classify(const bus::Vlan &request, bool on) {
   const auto vlan = vlan_number(request.vlan);
   if (!vlan) return {RCODE_INVALID};
   fabric_.classify(*vlan, on);
+  journal_.line(fmt::format("kinb: classification of VLAN {} {}", vlan->value, on ? "set up" : "removed"));
   return {RCODE_SUCCESS};
 }
 

@@ -2,13 +2,14 @@
 #pragma once
 
 #include "host/chassis/fabric.h"
+#include "host/chassis/journal.h"
 #include "host/chassis/services/endpoint.h"
 
 namespace chassis {
 
 class InbandDriver {
  public:
-  InbandDriver(asio::io_context &loop, const FaultTable &faults, Fabric &fabric);
+  InbandDriver(asio::io_context &loop, const FaultTable &faults, Fabric &fabric, Journal &journal);
   Endpoint &endpoint() { return endpoint_; }
 
  private:
@@ -16,6 +17,7 @@ class InbandDriver {
 
   Endpoint endpoint_;
   Fabric &fabric_;
+  Journal &journal_;
 };
 
 }  // namespace chassis

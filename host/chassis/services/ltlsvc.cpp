@@ -1,5 +1,7 @@
 #include "host/chassis/services/ltlsvc.h"
 
+#include <fmt/format.h>
+
 #include "host/chassis/vlan_number.h"
 
 namespace chassis {
@@ -15,8 +17,11 @@ constexpr std::uint32_t ltl_of(VlanId vlan) { return 0x10000U | vlan.value; }
 }  // namespace
 
 PortIndexService::PortIndexService(asio::io_context &loop, const FaultTable &faults,
-                                   const ChassisState &state, Fabric &fabric)
-    : endpoint_(loop, faults, "ltlsvc", bus::address::ltlsvc), state_(state), fabric_(fabric) {
+                                   const ChassisState &state, Fabric &fabric, Journal &journal)
+    : endpoint_(loop, faults, "ltlsvc", bus::address::ltlsvc),
+      state_(state),
+      fabric_(fabric),
+      journal_(journal) {
   endpoint_.serve<bus::Interface>(bus::opcode::ifindex_to_di, "ltlsvc-di",
                                   [this](const bus::Interface &request, const bus::Message &) {
                                     return destination_index(IfIndex{request.if_index});
@@ -39,6 +44,7 @@ bus::LtlAnswer PortIndexService::allocate(const bus::LtlRequest &request) {
   const auto vlan = vlan_number(request.vlan);
   if (!vlan || request.type != vlan_redirection) return {RCODE_INVALID, request.vlan, 0};
   fabric_.allocate_ltl(*vlan, true);
+  journal_.line(fmt::format("ltlsvc: allocation of the LTL of VLAN {} requested", vlan->value));
   return {RCODE_SUCCESS, request.vlan, ltl_of(*vlan)};
 }
 
@@ -47,6 +53,7 @@ bus::LtlAnswer PortIndexService::release(const bus::LtlRequest &request) {
   if (!vlan || request.type != vlan_redirection) return {RCODE_INVALID, request.vlan, 0};
   if (!fabric_.ltl_allocated()[vlan->value]) return {RCODE_NOT_FOUND, request.vlan, 0};
   fabric_.allocate_ltl(*vlan, false);
+  journal_.line(fmt::format("ltlsvc: release of the LTL of VLAN {} requested", vlan->value));
   return {RCODE_SUCCESS, request.vlan, ltl_of(*vlan)};
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "host/chassis/chassis_state.h"
+#include "host/chassis/journal.h"
 #include "host/chassis/services/endpoint.h"
 
 namespace chassis {
@@ -10,7 +11,7 @@ namespace chassis {
 class PortIndexService {
  public:
   PortIndexService(asio::io_context &loop, const FaultTable &faults, const ChassisState &state,
-                   Fabric &fabric);
+                   Fabric &fabric, Journal &journal);
   Endpoint &endpoint() { return endpoint_; }
 
  private:
@@ -21,6 +22,7 @@ class PortIndexService {
   Endpoint endpoint_;
   const ChassisState &state_;
   Fabric &fabric_;
+  Journal &journal_;
 };
 
 }  // namespace chassis
