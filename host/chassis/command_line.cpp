@@ -61,6 +61,11 @@ int run_command_line(int count, char **words) {
   add_trace_command(app);
 
   std::vector<std::string> arguments = split_words(count, words);
+  // CLI11 would only say that a subcommand is missing.
+  if (!arguments.empty() && !arguments[0].starts_with('-') && !app.get_subcommand_no_throw(arguments[0])) {
+    std::cerr << "chassis: there is no subcommand '" << arguments[0] << "'; see chassis --help\n";
+    return 2;
+  }
   std::reverse(arguments.begin(), arguments.end());  // the order in which CLI11 takes a vector
   try {
     app.parse(arguments);

@@ -2,6 +2,7 @@
 
 import os
 import pathlib
+import re
 import signal
 import subprocess
 import unittest
@@ -18,8 +19,9 @@ def machine() -> dict[str, object]:
     for entry in pathlib.Path("/proc").iterdir():
         if entry.name.isdigit():
             try:
-                name = (entry / "comm").read_text().strip()
-                if name in ours and int(entry.name) != os.getpid():
+                name, rest = re.fullmatch(r"\d+ \((.*)\) (.*)\n?", (entry / "stat").read_text()).groups()
+                dead = rest.startswith("Z")  # ended, and not yet reaped by the machine's own first process
+                if name in ours and not dead:
                     processes.append((entry.name, name))
             except OSError:
                 pass
@@ -51,9 +53,10 @@ class LeavesNothing(unittest.TestCase):
         running = subprocess.Popen([str(BIN / "chassis"), "run", "--name", "leaves", "--", "sh", "-c", "echo up; sleep 1000"],
                                    stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True,
                                    env=os.environ | {"CHASSIS_RUN_DIR": str(RUN)})
-        self.assertEqual(running.stdout.readline().strip(), "up")
-        running.send_signal(number)
-        running.stdout.read()  # ends when the last process of the sandbox has closed it
+        with running.stdout:
+            self.assertEqual(running.stdout.readline().strip(), "up")
+            running.send_signal(number)
+            running.stdout.read()  # ends when the last process of the sandbox has closed it
         return running.wait(timeout=30)
 
     def test_after_an_interrupt(self):

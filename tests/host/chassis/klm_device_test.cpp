@@ -11,6 +11,7 @@
 #include <array>
 #include <cerrno>
 #include <fstream>
+#include <memory>
 #include <string>
 #include <thread>
 
@@ -39,7 +40,7 @@ struct KlmDeviceTest : testing::Test {
     if (!refusal.empty()) GTEST_SKIP() << refusal;
     file = std::filesystem::temp_directory_path() / ("klm" + std::to_string(getpid()));
     std::ofstream(file) << "";
-    ASSERT_EQ(device.mount(file), "");
+    ASSERT_EQ(device->mount(file), "");
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
     stop_read = opal::bus::Descriptor(ends[0]);
@@ -50,18 +51,19 @@ struct KlmDeviceTest : testing::Test {
   }
 
   void TearDown() override {
-    opened = opal::bus::Descriptor();
     finish();
+    device.reset();
     std::filesystem::remove(file);
   }
 
   void serve() {
-    std::array<pollfd, 2> waiting{pollfd{device.fd(), POLLIN, 0}, pollfd{stop_read.get(), POLLIN, 0}};
-    while (poll(waiting.data(), waiting.size(), -1) > 0 && waiting[1].revents == 0) device.serve();
+    std::array<pollfd, 2> waiting{pollfd{device->fd(), POLLIN, 0}, pollfd{stop_read.get(), POLLIN, 0}};
+    while (poll(waiting.data(), waiting.size(), -1) > 0 && waiting[1].revents == 0) device->serve();
   }
 
   /// Ends the server, so that the device may be looked at.
   void finish() {
+    opened = opal::bus::Descriptor();  // closing asks the server too
     stop_write = opal::bus::Descriptor();
     if (server.joinable()) server.join();
   }
@@ -70,14 +72,13 @@ struct KlmDeviceTest : testing::Test {
     return ioctl(opened.get(), request, argument) == 0 ? 0 : errno;
   }
 
-  KlmDevice device{[](IfIndex index) { return index.value == known_port; },
-                   [](IfIndex index, teskk_port_counters_t &counters) {
-                     counters.tx_ucast = 1;
-                     counters.tx_mcast = 2;
-                     counters.rx_ucast = 3;
-                     counters.rx_mcast = 4;
-                     return index.value == known_port;
-                   }};
+  static bool knows(IfIndex index) { return index.value == known_port; }
+  static bool count(IfIndex index, teskk_port_counters_t &counters) {
+    counters = {index.value, 1, 2, 3, 4};
+    return knows(index);
+  }
+
+  std::unique_ptr<KlmDevice> device = std::make_unique<KlmDevice>(knows, count);
   std::filesystem::path file;
   opal::bus::Descriptor stop_read, stop_write, opened;
   std::thread server;
@@ -99,11 +100,11 @@ TEST_F(KlmDeviceTest, TheFourWritingRequestsArriveWithTheirRecords) {
   std::uint32_t port = known_port;
   EXPECT_EQ(error_of(TESKK_DEL_PORT, &port), 0);
   finish();
-  EXPECT_EQ(device.mirror().vlans.size(), 1U);
-  EXPECT_EQ(device.mirror().vlans.at({100}).ltl_cbl, 4U);
-  EXPECT_TRUE(device.mirror().ports.empty());
-  EXPECT_EQ(device.accepted(), 4U);
-  EXPECT_EQ(device.refused(), 1U);
+  EXPECT_EQ(device->mirror().vlans.size(), 1U);
+  EXPECT_EQ(device->mirror().vlans.at({100}).ltl_cbl, 4U);
+  EXPECT_TRUE(device->mirror().ports.empty());
+  EXPECT_EQ(device->accepted(), 4U);
+  EXPECT_EQ(device->refused(), 1U);
 }
 
 TEST_F(KlmDeviceTest, TheCountersRequestReadsTheIndexFromTheCaller) {
