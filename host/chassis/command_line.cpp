@@ -28,6 +28,10 @@ std::string one_line(std::string text) {
   return text;
 }
 
+bool has_subcommand(const CLI::App &app, const std::string &name) {
+  return !app.get_subcommands([&](const CLI::App *each) { return each->get_name() == name; }).empty();
+}
+
 int report(const CLI::App &app, const CLI::ParseError &error) {
   if (dynamic_cast<const CLI::Success *>(&error) != nullptr) return app.exit(error);
   if (const auto *result = dynamic_cast<const CLI::RuntimeError *>(&error)) return result->get_exit_code();
@@ -62,7 +66,7 @@ int run_command_line(int count, char **words) {
 
   std::vector<std::string> arguments = split_words(count, words);
   // CLI11 would only say that a subcommand is missing.
-  if (!arguments.empty() && !arguments[0].starts_with('-') && !app.get_subcommand_no_throw(arguments[0])) {
+  if (!arguments.empty() && !arguments[0].starts_with('-') && !has_subcommand(app, arguments[0])) {
     std::cerr << "chassis: there is no subcommand '" << arguments[0] << "'; see chassis --help\n";
     return 2;
   }

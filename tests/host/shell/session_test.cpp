@@ -187,7 +187,7 @@ TEST_F(SessionTest, GivesProgramsADocumentForALineThatCannotBeRead) {
 }
 
 TEST_F(SessionTest, SaysWhenNoProgramServesACommand) {
-  peers.register_trees({});
+  peers.register_trees({"other"});
   EXPECT_EQ(run("show counters"), status_failed);
   EXPECT_EQ(err.str(), "No program serves this command now: \"tesk\" has not registered.\n");
   EXPECT_EQ(run("show running-config"), status_ok);
