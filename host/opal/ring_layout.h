@@ -2,6 +2,7 @@
 // stands in trace_ring.h.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 
@@ -23,7 +24,9 @@ struct RingHead {
   std::uint64_t head;
   std::uint64_t zeros[4];
 };
-static_assert(sizeof(RingHead) == ring_head_bytes);
+// Words 2, 3 and 8 of the mapping are tail, head and the first of the event space.
+static_assert(offsetof(RingHead, tail) == 2 * word_bytes && offsetof(RingHead, head) == 3 * word_bytes);
+static_assert(sizeof(RingHead) == ring_head_bytes && ring_head_bytes == 8 * word_bytes);
 
 struct EventHead {
   std::uint32_t text_length = 0;

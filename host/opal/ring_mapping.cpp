@@ -2,7 +2,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <bit>
 #include <cerrno>
 #include <cstddef>
@@ -12,14 +11,6 @@
 
 namespace opal::trace {
 namespace {
-
-constexpr std::size_t tail_word = offsetof(RingHead, tail) / word_bytes;
-constexpr std::size_t head_word = offsetof(RingHead, head) / word_bytes;
-constexpr std::size_t first_event_word = ring_head_bytes / word_bytes;
-
-std::atomic_ref<std::uint64_t> atomic_word(std::span<std::uint64_t> words, std::size_t index) {
-  return std::atomic_ref<std::uint64_t>(words[index]);
-}
 
 /// @return the capacity that a file's head names; nothing when the file is not a ring of this version
 std::optional<std::uint64_t> capacity_of(int fd) {
@@ -68,32 +59,6 @@ RingMapping &RingMapping::operator=(RingMapping &&other) noexcept {
 
 RingMapping::~RingMapping() {
   if (!words_.empty()) munmap(words_.data(), words_.size_bytes());
-}
-
-std::uint64_t RingMapping::tail() const {
-  return atomic_word(words_, tail_word).load(std::memory_order_relaxed);
-}
-std::uint64_t RingMapping::head() const {
-  return atomic_word(words_, head_word).load(std::memory_order_acquire);
-}
-
-void RingMapping::set_tail(std::uint64_t position) {
-  atomic_word(words_, tail_word).store(position, std::memory_order_relaxed);
-  std::atomic_thread_fence(std::memory_order_release);
-}
-
-void RingMapping::set_head(std::uint64_t position) {
-  atomic_word(words_, head_word).store(position, std::memory_order_release);
-}
-
-std::uint64_t RingMapping::load(std::uint64_t position) const {
-  return atomic_word(words_, first_event_word + (position & (capacity_ - 1)) / word_bytes)
-      .load(std::memory_order_relaxed);
-}
-
-void RingMapping::store(std::uint64_t position, std::uint64_t word) {
-  atomic_word(words_, first_event_word + (position & (capacity_ - 1)) / word_bytes)
-      .store(word, std::memory_order_relaxed);
 }
 
 std::optional<EventHead> load_event_head(const RingMapping &mapping, std::uint64_t position,

@@ -20,6 +20,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -58,18 +59,30 @@ class RingMapping {
   ~RingMapping();
 
   std::uint64_t capacity() const { return capacity_; }
-  std::uint64_t tail() const;
-  std::uint64_t head() const;
-  void set_tail(std::uint64_t position);
-  void set_head(std::uint64_t position);
+  std::uint64_t tail() const { return tail_word().load(std::memory_order_relaxed); }
+  std::uint64_t head() const { return head_word().load(std::memory_order_acquire); }
+  void set_tail(std::uint64_t position) {
+    tail_word().store(position, std::memory_order_relaxed);
+    std::atomic_thread_fence(std::memory_order_release);
+  }
+  void set_head(std::uint64_t position) { head_word().store(position, std::memory_order_release); }
   /// The event space's word at a position, which is a multiple of 8.
-  std::uint64_t load(std::uint64_t position) const;
-  void store(std::uint64_t position, std::uint64_t word);
+  std::uint64_t load(std::uint64_t position) const {
+    return event_word(position).load(std::memory_order_relaxed);
+  }
+  void store(std::uint64_t position, std::uint64_t word) {
+    event_word(position).store(word, std::memory_order_relaxed);
+  }
   int fd() const { return file_.get(); }
 
  private:
   RingMapping(bus::Descriptor file, std::span<std::uint64_t> words, std::uint64_t capacity)
       : file_(std::move(file)), words_(words), capacity_(capacity) {}
+  using Word = std::atomic_ref<std::uint64_t>;
+  Word tail_word() const { return Word(words_[2]); }
+  Word head_word() const { return Word(words_[3]); }
+  Word event_word(std::uint64_t position) const { return Word(words_[8 + (position & (capacity_ - 1)) / 8]); }
+
   bus::Descriptor file_;
   std::span<std::uint64_t> words_;
   std::uint64_t capacity_ = 0;
