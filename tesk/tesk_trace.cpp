@@ -3,6 +3,8 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <charconv>
+
 #include "tesk/tesk_dbg.h"
 #include "tesk/tesk_kvs.h"
 #include "tesk/tesk_qbus.h"
@@ -30,15 +32,50 @@ boolean is_recorded(uint32_t category) {
   return tracekit_hist_event_subtype_check(TESK_TRACE_EVENT, category) == 0;
 }
 
-__attribute__((format(printf, 2, 3))) void record(uint32_t category, const char *format, ...) {
+/* An event's text in the making. Two events are recorded for every relayed frame, so their texts are put
+ * together by copying; what does not fit is cut. */
+typedef struct event_text {
   tesk_trace_event_t event;
-  event.category = category;
-  va_list arguments;
-  va_start(arguments, format);
-  (void)vsnprintf(event.text, sizeof event.text, format, arguments);
-  va_end(arguments);
-  const auto length = (uint32_t)(sizeof event.category + strlen(event.text) + 1);
-  tracekit_hist_event(TESK_TRACE_EVENT, length, &event);
+  size_t used;
+} event_text_t;
+
+void append(event_text_t *text, const char *part, size_t length) {
+  const size_t room = sizeof text->event.text - 1 - text->used;
+  const size_t taken = length < room ? length : room;
+  memcpy(text->event.text + text->used, part, taken);
+  text->used += taken;
+}
+
+void append_line(event_text_t *text, int line) {
+  char digits[16];
+  const std::to_chars_result end = std::to_chars(digits, digits + sizeof digits, line);
+  append(text, digits, (size_t)(end.ptr - digits));
+}
+
+void record(event_text_t *text, uint32_t category) {
+  text->event.category = category;
+  text->event.text[text->used] = '\0';
+  tracekit_hist_event(TESK_TRACE_EVENT, (uint32_t)(sizeof category + text->used + 1), &text->event);
+}
+
+void record_message(uint32_t category, const char *function, int line, size_t length) {
+  event_text_t text;
+  text.used = 0;
+  append(&text, function, strlen(function));
+  append(&text, "(", 1);
+  append_line(&text, line);
+  append(&text, "): ", 3);
+  append(&text, tesk_trace_buf, length);
+  record(&text, category);
+}
+
+/* Length of what a bounded format left in the buffer. */
+size_t formatted_length(int result) {
+  if (result < 0) {
+    tesk_trace_buf[0] = '\0';
+    return 0;
+  }
+  return (size_t)result < sizeof tesk_trace_buf ? (size_t)result : sizeof tesk_trace_buf - 1;
 }
 
 void context_free(tracekit_context_t *context) {
@@ -111,10 +148,10 @@ boolean tesk_init_tracekit() {
 void tesk_trace(uint32_t category, const char *function, int line, const char *format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  (void)vsnprintf(tesk_trace_buf, sizeof tesk_trace_buf, format, arguments);
+  const size_t length = formatted_length(vsnprintf(tesk_trace_buf, sizeof tesk_trace_buf, format, arguments));
   va_end(arguments);
   if (is_recorded(category)) {
-    record(category, "%s(%d): %s", function, line, tesk_trace_buf);
+    record_message(category, function, line, length);
   }
   if (tesk_trace_is_printed(category)) {
     (void)dbgprint(1, tracekit_dbg_modname, 0, "%s(%d): %s", function, line, tesk_trace_buf);
@@ -123,7 +160,10 @@ void tesk_trace(uint32_t category, const char *function, int line, const char *f
 
 void tesk_trace_record_bare(uint32_t category, const char *text) {
   if (is_recorded(category)) {
-    record(category, "%s", text);
+    event_text_t event;
+    event.used = 0;
+    append(&event, text, strlen(text));
+    record(&event, category);
   }
 }
 
