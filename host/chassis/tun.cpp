@@ -23,6 +23,9 @@ opal::bus::Descriptor make_tun(const std::string &name, TunKind kind) {
   request.ifr_flags = kind == TunKind::ethernet ? IFF_TAP | IFF_NO_PI : IFF_TUN;
   if (ioctl(device.get(), TUNSETIFF, &request) != 0)
     throw Failure(fmt::format("interface {} cannot be made: {}", name, std::strerror(errno)));
+  // A device that ends with its descriptor makes the end of the process wait for the kernel, device by
+  // device; one that persists ends with its network namespace, all of them at once.
+  ioctl(device.get(), TUNSETPERSIST, 1);
   return device;
 }
 

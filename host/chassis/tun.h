@@ -13,7 +13,8 @@ enum class TunKind {
   with_protocol  ///< TUN: each frame behind four bytes: flags (2), protocol in network order (2)
 };
 
-/// Makes the device; it is down. The descriptor does not block. Throws Failure.
+/// Makes the device; it is down, and lasts as long as its network namespace. The descriptor does not block.
+/// Throws Failure.
 opal::bus::Descriptor make_tun(const std::string &name, TunKind kind);
 
 /// Switches a device's carrier, as a cable that is plugged and pulled.
