@@ -2,7 +2,6 @@
 
 #include <errno.h>
 
-#include <vector>
 
 #include "host/opal/queue.h"
 #include "host/opal/trace_switches.h"
@@ -22,7 +21,9 @@ struct Facility {
   std::uint32_t categories_end = trace::first_category;
   kvs_service_t store = 0;
   bool saved_prints_pending = false;
-  std::vector<tracekit_context_t *> contexts;  ///< the program's, for the life of the process
+  // The program's, for the life of the process: nothing here is destroyed before it ends.
+  tracekit_context_t *debug_context = nullptr;
+  tracekit_context_t *syslog_context = nullptr;
 };
 
 Facility &facility() {
@@ -78,7 +79,7 @@ int tracekit_dbg_init(qbus_queue_t queue, const char *name, const char *title, u
   tracekit_dbg_modname = name;
   facility().categories_end = trace::first_category + element_count;
   facility().store = store;
-  facility().contexts.push_back(context);
+  facility().debug_context = context;
   trace::switches.not_printed.fill(1);
   apply_saved(false);
   facility().saved_prints_pending = true;
@@ -92,7 +93,7 @@ int tracekit_sys_init_helper(qbus_queue_t queue, const char *name, const char *t
   if (version != interface_version || name == nullptr || title == nullptr || !known || !is_usable(context) ||
       find_queue(queue) == nullptr)
     return static_cast<int>(RCODE_INVALID);
-  facility().contexts.push_back(context);
+  facility().syslog_context = context;
   return 0;
 }
 
