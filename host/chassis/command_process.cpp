@@ -13,6 +13,7 @@
 
 #include "host/chassis/failure.h"
 #include "host/chassis/terminal.h"
+#include "host/process/argument_pointers.h"
 
 namespace chassis {
 
@@ -36,9 +37,7 @@ void CommandProcess::become(const std::vector<std::string> &words) const {
   setpgid(0, 0);
   if (terminal_) give_terminal(getpid());
   for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGCHLD}) signal(number, SIG_DFL);
-  std::vector<char *> arguments;
-  for (const auto &word : words) arguments.push_back(const_cast<char *>(word.c_str()));
-  arguments.push_back(nullptr);
+  const std::vector<char *> arguments = process::argument_pointers(words);
   execvp(arguments[0], arguments.data());
   std::fprintf(stderr, "chassis: %s cannot be run: %s\n", arguments[0], std::strerror(errno));
   _exit(127);

@@ -54,7 +54,7 @@ void check_faults(const std::vector<std::string> &faults) {
 }
 
 fs::path daemon_program(const RunWords &words) {
-  const fs::path daemon =
+  fs::path daemon =
       words.daemon.empty() ? own_program().parent_path() / "tesk" : fs::absolute(words.daemon);
   if (access(daemon.c_str(), X_OK) != 0)
     throw Failure(

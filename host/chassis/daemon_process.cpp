@@ -1,4 +1,5 @@
 #include "host/chassis/daemon_process.h"
+#include "host/process/argument_pointers.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -64,13 +65,6 @@ std::vector<std::string> environment_with(const std::filesystem::path &run_folde
   return environment;
 }
 
-std::vector<char *> pointers_to(std::vector<std::string> &texts) {
-  std::vector<char *> pointers;
-  for (std::string &text : texts) pointers.push_back(text.data());
-  pointers.push_back(nullptr);
-  return pointers;
-}
-
 }  // namespace
 
 std::string describe(const ExitStatus &status) {
@@ -87,7 +81,8 @@ std::unique_ptr<DaemonProcess> DaemonProcess::start(asio::io_context &loop,
   std::vector<std::string> environment = environment_with(run_folder);
   pid_t pid = -1;
   const int error = posix_spawn(&pid, program.c_str(), plan.actions(), plan.attributes(),
-                                pointers_to(arguments).data(), pointers_to(environment).data());
+                                process::argument_pointers(arguments).data(),
+                                process::argument_pointers(environment).data());
   if (error != 0) {
     why = fmt::format("cannot start {}: {}", program.string(), strerror(error));
     return nullptr;

@@ -70,7 +70,7 @@ bool link_is_up(const YAML::Node &node) {
 }
 
 std::string address_text(const YAML::Node &node) {
-  const std::string text = node.IsScalar() ? node.Scalar() : "";
+  std::string text = node.IsScalar() ? node.Scalar() : "";
   if (text == "none") return "";
   const std::size_t slash = text.find('/');
   in_addr address{};
@@ -252,10 +252,10 @@ class Reader {
 
   /// Members of a channel that `ports` does not list have links and VLANs all the same.
   void add_bare_members() {
-    for (const auto &[port, vlans] : channel_vlans_) {
+    for (const auto &member : channel_vlans_) {
       const bool listed = std::any_of(description_.ports.begin(), description_.ports.end(),
-                                      [&](const PortDescription &each) { return each.port == port; });
-      if (!listed) description_.ports.push_back({port, std::nullopt, "", vlans, true});
+                                      [&](const PortDescription &each) { return each.port == member.first; });
+      if (!listed) description_.ports.push_back({member.first, std::nullopt, "", member.second, true});
     }
   }
 

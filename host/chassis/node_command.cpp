@@ -11,14 +11,13 @@
 #include "host/chassis/failure.h"
 #include "host/chassis/net_namespace.h"
 #include "host/chassis/sandbox.h"
+#include "host/process/argument_pointers.h"
 
 namespace chassis {
 namespace {
 
 [[noreturn]] void become(const std::vector<std::string> &words) {
-  std::vector<char *> arguments;
-  for (const auto &word : words) arguments.push_back(const_cast<char *>(word.c_str()));
-  arguments.push_back(nullptr);
+  const std::vector<char *> arguments = process::argument_pointers(words);
   execvp(arguments[0], arguments.data());
   std::fprintf(stderr, "chassis: %s cannot be run: %s\n", arguments[0], std::strerror(errno));
   _exit(127);

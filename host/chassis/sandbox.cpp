@@ -24,6 +24,7 @@
 #include "host/chassis/sandbox_arguments.h"
 #include "host/chassis/terminal.h"
 #include "host/chassis/user_namespace.h"
+#include "host/process/argument_pointers.h"
 
 namespace chassis {
 namespace {
@@ -143,9 +144,7 @@ class SandboxProcess {
       if (*kept) keep_on_exec(*kept);
     for (const auto *kept : {&lifeline_.read_end, &information_.write_end}) keep_on_exec(*kept);
     setenv("CHASSIS_LIFELINE", std::to_string(lifeline_.read_end.get()).c_str(), 1);
-    std::vector<char *> words;
-    for (const auto &argument : arguments) words.push_back(const_cast<char *>(argument.c_str()));
-    words.push_back(nullptr);
+    const std::vector<char *> words = process::argument_pointers(arguments);
     execvp(words[0], words.data());
     _exit(127);
   }

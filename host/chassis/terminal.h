@@ -22,8 +22,8 @@ class TerminalKeeper {
   TerminalKeeper &operator=(const TerminalKeeper &) = delete;
 
  private:
+  termios state_{};  // before owned_, whose initialiser fills it
   bool owned_;
-  termios state_{};
 };
 
 }  // namespace chassis

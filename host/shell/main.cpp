@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "host/process/argument_pointers.h"
 #include "host/shell/session.h"
 #include "host/shell/terminal.h"
 
@@ -45,11 +46,7 @@ struct Options {
   if (options.keep_going) {
     words.emplace_back("--keep-going");
   }
-  std::vector<char *> arguments;
-  for (std::string &word : words) {
-    arguments.push_back(word.data());
-  }
-  arguments.push_back(nullptr);
+  const std::vector<char *> arguments = process::argument_pointers(words);
   execv(chassis.c_str(), arguments.data());
   throw CommandError(shell::status_failed,
                      fmt::format("{} cannot be started: {}.", chassis, std::strerror(errno)));
@@ -114,7 +111,7 @@ constexpr const char *footer =
 
 }  // namespace
 
-int main(int count, char **arguments) {
+int main(int count, char **arguments) try {
   Options options;
   CLI::App app{"The operator's shell of a chassis."};
   app.footer(footer);
@@ -146,8 +143,8 @@ int main(int count, char **arguments) {
   } catch (const CommandError &error) {
     std::cerr << "cush: " << error.what() << "\n";
     return error.status();
-  } catch (const std::exception &failure) {
-    std::cerr << "cush: " << failure.what() << "\n";
-    return shell::status_failed;
   }
+} catch (const std::exception &failure) {
+  std::cerr << "cush: " << failure.what() << "\n";
+  return shell::status_failed;
 }

@@ -227,6 +227,7 @@ std::vector<Choice> choices(const CommandTree &tree, const Words &words, std::st
     }
   }
   std::vector<Choice> list;
+  list.reserve(found.size());
   for (auto &[text, help] : found) {
     list.push_back({text, help});
   }

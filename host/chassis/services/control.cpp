@@ -142,7 +142,7 @@ void ControlService::take(const bus::Message &message) {
   });
 }
 
-void ControlService::perform(const std::string &text, OnAnswer on_answer) {
+void ControlService::perform(const std::string &text, const OnAnswer &on_answer) {
   try {
     const json request = json::parse(text, nullptr, false);
     if (!request.is_object()) throw BadRequest("the request is not a JSON object");
@@ -157,22 +157,20 @@ void ControlService::perform(const std::string &text, OnAnswer on_answer) {
   }
 }
 
-void ControlService::answer_when_handled(OnAnswer on_answer) {
-  parts_.supervisor.barrier([on_answer = std::move(on_answer)](bool handled) {
-    on_answer({{"handled_by_daemon", handled}});
-  });
+void ControlService::answer_when_handled(const OnAnswer &on_answer) {
+  parts_.supervisor.barrier([on_answer](bool handled) { on_answer({{"handled_by_daemon", handled}}); });
 }
 
-void ControlService::status(const Arguments &, OnAnswer on_answer) { on_answer(parts_.status()); }
+void ControlService::status(const Arguments &, const OnAnswer &on_answer) { on_answer(parts_.status()); }
 
-void ControlService::line_card(const Arguments &arguments, OnAnswer on_answer) {
+void ControlService::line_card(const Arguments &arguments, const OnAnswer &on_answer) {
   const bool online = arguments.truth("online");
   parts_.state.set_line_card_online(online);
   if (online) parts_.announcer.publish_line_card_online();
-  answer_when_handled(std::move(on_answer));
+  answer_when_handled(on_answer);
 }
 
-void ControlService::link(const Arguments &arguments, OnAnswer on_answer) {
+void ControlService::link(const Arguments &arguments, const OnAnswer &on_answer) {
   const bool up = arguments.truth("up");
   const IfIndex index = found_or_refused(find_interface(parts_.state, arguments.text("port")));
   if (const Channel *channel = parts_.state.channel(index)) {
@@ -181,7 +179,7 @@ void ControlService::link(const Arguments &arguments, OnAnswer on_answer) {
     parts_.state.set_link(parts_.state.port(index)->number, up);
   }
   parts_.announcer.publish_changes();
-  answer_when_handled(std::move(on_answer));
+  answer_when_handled(on_answer);
 }
 
 /// VLANs of a port that is bundled are its port-channel's.
@@ -194,7 +192,7 @@ IfIndex ControlService::interface_on_its_own(const Arguments &arguments) const {
   return index;
 }
 
-void ControlService::vlan(const Arguments &arguments, OnAnswer on_answer) {
+void ControlService::vlan(const Arguments &arguments, const OnAnswer &on_answer) {
   const bool up = arguments.truth("up");
   const VlanId vlan = arguments.vlan();
   const IfIndex index = interface_on_its_own(arguments);
@@ -204,20 +202,20 @@ void ControlService::vlan(const Arguments &arguments, OnAnswer on_answer) {
   }
   parts_.state.set_vlan(index, vlan, up);
   parts_.announcer.publish_changes();
-  answer_when_handled(std::move(on_answer));
+  answer_when_handled(on_answer);
 }
 
-void ControlService::cbl(const Arguments &arguments, OnAnswer on_answer) {
+void ControlService::cbl(const Arguments &arguments, const OnAnswer &on_answer) {
   const bool forward = arguments.truth("forward");
   const VlanId vlan = arguments.vlan();
   if (vlan == sol_vlan && !forward) throw BadRequest("every port always forwards in the SoL VLAN, 4095");
   const IfIndex index = interface_on_its_own(arguments);
   parts_.state.set_forwarding(index, vlan, forward);
   parts_.announcer.publish_changes();
-  answer_when_handled(std::move(on_answer));
+  answer_when_handled(on_answer);
 }
 
-void ControlService::channel(const Arguments &arguments, OnAnswer on_answer) {
+void ControlService::channel(const Arguments &arguments, const OnAnswer &on_answer) {
   const bool member = arguments.truth("member");
   const auto number = static_cast<std::uint16_t>(arguments.number("channel", 1, port_channel_max));
   const FrontPort port = found_or_refused(find_port(parts_.state, arguments.text("port")));
@@ -225,16 +223,16 @@ void ControlService::channel(const Arguments &arguments, OnAnswer on_answer) {
       member ? parts_.state.join_channel(number, port) : parts_.state.leave_channel(number, port);
   if (!why.empty()) throw BadRequest(why);
   parts_.announcer.publish_changes();
-  answer_when_handled(std::move(on_answer));
+  answer_when_handled(on_answer);
 }
 
-void ControlService::vlan_delete(const Arguments &arguments, OnAnswer on_answer) {
+void ControlService::vlan_delete(const Arguments &arguments, const OnAnswer &on_answer) {
   const std::vector<VlanId> vlans = arguments.vlans();
   parts_.vlan_manager.delete_vlans(vlans, parts_.broker);
-  answer_when_handled(std::move(on_answer));
+  answer_when_handled(on_answer);
 }
 
-void ControlService::feature(const Arguments &arguments, OnAnswer on_answer) {
+void ControlService::feature(const Arguments &arguments, const OnAnswer &on_answer) {
   const bool on = arguments.truth("on");
   const auto feature =
       arguments.number_or("feature", VLAN_FEAT_PRIVATE, VLAN_FEAT_STORAGE, VLAN_FEAT_PRIVATE);
@@ -242,8 +240,8 @@ void ControlService::feature(const Arguments &arguments, OnAnswer on_answer) {
   on_answer(json::object());
 }
 
-void ControlService::save(const Arguments &, OnAnswer on_answer) {
-  parts_.supervisor.save([on_answer = std::move(on_answer)](rcode_t rcode) {
+void ControlService::save(const Arguments &, const OnAnswer &on_answer) {
+  parts_.supervisor.save([on_answer](rcode_t rcode) {
     if (rcode == RCODE_SUCCESS) return on_answer(json::object());
     if (rcode == RCODE_UNAVAILABLE) return on_answer(error("nothing was saved: the daemon does not serve"));
     if (rcode == RCODE_TIMED_OUT)
@@ -253,7 +251,7 @@ void ControlService::save(const Arguments &, OnAnswer on_answer) {
   });
 }
 
-void ControlService::fault(const Arguments &arguments, OnAnswer on_answer) {
+void ControlService::fault(const Arguments &arguments, const OnAnswer &on_answer) {
   const std::string mode = arguments.text("mode");
   const std::int64_t delay =
       mode == "delay" ? arguments.number("delay_ms", 1, std::numeric_limits<std::int32_t>::max()) : 0;
@@ -261,11 +259,11 @@ void ControlService::fault(const Arguments &arguments, OnAnswer on_answer) {
   on_answer(why.empty() ? json::object() : error(why));
 }
 
-void ControlService::trace(const Arguments &arguments, OnAnswer on_answer) {
+void ControlService::trace(const Arguments &arguments, const OnAnswer &on_answer) {
   const bus::TraceSwitch request{category_in(arguments.text("category")), arguments.truth("print") ? 1U : 0U,
                                  arguments.truth_or("record", true) ? 1U : 0U};
   endpoint_.ask(bus::address::tesk, bus::opcode::trace_switch, bus::bytes_of(request), trace_switch_bound,
-                [on_answer = std::move(on_answer)](const bus::Message *response) {
+                [on_answer](const bus::Message *response) {
                   const auto result = response ? record_in<bus::Result>(*response) : std::nullopt;
                   if (!result) return on_answer(error("the daemon did not take the trace switch"));
                   if (result->rcode == RCODE_SUCCESS) return on_answer(json::object());
@@ -274,8 +272,8 @@ void ControlService::trace(const Arguments &arguments, OnAnswer on_answer) {
                 });
 }
 
-void ControlService::answer_when_serving(std::chrono::milliseconds bound, OnAnswer on_answer) {
-  parts_.supervisor.wait_until_serving(bound, [this, on_answer = std::move(on_answer)](bool serving) {
+void ControlService::answer_when_serving(std::chrono::milliseconds bound, const OnAnswer &on_answer) {
+  parts_.supervisor.wait_until_serving(bound, [this, on_answer](bool serving) {
     if (!serving)
       return on_answer(
           error(fmt::format("the daemon does not serve; it is {}", state_name(parts_.supervisor.state()))));
@@ -284,14 +282,14 @@ void ControlService::answer_when_serving(std::chrono::milliseconds bound, OnAnsw
   });
 }
 
-void ControlService::daemon_restart(const Arguments &, OnAnswer on_answer) {
+void ControlService::daemon_restart(const Arguments &, const OnAnswer &on_answer) {
   parts_.supervisor.kill_daemon();
-  answer_when_serving(std::chrono::milliseconds(default_wait_ms), std::move(on_answer));
+  answer_when_serving(std::chrono::milliseconds(default_wait_ms), on_answer);
 }
 
-void ControlService::wait_ready(const Arguments &arguments, OnAnswer on_answer) {
+void ControlService::wait_ready(const Arguments &arguments, const OnAnswer &on_answer) {
   const std::int64_t bound = arguments.number_or("bound_ms", 0, longest_wait_ms, default_wait_ms);
-  answer_when_serving(std::chrono::milliseconds(bound), std::move(on_answer));
+  answer_when_serving(std::chrono::milliseconds(bound), on_answer);
 }
 
 }  // namespace chassis

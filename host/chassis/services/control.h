@@ -38,7 +38,7 @@ class ControlService {
 
  private:
   class Arguments;
-  using Verb = void (ControlService::*)(const Arguments &, OnAnswer);
+  using Verb = void (ControlService::*)(const Arguments &, const OnAnswer &);
   struct VerbRow {
     std::string_view name;
     Verb verb;
@@ -46,25 +46,25 @@ class ControlService {
   static const std::vector<VerbRow> &verbs();
 
   void take(const bus::Message &message);
-  void perform(const std::string &text, OnAnswer on_answer);
-  void answer_when_handled(OnAnswer on_answer);
+  void perform(const std::string &text, const OnAnswer &on_answer);
+  void answer_when_handled(const OnAnswer &on_answer);
 
-  void status(const Arguments &, OnAnswer on_answer);
-  void line_card(const Arguments &arguments, OnAnswer on_answer);
-  void link(const Arguments &arguments, OnAnswer on_answer);
-  void vlan(const Arguments &arguments, OnAnswer on_answer);
-  void cbl(const Arguments &arguments, OnAnswer on_answer);
-  void channel(const Arguments &arguments, OnAnswer on_answer);
-  void vlan_delete(const Arguments &arguments, OnAnswer on_answer);
-  void feature(const Arguments &arguments, OnAnswer on_answer);
-  void save(const Arguments &, OnAnswer on_answer);
-  void fault(const Arguments &arguments, OnAnswer on_answer);
-  void trace(const Arguments &arguments, OnAnswer on_answer);
-  void daemon_restart(const Arguments &, OnAnswer on_answer);
-  void wait_ready(const Arguments &arguments, OnAnswer on_answer);
+  void status(const Arguments &, const OnAnswer &on_answer);
+  void line_card(const Arguments &arguments, const OnAnswer &on_answer);
+  void link(const Arguments &arguments, const OnAnswer &on_answer);
+  void vlan(const Arguments &arguments, const OnAnswer &on_answer);
+  void cbl(const Arguments &arguments, const OnAnswer &on_answer);
+  void channel(const Arguments &arguments, const OnAnswer &on_answer);
+  void vlan_delete(const Arguments &arguments, const OnAnswer &on_answer);
+  void feature(const Arguments &arguments, const OnAnswer &on_answer);
+  void save(const Arguments &, const OnAnswer &on_answer);
+  void fault(const Arguments &arguments, const OnAnswer &on_answer);
+  void trace(const Arguments &arguments, const OnAnswer &on_answer);
+  void daemon_restart(const Arguments &, const OnAnswer &on_answer);
+  void wait_ready(const Arguments &arguments, const OnAnswer &on_answer);
 
   IfIndex interface_on_its_own(const Arguments &arguments) const;
-  void answer_when_serving(std::chrono::milliseconds bound, OnAnswer on_answer);
+  void answer_when_serving(std::chrono::milliseconds bound, const OnAnswer &on_answer);
 
   Endpoint endpoint_;
   ControlParts parts_;

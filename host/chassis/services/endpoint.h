@@ -65,7 +65,7 @@ class Endpoint {
   /// Adds a row: `function(const Record &, const bus::Message &)` returns the response, a record or a
   /// bus::Payload.
   template <typename Record, typename Function>
-  void serve(std::uint32_t opcode, std::string fault, Function function);
+  void serve(std::uint32_t opcode, const std::string &fault, Function function);
 
   /// Adds a row for notices: `function(const Record &)` returns nothing.
   template <typename Record, typename Function>
@@ -133,8 +133,8 @@ std::optional<Record> record_in(const bus::Message &message) {
 }
 
 template <typename Record, typename Function>
-void Endpoint::serve(std::uint32_t opcode, std::string fault, Function function) {
-  serve_messages(opcode, std::move(fault), [this, function](const bus::Message &message) {
+void Endpoint::serve(std::uint32_t opcode, const std::string &fault, Function function) {
+  serve_messages(opcode, fault, [this, function](const bus::Message &message) {
     const std::optional<Record> record = record_in<Record>(message);
     if (!record) return answer_malformed(message);
     const auto response = function(*record, message);

@@ -6,8 +6,7 @@
 
 namespace chassis {
 
-InbandDriver::InbandDriver(asio::io_context &loop, const FaultTable &faults, Fabric &fabric,
-                           Journal &journal)
+InbandDriver::InbandDriver(asio::io_context &loop, const FaultTable &faults, Fabric &fabric, Journal &journal)
     : endpoint_(loop, faults, "kinb", bus::address::kinb), fabric_(fabric), journal_(journal) {
   endpoint_.serve<Nothing>(bus::opcode::kinb_init, "kinb-init",
                            [](Nothing, const bus::Message &) { return bus::Result{RCODE_SUCCESS}; });
