@@ -26,8 +26,10 @@ class CapturePoint {
  public:
   /// A frame passes.
   void pass(std::span<const std::byte> frame) {
-    if (!streams_.empty()) record(frame);
+    if (is_watched()) record(frame);
   }
+  /// Whether somebody watches, or did when the last frame passed.
+  bool is_watched() const { return !streams_.empty(); }
   void add(std::shared_ptr<CaptureStream> stream) { streams_.push_back(std::move(stream)); }
 
  private:

@@ -5,7 +5,8 @@
 //
 //   /                 the machine's own folders, read-only
 //   current folder    writable, so that commands can leave their results (unless it is / itself)
-//   /tmp, /run        empty and private; gone with the sandbox. The folder of the chassis's programs and the
+//   /tmp              the machine's own, writable: scripts and checkouts lie there
+//   /run              empty and private; gone with the sandbox. The folder of the chassis's programs and the
 //                     current folder show through even when they lie there
 //   /run/opal         the run folder: bus, stores, trace, log (see run_folder.h)
 //   /dev              the usual few, /dev/net/tun, /dev/fuse, and /dev/klm_tesk

@@ -37,7 +37,9 @@ void add_machine(Arguments &arguments) {
 }
 
 void add_own_folders(Arguments &arguments) {
-  add(arguments, {"--proc", "/proc", "--ro-bind", "/sys", "/sys", "--tmpfs", "/run", "--tmpfs", "/tmp"});
+  add(arguments, {"--proc", "/proc", "--ro-bind", "/sys", "/sys", "--tmpfs", "/run"});
+  // Shared with the machine: scripts that people run lie there, and so may the checkout.
+  add(arguments, {"--bind", "/tmp", "/tmp"});
   add(arguments, {"--dev", "/dev", "--dev-bind", "/dev/net/tun", "/dev/net/tun", "--dev-bind", "/dev/fuse",
                   "/dev/fuse"});
 }
