@@ -95,9 +95,11 @@ class Ping:
         return "\n".join(self.text.strip().splitlines()[-2:])
 
 
-def ping(node: str, interface: str, destination: str, count: int = 3, wait: float = 1) -> Ping:
-    done = on(node, "ping", "-n", "-i", "0.1", "-c", str(count), "-W", str(wait), "-I", interface, destination,
-              check=False)
+def ping(node: str, interface: str, destination: str, count: int = 3, patient: bool = True) -> Ping:
+    """Pings until `count` answers are there. A ping that is not patient sends `count` requests and waits no longer
+    than a second for an answer to the last: for destinations that are expected to be silent."""
+    patience = ["-w", str(int(BOUND) - 2)] if patient else ["-W", "1"]
+    done = on(node, "ping", "-n", "-i", "0.1", "-c", str(count), *patience, "-I", interface, destination, check=False)
     found = re.search(r"(\d+) packets transmitted, (\d+) received", done.stdout)
     require(found is not None, f"ping said: {(done.stdout + done.stderr).strip()}")
     return Ping(int(found.group(1)), int(found.group(2)), done.stdout)
