@@ -38,8 +38,8 @@ namespace chassis {
 struct SupervisorSettings {
   using Milliseconds = std::chrono::milliseconds;
   Milliseconds heartbeat_timeout{15'000};
-  Milliseconds start_bound{4'000};  ///< from start to serving
-  Milliseconds first_pause{50};     ///< between the end of a daemon and the next start
+  Milliseconds start_bound{10'000};  ///< from start to serving; stores that lie on a slow disk take seconds
+  Milliseconds first_pause{50};      ///< between the end of a daemon and the next start
   Milliseconds longest_pause{5'000};
   Milliseconds good_service{10'000};  ///< after which the pause is the first one again
   Milliseconds save_bound{2'000};
