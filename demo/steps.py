@@ -24,10 +24,11 @@ def evidence(text: str, lines: int | None = None) -> None:
 
 def pings(node: str, interface: str, peer: str, expect_all: bool = True, count: int = 3) -> None:
     result = lab.ping(node, interface, lab.address(peer, interface), count=count, patient=expect_all)
-    wanted = count if expect_all else 0
     evidence(f"{node} -> {peer} over {interface}: " + result.text.strip().splitlines()[-2 if expect_all else -1])
-    require(result.received == wanted,
-            f"{node} pinging {peer} over {interface}: {result.received} of {result.sent} answers, expected {wanted}")
+    # A busy machine delivers several answers at once: there may be more than were waited for.
+    seen = result.received >= count if expect_all else result.received == 0
+    require(seen, f"{node} pinging {peer} over {interface}: {result.received} of {result.sent} answers, "
+                  f"expected {count if expect_all else 0}")
 
 
 def ensure_cin() -> None:

@@ -12,6 +12,7 @@
 
 #include "opal/tracekit.h"
 #include "tesk/tesk_common.h"
+#include "tesk/tesk_format.h"
 
 /** Categories, also the facility's event subtypes. */
 enum { TESK_TRACE_PKT = 100, TESK_TRACE_CTRL = 101, TESK_TRACE_ERR = 102 };
@@ -43,9 +44,15 @@ extern boolean tesk_dbg_ctrl;
  */
 boolean tesk_init_tracekit();
 
-/** Records and prints one message, each if the category asks for it. Use the macros below. */
-void tesk_trace(uint32_t category, const char *function, int line, const char *format, ...)
-    __attribute__((format(printf, 4, 5)));
+/** Records and prints the message in tesk_trace_buf, each if the category asks for it. */
+void tesk_trace_message(uint32_t category, const char *function, int line, size_t length);
+
+/** Traces one message. Use the macros below. */
+template <tesk_format_text Format, class... Arguments>
+void tesk_trace(uint32_t category, const char *function, int line, Arguments... arguments) {
+  const size_t length = tesk_format<Format>(tesk_trace_buf, sizeof tesk_trace_buf, arguments...);
+  tesk_trace_message(category, function, line, length);
+}
 
 /** Records a fixed text without function and line, if the category is recorded. */
 void tesk_trace_record_bare(uint32_t category, const char *text);
@@ -56,12 +63,15 @@ boolean tesk_trace_is_printed(uint32_t category);
 /** @return the text, or a readable stand-in for a platform's null string */
 static inline const char *tesk_trace_text(const char *text) { return text == nullptr ? "(null)" : text; }
 
-#define TESK_PKT(...) tesk_trace(TESK_TRACE_PKT, __func__, __LINE__, __VA_ARGS__)
-#define TESK_CTRL(...) tesk_trace(TESK_TRACE_CTRL, __func__, __LINE__, __VA_ARGS__)
-#define TESK_ERR(...) tesk_trace(TESK_TRACE_ERR, __func__, __LINE__, __VA_ARGS__)
-#define TESK_PKT_AS(caller, ...) tesk_trace(TESK_TRACE_PKT, caller, __LINE__, __VA_ARGS__)
-#define TESK_CTRL_AS(caller, ...) tesk_trace(TESK_TRACE_CTRL, caller, __LINE__, __VA_ARGS__)
-#define TESK_ERR_AS(caller, ...) tesk_trace(TESK_TRACE_ERR, caller, __LINE__, __VA_ARGS__)
+#define TESK_PKT(format, ...) TESK_PKT_AS(__func__, format __VA_OPT__(, ) __VA_ARGS__)
+#define TESK_CTRL(format, ...) TESK_CTRL_AS(__func__, format __VA_OPT__(, ) __VA_ARGS__)
+#define TESK_ERR(format, ...) TESK_ERR_AS(__func__, format __VA_OPT__(, ) __VA_ARGS__)
+#define TESK_PKT_AS(caller, format, ...) \
+  tesk_trace<format>(TESK_TRACE_PKT, caller, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
+#define TESK_CTRL_AS(caller, format, ...) \
+  tesk_trace<format>(TESK_TRACE_CTRL, caller, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
+#define TESK_ERR_AS(caller, format, ...) \
+  tesk_trace<format>(TESK_TRACE_ERR, caller, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
 
 /** Records and prints a fixed text, a literal, without function and line. */
 #define TESK_TRACE_BARE(category, text)                 \

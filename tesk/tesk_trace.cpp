@@ -1,4 +1,3 @@
-#include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -69,15 +68,6 @@ void record_message(uint32_t category, const char *function, int line, size_t le
   record(&text, category);
 }
 
-/* Length of what a bounded format left in the buffer. */
-size_t formatted_length(int result) {
-  if (result < 0) {
-    tesk_trace_buf[0] = '\0';
-    return 0;
-  }
-  return (size_t)result < sizeof tesk_trace_buf ? (size_t)result : sizeof tesk_trace_buf - 1;
-}
-
 void context_free(tracekit_context_t *context) {
   if (context != nullptr) {
     free(context->value);
@@ -145,11 +135,7 @@ boolean tesk_init_tracekit() {
   return true;
 }
 
-void tesk_trace(uint32_t category, const char *function, int line, const char *format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  const size_t length = formatted_length(vsnprintf(tesk_trace_buf, sizeof tesk_trace_buf, format, arguments));
-  va_end(arguments);
+void tesk_trace_message(uint32_t category, const char *function, int line, size_t length) {
   if (is_recorded(category)) {
     record_message(category, function, line, length);
   }

@@ -2,6 +2,8 @@
 // stands in trace_ring.h.
 #pragma once
 
+#include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -42,7 +44,14 @@ struct EventHead {
 static_assert(sizeof(EventHead) == event_head_bytes);
 
 /// Reads the head of the event at `position`; nothing when no event can end before `end` that begins so.
-std::optional<EventHead> load_event_head(const RingMapping &mapping, std::uint64_t position,
-                                         std::uint64_t end);
+inline std::optional<EventHead> load_event_head(const RingMapping &mapping, std::uint64_t position,
+                                                std::uint64_t end) {
+  if (end < position || end - position < event_head_bytes) return std::nullopt;
+  const std::array<std::uint64_t, event_head_bytes / word_bytes> words{
+      mapping.load(position), mapping.load(position + word_bytes), mapping.load(position + 2 * word_bytes)};
+  const auto head = std::bit_cast<EventHead>(words);
+  if (head.text_length > ring_text_limit || head.bytes() > end - position) return std::nullopt;
+  return head;
+}
 
 }  // namespace opal::trace

@@ -61,14 +61,4 @@ RingMapping::~RingMapping() {
   if (!words_.empty()) munmap(words_.data(), words_.size_bytes());
 }
 
-std::optional<EventHead> load_event_head(const RingMapping &mapping, std::uint64_t position,
-                                         std::uint64_t end) {
-  if (end < position || end - position < event_head_bytes) return std::nullopt;
-  const std::array<std::uint64_t, event_head_bytes / word_bytes> words{
-      mapping.load(position), mapping.load(position + word_bytes), mapping.load(position + 2 * word_bytes)};
-  const auto head = std::bit_cast<EventHead>(words);
-  if (head.text_length > ring_text_limit || head.bytes() > end - position) return std::nullopt;
-  return head;
-}
-
 }  // namespace opal::trace

@@ -92,26 +92,23 @@ void RingWriter::append(std::int64_t time_ns, std::uint32_t category, std::strin
   text = text.substr(0, ring_text_limit);
   const EventHead head{static_cast<std::uint32_t>(text.size()), category, next_sequence_++, time_ns};
   make_room(head_ + head.bytes());
-  std::uint64_t position = head_;
+  WordWriter writer = mapping_.writer_at(head_);
   for (const std::uint64_t word :
-       std::bit_cast<std::array<std::uint64_t, event_head_bytes / word_bytes>>(head)) {
-    mapping_.store(position, word);
-    position += word_bytes;
-  }
+       std::bit_cast<std::array<std::uint64_t, event_head_bytes / word_bytes>>(head))
+    writer.put(word);
   // Whole words apart from the last one, so that each is one load and not a call to memcpy.
   const std::size_t whole = text.size() / word_bytes * word_bytes;
   std::uint64_t word = 0;
-  for (std::size_t offset = 0; offset < whole; offset += word_bytes, position += word_bytes) {
+  for (std::size_t offset = 0; offset < whole; offset += word_bytes) {
     std::memcpy(&word, text.data() + offset, word_bytes);
-    mapping_.store(position, word);
+    writer.put(word);
   }
   if (whole < text.size()) {
     word = 0;
     std::memcpy(&word, text.data() + whole, text.size() - whole);
-    mapping_.store(position, word);
-    position += word_bytes;
+    writer.put(word);
   }
-  head_ = position;
+  head_ += head.bytes();
   mapping_.set_head(head_);
 }
 

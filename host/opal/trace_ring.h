@@ -48,6 +48,20 @@ struct Event {
 /// The file of one identity's history in a run-time folder: `folder`/trace/UUID.ring.
 std::filesystem::path ring_file(const std::filesystem::path &folder, std::uint32_t uuid);
 
+/// Stores words one behind the other, going on at the beginning when the end is reached.
+class WordWriter {
+ public:
+  WordWriter(std::span<std::uint64_t> words, std::size_t index) : words_(words), index_(index) {}
+  void put(std::uint64_t word) {
+    std::atomic_ref(words_[index_]).store(word, std::memory_order_relaxed);
+    if (++index_ == words_.size()) index_ = 0;
+  }
+
+ private:
+  std::span<std::uint64_t> words_;
+  std::size_t index_;
+};
+
 /// A ring's file, mapped; the head's words and the event space are read and written as atomic words, so
 /// that a reader beside a writer is no data race.
 class RingMapping {
@@ -70,18 +84,20 @@ class RingMapping {
   std::uint64_t load(std::uint64_t position) const {
     return event_word(position).load(std::memory_order_relaxed);
   }
-  void store(std::uint64_t position, std::uint64_t word) {
-    event_word(position).store(word, std::memory_order_relaxed);
+  /// Writes one word after another from a position on.
+  WordWriter writer_at(std::uint64_t position) {
+    return {words_.subspan(event_space), (position & (capacity_ - 1)) / sizeof(std::uint64_t)};
   }
   int fd() const { return file_.get(); }
 
  private:
   RingMapping(bus::Descriptor file, std::span<std::uint64_t> words, std::uint64_t capacity)
       : file_(std::move(file)), words_(words), capacity_(capacity) {}
+  static constexpr std::size_t event_space = 8;  ///< its first word
   using Word = std::atomic_ref<std::uint64_t>;
   Word tail_word() const { return Word(words_[2]); }
   Word head_word() const { return Word(words_[3]); }
-  Word event_word(std::uint64_t position) const { return Word(words_[8 + (position & (capacity_ - 1)) / 8]); }
+  Word event_word(std::uint64_t position) const { return Word(words_[event_space + (position & (capacity_ - 1)) / 8]); }
 
   bus::Descriptor file_;
   std::span<std::uint64_t> words_;

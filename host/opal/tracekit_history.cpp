@@ -39,9 +39,10 @@ History *find_history(std::uint32_t uuid) {
   return nullptr;
 }
 
+/// The time of the kernel's last tick: a reader sees milliseconds, and an event costs a relayed frame less.
 std::int64_t now_ns() {
   timespec now{};
-  clock_gettime(CLOCK_REALTIME, &now);
+  clock_gettime(CLOCK_REALTIME_COARSE, &now);
   return std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
 }
 
@@ -82,8 +83,8 @@ void tracekit_hist_event(uint32_t event_code, uint32_t length, const void *event
   std::uint32_t category = 0;
   if (event == nullptr || length < sizeof category) return;
   std::memcpy(&category, event, sizeof category);
-  const char *start = static_cast<const char *>(event) + sizeof category;
-  const std::string_view text(start, strnlen(start, length - sizeof category));
+  std::string_view text(static_cast<const char *>(event) + sizeof category, length - sizeof category);
+  if (text.ends_with('\0')) text.remove_suffix(1);
   const std::uint32_t uuid = event_code >> 16;
   History *history = find_history(uuid);
   if (history == nullptr) {

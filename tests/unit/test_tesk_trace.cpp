@@ -119,7 +119,7 @@ class TracePattern : public DaemonTest {
 };
 
 TEST_F(TracePattern, RecordsCategoryFunctionLineAndText) {
-  tesk_trace(TESK_TRACE_CTRL, "some_function", 42, "VLAN %d\n", 100);
+  tesk_trace<"VLAN %d\n">(TESK_TRACE_CTRL, "some_function", 42, 100);
   ASSERT_EQ(events().size(), 1u);
   const std::string text = "some_function(42): VLAN 100\n";
   const uint32_t category = 101;
@@ -139,7 +139,7 @@ TEST_F(TracePattern, NamesTheCallingFunction) {
 
 TEST_F(TracePattern, ChecksThenRecordsThenChecksThenPrints) {
   show_trace_calls();
-  tesk_trace(TESK_TRACE_ERR, "some_function", 7, "broken");
+  tesk_trace<"broken">(TESK_TRACE_ERR, "some_function", 7);
   expect({"tracekit_hist_event_subtype_check(0x730000, 102)",
           "tracekit_hist_event(0x730000, error some_function: broken)", "tracekit_chk_int(102, 0, 0, 1)",
           "dbgprint(1, 'tesk', 0, broken)"});

@@ -1,0 +1,206 @@
+/* Formatting of messages whose format is known when the program is compiled.
+ *
+ * Every diagnostic of the daemon is formatted, recorded or not, and two are for each relayed frame: the
+ * general machinery of printf would cost more than the rest of the relay. So a format is a template
+ * argument. It is taken apart and checked against its arguments by the compiler, and what is left to run
+ * is straight code: text, number, text.
+ *
+ *     tesk_format<"%s:Read %d bytes on [%s]\n">(buffer, sizeof buffer, function, length, device)
+ *
+ * leaves exactly what snprintf would. The conversions are those that the daemon uses: %s, and for numbers of
+ * at most 32 bits %d, %i, %u, %x and %#x; %u and %x may have a width, filled with blanks or zeros. A message
+ * that might not fit is left to snprintf itself, which cuts it. */
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+#include <string.h>
+
+#include <charconv>
+#include <type_traits>
+#include <utility>
+
+/** A format as a template argument. */
+template <size_t Size>
+struct tesk_format_text {
+  char text[Size];
+
+  consteval tesk_format_text(const char (&literal)[Size]) {  // NOLINT: a literal is its format
+    for (size_t i = 0; i < Size; i++) {
+      text[i] = literal[i];
+    }
+  }
+};
+
+/** One conversion and the text in front of it. */
+typedef struct tesk_conversion {
+  size_t text;        /**< where the text begins */
+  size_t text_length; /**< in bytes */
+  size_t end;         /**< what follows the conversion */
+  size_t width;       /**< at least so many digits or fillers; 0 for none */
+  char fill;          /**< blank or zero */
+  bool prefixed;      /**< "0x" in front of a hexadecimal number other than 0 */
+  char letter;        /**< s, d, i, u or x; NUL at the end of the format */
+} tesk_conversion_t;
+
+/** A text argument, measured once. */
+typedef struct tesk_text {
+  const char *start;
+  size_t length;
+} tesk_text_t;
+
+/** Formats with snprintf: the message may have to be cut. @return length of what is in the buffer */
+size_t tesk_format_cut(char *buffer, size_t size, const char *format, ...);
+
+/** Takes the format's next conversion apart, beginning at `start`. */
+consteval tesk_conversion_t tesk_conversion_at(const char *format, size_t start) {
+  tesk_conversion_t found = {
+      .text = start, .text_length = 0, .end = start, .width = 0, .fill = ' ', .prefixed = false, .letter = 0};
+  while (format[found.end] != '\0' && format[found.end] != '%') {
+    found.end++;
+  }
+  found.text_length = found.end - start;
+  if (format[found.end] == '\0') {
+    return found;
+  }
+  found.end++;
+  if (format[found.end] == '#') {
+    found.prefixed = true;
+    found.end++;
+  }
+  if (format[found.end] == '0') {
+    found.fill = '0';
+  }
+  for (; format[found.end] >= '0' && format[found.end] <= '9'; found.end++) {
+    found.width = found.width * 10 + (size_t)(format[found.end] - '0');
+  }
+  found.letter = format[found.end++];
+  return found;
+}
+
+/** @return the format's n-th conversion, counted from 0; beyond the last one, the text at the end */
+consteval tesk_conversion_t tesk_conversion_of(const char *format, size_t number) {
+  tesk_conversion_t found = tesk_conversion_at(format, 0);
+  for (size_t i = 0; i < number; i++) {
+    found = tesk_conversion_at(format, found.end);
+  }
+  return found;
+}
+
+/** What %d, %i, %u and %x show. */
+template <class Argument>
+concept tesk_number = (std::is_integral_v<Argument> || std::is_enum_v<Argument>)&&sizeof(Argument) <= 4;
+
+/** Whether a conversion can show an argument of this type. */
+template <class Argument>
+consteval bool tesk_conversion_takes(tesk_conversion_t conversion) {
+  switch (conversion.letter) {
+    case 's':
+      return std::is_convertible_v<Argument, const char *> && conversion.width == 0;
+    case 'd':
+    case 'i':
+    case 'u':
+    case 'x':
+      return (std::is_integral_v<Argument> || std::is_enum_v<Argument>)&&sizeof(Argument) <= 4 &&
+             conversion.width <= 16;
+    default:
+      return false;
+  }
+}
+
+/** Longest result of a conversion in bytes, without that of a text. */
+consteval size_t tesk_conversion_bytes(tesk_conversion_t conversion) {
+  constexpr size_t longest_number = sizeof "-2147483648" - 1;
+  const size_t number = conversion.width > longest_number ? conversion.width : longest_number;
+  return conversion.letter == 's' ? 0 : number;
+}
+
+inline tesk_text_t tesk_measured(const char *text) {
+  const char *start = text == nullptr ? "(null)" : text;
+  return {.start = start, .length = strlen(start)};
+}
+
+template <tesk_number Number>
+inline Number tesk_measured(Number number) {
+  return number;
+}
+
+inline size_t tesk_text_bytes(tesk_text_t text) { return text.length; }
+
+template <tesk_number Number>
+inline size_t tesk_text_bytes(Number) {
+  return 0;
+}
+
+inline char *tesk_put_bytes(char *to, const char *bytes, size_t length) {
+  memcpy(to, bytes, length);
+  return to + length;
+}
+
+template <tesk_conversion_t Conversion>
+inline char *tesk_put(char *to, tesk_text_t text) {
+  return tesk_put_bytes(to, text.start, text.length);
+}
+
+template <tesk_conversion_t Conversion, tesk_number Number>
+inline char *tesk_put(char *to, Number number) {
+  constexpr bool is_signed = Conversion.letter == 'd' || Conversion.letter == 'i';
+  constexpr int base = Conversion.letter == 'x' ? 16 : 10;
+  using shown_t = std::conditional_t<is_signed, int32_t, uint32_t>;
+  constexpr size_t room = tesk_conversion_bytes(Conversion);
+  static_assert(!Conversion.prefixed || (base == 16 && Conversion.width == 0), "%#x takes no width");
+  if (Conversion.prefixed && number != 0) {
+    to = tesk_put_bytes(to, "0x", 2);
+  }
+  if constexpr (Conversion.width == 0) {
+    return std::to_chars(to, to + room, (shown_t)number, base).ptr;
+  } else {
+    static_assert(!is_signed, "a signed number has no width: where would its sign go");
+    char digits[room];
+    const size_t length = (size_t)(std::to_chars(digits, digits + room, (shown_t)number, base).ptr - digits);
+    const size_t fillers = length < Conversion.width ? Conversion.width - length : 0;
+    memset(to, Conversion.fill, fillers);
+    return tesk_put_bytes(to + fillers, digits, length);
+  }
+}
+
+template <tesk_format_text Format, size_t... Index, class... Arguments>
+inline size_t tesk_format_measured(char *buffer, std::index_sequence<Index...>, Arguments... arguments) {
+  char *to = buffer;
+  ((to = tesk_put_bytes(to, Format.text + tesk_conversion_of(Format.text, Index).text,
+                        tesk_conversion_of(Format.text, Index).text_length),
+    to = tesk_put<tesk_conversion_of(Format.text, Index)>(to, arguments)),
+   ...);
+  constexpr tesk_conversion_t last = tesk_conversion_of(Format.text, sizeof...(Arguments));
+  to = tesk_put_bytes(to, Format.text + last.text, last.text_length + 1);
+  return (size_t)(to - buffer) - 1;
+}
+
+template <tesk_format_text Format, class... Arguments, size_t... Index>
+consteval bool tesk_format_takes(std::index_sequence<Index...>) {
+  return (tesk_conversion_takes<Arguments>(tesk_conversion_of(Format.text, Index)) && ... &&
+          (tesk_conversion_of(Format.text, sizeof...(Arguments)).letter == '\0'));
+}
+
+/** Longest message of a format in bytes, without its texts and the NUL. */
+template <tesk_format_text Format, size_t... Index>
+consteval size_t tesk_format_bytes(std::index_sequence<Index...>) {
+  return (sizeof Format.text + ... + tesk_conversion_bytes(tesk_conversion_of(Format.text, Index)));
+}
+
+/**
+ * Formats a message as snprintf does.
+ * @param size bytes at `buffer`; the message is cut to one less and always ends with a NUL
+ * @return length of what is in the buffer, without the NUL
+ */
+template <tesk_format_text Format, class... Arguments>
+inline size_t tesk_format(char *buffer, size_t size, Arguments... arguments) {
+  constexpr auto indexes = std::index_sequence_for<Arguments...>();
+  static_assert(tesk_format_takes<Format, Arguments...>(indexes),
+                "a trace's arguments do not fit its format");
+  const size_t bytes = (tesk_format_bytes<Format>(indexes) + ... + tesk_text_bytes(tesk_measured(arguments)));
+  if (bytes > size) {
+    return tesk_format_cut(buffer, size, Format.text, arguments...);
+  }
+  return tesk_format_measured<Format>(buffer, indexes, tesk_measured(arguments)...);
+}
