@@ -3,12 +3,15 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "tesk/tesk_fib_index.h"
+
 tesk_fib_entry_t *fib_bucket[TESK_BUCKETS];
 
 boolean tesk_init_fib() {
   for (tesk_fib_entry_t *&head : fib_bucket) {
     head = nullptr;
   }
+  tesk_fib_index_clear();
   return true;
 }
 
@@ -19,7 +22,11 @@ uint8_t tesk_fib_hash_fn(const uint8_t *mac_addr) {
 }
 
 tesk_fib_entry_t **tesk_fib_hash_find_(const uint8_t *mac_addr, uint16_t) {
-  tesk_fib_entry_t **link = &fib_bucket[tesk_fib_hash_fn(mac_addr)];
+  tesk_fib_entry_t **link = nullptr;
+  if (tesk_fib_index_find(mac_addr, &link)) {
+    return link;
+  }
+  link = &fib_bucket[tesk_fib_hash_fn(mac_addr)];
   for (; *link != nullptr; link = &(*link)->next) {
     if (memcmp((*link)->mac_address, mac_addr, sizeof(*link)->mac_address) == 0) {
       return link;
@@ -45,13 +52,12 @@ boolean tesk_fib_hash_insert(const uint8_t *mac_addr, tesk_port_t *tesk_port, ui
   }
   memcpy(entry->mac_address, mac_addr, sizeof entry->mac_address);
   entry->tesk_port = tesk_port;
-  tesk_fib_entry_t **head = &fib_bucket[tesk_fib_hash_fn(mac_addr)];
-  entry->next = *head;
-  *head = entry;
+  tesk_fib_index_link(&fib_bucket[tesk_fib_hash_fn(mac_addr)], entry);
   return true;
 }
 
 boolean tesk_fib_purge_port_entries(const tesk_port_t *tesk_port) {
+  boolean is_changed = false;
   for (tesk_fib_entry_t *&head : fib_bucket) {
     tesk_fib_entry_t **link = &head;
     while (*link != nullptr) {
@@ -59,10 +65,14 @@ boolean tesk_fib_purge_port_entries(const tesk_port_t *tesk_port) {
       if (entry->tesk_port == tesk_port) {
         *link = entry->next;
         free(entry);
+        is_changed = true;
       } else {
         link = &entry->next;
       }
     }
+  }
+  if (is_changed) {
+    tesk_fib_index_rebuild();
   }
   return true;
 }

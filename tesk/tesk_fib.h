@@ -1,9 +1,11 @@
 /* MAC learning: on which port each source address was last seen.
  *
  * A chained hash keyed by the 6-byte address alone; the VLAN that the operations take is ignored, so an
- * address has one entry whatever VLAN it was learnt in. Entries are owned by the table, borrow their
- * port's context, and leave only when that context is deleted: there is no ageing and no limit, so a
- * station that invents addresses makes the table grow. */
+ * address has one entry whatever VLAN it was learnt in. An index beside the chains (tesk_fib_index.h) keeps
+ * finding, learning and moving as fast among many addresses as among few.
+ *
+ * Entries are owned by the table, borrow their port's context, and leave only when that context is deleted:
+ * there is no ageing and no limit, so a station that invents addresses makes the table grow. */
 #pragma once
 
 #include "tesk/tesk_common.h"

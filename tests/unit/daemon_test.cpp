@@ -32,6 +32,7 @@ void empty_tables() {
   empty(ifidx_bucket, [](ifindex_hash_entry_t *entry) { std::free(entry->param); });
   empty(vlan_bucket, [](vlan_hash_entry_t *) {});
   empty(fib_bucket, [](tesk_fib_entry_t *) {});
+  tesk_init_fib();
 }
 
 template <class Global>
