@@ -22,6 +22,9 @@ enum { TESK_TRACE_UUID = 115, TESK_TRACE_EVENT = TESK_TRACE_UUID << 16 };
 
 enum { TESK_TRACE_BUF_BYTES = 1024, TESK_TRACE_TEXT_BYTES = 512, TESK_TRACE_ELEMENTS = 3 };
 
+/** What is shown of a function's name in the history, and room for it and a line number. */
+enum { TESK_TRACE_FUNCTION_MAX = 64, TESK_TRACE_PREFIX_BYTES = TESK_TRACE_FUNCTION_MAX + 16 };
+
 /** One event of the history; only the text up to its NUL is handed over. */
 typedef struct tesk_trace_event {
   uint32_t category;
@@ -44,14 +47,43 @@ extern boolean tesk_dbg_ctrl;
  */
 boolean tesk_init_tracekit();
 
+/** Where a trace stands. Its part of an event's text is put together by the compiler: an event is recorded
+ * twice for every relayed frame. */
+typedef struct tesk_trace_place {
+  const char *function;
+  int line;
+  uint32_t prefix_length;
+  char prefix[TESK_TRACE_PREFIX_BYTES]; /**< "function(line): ", without a NUL */
+} tesk_trace_place_t;
+
+/** @param function of at most 64 characters; more of them are not shown in the history */
+constexpr tesk_trace_place_t tesk_trace_place_of(const char *function, int line) {
+  tesk_trace_place_t place = {.function = function, .line = line, .prefix_length = 0, .prefix = {}};
+  while (*function != '\0' && place.prefix_length < TESK_TRACE_FUNCTION_MAX) {
+    place.prefix[place.prefix_length++] = *function++;
+  }
+  place.prefix[place.prefix_length++] = '(';
+  int unit = 1;
+  while (line / unit >= 10) {
+    unit *= 10;
+  }
+  for (; unit > 0; unit /= 10) {
+    place.prefix[place.prefix_length++] = (char)('0' + line / unit % 10);
+  }
+  for (const char end : {')', ':', ' '}) {
+    place.prefix[place.prefix_length++] = end;
+  }
+  return place;
+}
+
 /** Records and prints the message in tesk_trace_buf, each if the category asks for it. */
-void tesk_trace_message(uint32_t category, const char *function, int line, size_t length);
+void tesk_trace_message(uint32_t category, const tesk_trace_place_t *place, size_t length);
 
 /** Traces one message. Use the macros below. */
 template <tesk_format_text Format, class... Arguments>
-void tesk_trace(uint32_t category, const char *function, int line, Arguments... arguments) {
+void tesk_trace(uint32_t category, const tesk_trace_place_t *place, Arguments... arguments) {
   const size_t length = tesk_format<Format>(tesk_trace_buf, sizeof tesk_trace_buf, arguments...);
-  tesk_trace_message(category, function, line, length);
+  tesk_trace_message(category, place, length);
 }
 
 /** Records a fixed text without function and line, if the category is recorded. */
@@ -63,15 +95,23 @@ boolean tesk_trace_is_printed(uint32_t category);
 /** @return the text, or a readable stand-in for a platform's null string */
 static inline const char *tesk_trace_text(const char *text) { return text == nullptr ? "(null)" : text; }
 
-#define TESK_PKT(format, ...) TESK_PKT_AS(__func__, format __VA_OPT__(, ) __VA_ARGS__)
-#define TESK_CTRL(format, ...) TESK_CTRL_AS(__func__, format __VA_OPT__(, ) __VA_ARGS__)
-#define TESK_ERR(format, ...) TESK_ERR_AS(__func__, format __VA_OPT__(, ) __VA_ARGS__)
-#define TESK_PKT_AS(caller, format, ...) \
-  tesk_trace<format>(TESK_TRACE_PKT, caller, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
-#define TESK_CTRL_AS(caller, format, ...) \
-  tesk_trace<format>(TESK_TRACE_CTRL, caller, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
-#define TESK_ERR_AS(caller, format, ...) \
-  tesk_trace<format>(TESK_TRACE_ERR, caller, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
+#define TESK_TRACE(category, format, ...)                                                \
+  do {                                                                                   \
+    static constexpr tesk_trace_place_t place = tesk_trace_place_of(__func__, __LINE__); \
+    tesk_trace<format>(category, &place __VA_OPT__(, ) __VA_ARGS__);                     \
+  } while (0)
+#define TESK_TRACE_AS(category, caller, format, ...)                        \
+  do {                                                                      \
+    const tesk_trace_place_t place = tesk_trace_place_of(caller, __LINE__); \
+    tesk_trace<format>(category, &place __VA_OPT__(, ) __VA_ARGS__);        \
+  } while (0)
+
+#define TESK_PKT(...) TESK_TRACE(TESK_TRACE_PKT, __VA_ARGS__)
+#define TESK_CTRL(...) TESK_TRACE(TESK_TRACE_CTRL, __VA_ARGS__)
+#define TESK_ERR(...) TESK_TRACE(TESK_TRACE_ERR, __VA_ARGS__)
+#define TESK_PKT_AS(caller, ...) TESK_TRACE_AS(TESK_TRACE_PKT, caller, __VA_ARGS__)
+#define TESK_CTRL_AS(caller, ...) TESK_TRACE_AS(TESK_TRACE_CTRL, caller, __VA_ARGS__)
+#define TESK_ERR_AS(caller, ...) TESK_TRACE_AS(TESK_TRACE_ERR, caller, __VA_ARGS__)
 
 /** Records and prints a fixed text, a literal, without function and line. */
 #define TESK_TRACE_BARE(category, text)                 \

@@ -2,8 +2,6 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include <charconv>
-
 #include "tesk/tesk_dbg.h"
 #include "tesk/tesk_kvs.h"
 #include "tesk/tesk_qbus.h"
@@ -31,41 +29,19 @@ boolean is_recorded(uint32_t category) {
   return tracekit_hist_event_subtype_check(TESK_TRACE_EVENT, category) == 0;
 }
 
-/* An event's text in the making. Two events are recorded for every relayed frame, so their texts are put
- * together by copying; what does not fit is cut. */
-typedef struct event_text {
+void record(tesk_trace_event_t *event, uint32_t category, size_t length) {
+  event->category = category;
+  event->text[length] = '\0';
+  tracekit_hist_event(TESK_TRACE_EVENT, (uint32_t)(sizeof category + length + 1), event);
+}
+
+void record_message(uint32_t category, const tesk_trace_place_t *place, size_t length) {
   tesk_trace_event_t event;
-  size_t used;
-} event_text_t;
-
-void append(event_text_t *text, const char *part, size_t length) {
-  const size_t room = sizeof text->event.text - 1 - text->used;
+  const size_t room = sizeof event.text - 1 - place->prefix_length;
   const size_t taken = length < room ? length : room;
-  memcpy(text->event.text + text->used, part, taken);
-  text->used += taken;
-}
-
-void append_line(event_text_t *text, int line) {
-  char digits[16];
-  const std::to_chars_result end = std::to_chars(digits, digits + sizeof digits, line);
-  append(text, digits, (size_t)(end.ptr - digits));
-}
-
-void record(event_text_t *text, uint32_t category) {
-  text->event.category = category;
-  text->event.text[text->used] = '\0';
-  tracekit_hist_event(TESK_TRACE_EVENT, (uint32_t)(sizeof category + text->used + 1), &text->event);
-}
-
-void record_message(uint32_t category, const char *function, int line, size_t length) {
-  event_text_t text;
-  text.used = 0;
-  append(&text, function, strlen(function));
-  append(&text, "(", 1);
-  append_line(&text, line);
-  append(&text, "): ", 3);
-  append(&text, tesk_trace_buf, length);
-  record(&text, category);
+  memcpy(event.text, place->prefix, place->prefix_length);
+  memcpy(event.text + place->prefix_length, tesk_trace_buf, taken);
+  record(&event, category, place->prefix_length + taken);
 }
 
 void context_free(tracekit_context_t *context) {
@@ -135,21 +111,19 @@ boolean tesk_init_tracekit() {
   return true;
 }
 
-void tesk_trace_message(uint32_t category, const char *function, int line, size_t length) {
+void tesk_trace_message(uint32_t category, const tesk_trace_place_t *place, size_t length) {
   if (is_recorded(category)) {
-    record_message(category, function, line, length);
+    record_message(category, place, length);
   }
   if (tesk_trace_is_printed(category)) {
-    (void)dbgprint(1, tracekit_dbg_modname, 0, "%s(%d): %s", function, line, tesk_trace_buf);
+    (void)dbgprint(1, tracekit_dbg_modname, 0, "%s(%d): %s", place->function, place->line, tesk_trace_buf);
   }
 }
 
 void tesk_trace_record_bare(uint32_t category, const char *text) {
   if (is_recorded(category)) {
-    event_text_t event;
-    event.used = 0;
-    append(&event, text, strlen(text));
-    record(&event, category);
+    tesk_trace_event_t event;
+    record(&event, category, tesk_format<"%s">(event.text, sizeof event.text, text));
   }
 }
 

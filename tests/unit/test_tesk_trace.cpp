@@ -119,7 +119,8 @@ class TracePattern : public DaemonTest {
 };
 
 TEST_F(TracePattern, RecordsCategoryFunctionLineAndText) {
-  tesk_trace<"VLAN %d\n">(TESK_TRACE_CTRL, "some_function", 42, 100);
+  const tesk_trace_place_t place = tesk_trace_place_of("some_function", 42);
+  tesk_trace<"VLAN %d\n">(TESK_TRACE_CTRL, &place, 100);
   ASSERT_EQ(events().size(), 1u);
   const std::string text = "some_function(42): VLAN 100\n";
   const uint32_t category = 101;
@@ -139,7 +140,8 @@ TEST_F(TracePattern, NamesTheCallingFunction) {
 
 TEST_F(TracePattern, ChecksThenRecordsThenChecksThenPrints) {
   show_trace_calls();
-  tesk_trace<"broken">(TESK_TRACE_ERR, "some_function", 7);
+  const tesk_trace_place_t place = tesk_trace_place_of("some_function", 7);
+  tesk_trace<"broken">(TESK_TRACE_ERR, &place);
   expect({"tracekit_hist_event_subtype_check(0x730000, 102)",
           "tracekit_hist_event(0x730000, error some_function: broken)", "tracekit_chk_int(102, 0, 0, 1)",
           "dbgprint(1, 'tesk', 0, broken)"});
