@@ -30,18 +30,30 @@ struct RingHead {
 static_assert(offsetof(RingHead, tail) == 2 * word_bytes && offsetof(RingHead, head) == 3 * word_bytes);
 static_assert(sizeof(RingHead) == ring_head_bytes && ring_head_bytes == 8 * word_bytes);
 
+/// Bytes that an event with a text of this length takes in the event space.
+constexpr std::uint64_t event_bytes(std::uint32_t text_length) {
+  return event_head_bytes + (std::uint64_t{text_length} + word_bytes - 1) / word_bytes * word_bytes;
+}
+
 struct EventHead {
   std::uint32_t text_length = 0;
   std::uint32_t category = 0;
   std::uint64_t sequence = 0;
   std::int64_t time_ns = 0;
 
-  /// Bytes that the event takes in the event space.
-  std::uint64_t bytes() const {
-    return event_head_bytes + (std::uint64_t{text_length} + word_bytes - 1) / word_bytes * word_bytes;
-  }
+  std::uint64_t bytes() const { return event_bytes(text_length); }
 };
 static_assert(sizeof(EventHead) == event_head_bytes);
+
+/// The first word of an event.
+constexpr std::uint64_t word_of(std::uint32_t text_length, std::uint32_t category) {
+  return std::bit_cast<std::uint64_t>(std::array{text_length, category});
+}
+
+/// Reads the text's length of the event at `position`, whatever is there.
+inline std::uint32_t load_text_length(const RingMapping &mapping, std::uint64_t position) {
+  return std::bit_cast<std::array<std::uint32_t, 2>>(mapping.load(position))[0];
+}
 
 /// Reads the head of the event at `position`; nothing when no event can end before `end` that begins so.
 inline std::optional<EventHead> load_event_head(const RingMapping &mapping, std::uint64_t position,

@@ -12,6 +12,25 @@
 namespace opal::trace {
 namespace {
 
+std::uint64_t load_word(const char *bytes) {
+  std::uint64_t word = 0;
+  std::memcpy(&word, bytes, word_bytes);
+  return word;
+}
+
+/// The last bytes of a text, from `whole` on, with zeros behind them.
+std::uint64_t last_word(std::string_view text, std::size_t whole) {
+  if (text.size() < word_bytes) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, text.data(), text.size());
+    return word;
+  }
+  // Reads into the bytes before, which are there, and shifts them out.
+  const std::uint64_t word = load_word(text.data() + text.size() - word_bytes);
+  const std::size_t foreign_bits = (word_bytes - (text.size() - whole)) * 8;
+  return std::endian::native == std::endian::little ? word >> foreign_bits : word << foreign_bits;
+}
+
 /// Walks what the last writer left. @return the sequence number to go on with; nothing when damaged
 std::optional<std::uint64_t> next_sequence_of(const RingMapping &mapping) {
   const std::uint64_t end = mapping.head();
@@ -81,34 +100,28 @@ std::optional<RingWriter> RingWriter::open(const std::filesystem::path &file, st
 void RingWriter::make_room(std::uint64_t end) noexcept {
   if (end - tail_ <= mapping_.capacity()) return;
   while (end - tail_ > mapping_.capacity()) {
-    const std::optional<EventHead> oldest = load_event_head(mapping_, tail_, head_);
+    const std::uint64_t oldest = event_bytes(load_text_length(mapping_, tail_));
     // Only a stranger's hand in the file makes an event unreadable here; then all of them go.
-    tail_ = oldest ? tail_ + oldest->bytes() : head_;
+    tail_ = oldest <= head_ - tail_ ? tail_ + oldest : head_;
   }
   mapping_.set_tail(tail_);
 }
 
+// Every value goes from its source to the ring in whole words: a word that is put together in memory from
+// smaller ones and then read would wait for each of them, and so would the relayed frame that is traced.
 void RingWriter::append(std::int64_t time_ns, std::uint32_t category, std::string_view text) noexcept {
   text = text.substr(0, ring_text_limit);
-  const EventHead head{static_cast<std::uint32_t>(text.size()), category, next_sequence_++, time_ns};
-  make_room(head_ + head.bytes());
+  const auto length = static_cast<std::uint32_t>(text.size());
+  make_room(head_ + event_bytes(length));
   WordWriter writer = mapping_.writer_at(head_);
-  for (const std::uint64_t word :
-       std::bit_cast<std::array<std::uint64_t, event_head_bytes / word_bytes>>(head))
-    writer.put(word);
-  // Whole words apart from the last one, so that each is one load and not a call to memcpy.
+  writer.put(word_of(length, category));
+  writer.put(next_sequence_++);
+  writer.put(static_cast<std::uint64_t>(time_ns));
   const std::size_t whole = text.size() / word_bytes * word_bytes;
-  std::uint64_t word = 0;
-  for (std::size_t offset = 0; offset < whole; offset += word_bytes) {
-    std::memcpy(&word, text.data() + offset, word_bytes);
-    writer.put(word);
-  }
-  if (whole < text.size()) {
-    word = 0;
-    std::memcpy(&word, text.data() + whole, text.size() - whole);
-    writer.put(word);
-  }
-  head_ += head.bytes();
+  for (std::size_t offset = 0; offset < whole; offset += word_bytes)
+    writer.put(load_word(text.data() + offset));
+  if (whole < text.size()) writer.put(last_word(text, whole));
+  head_ += event_bytes(length);
   mapping_.set_head(head_);
 }
 
