@@ -10,6 +10,7 @@
 
 #include "tests/platform/memory.h"    // IWYU pragma: export
 #include "tests/platform/message.h"   // IWYU pragma: export
+#include "tests/platform/module.h"    // IWYU pragma: export
 #include "tests/platform/record.h"    // IWYU pragma: export
 #include "tests/platform/script.h"    // IWYU pragma: export
 #include "tests/platform/services.h"  // IWYU pragma: export
