@@ -234,7 +234,8 @@ const char *overseer_startup_cfg_uri_get(void) {
 const char *overseer_file_prefix_get(void) { return ""; }
 
 const char *overseer_uri_complete(const char *base_uri, const char *file_prefix, const char *name) {
-  the_services.completed_uri = std::string(base_uri) + file_prefix + name;
+  the_services.completed_uri =
+      base_uri == nullptr ? std::string() : std::string(base_uri) + file_prefix + name;
   return the_services.completed_uri.c_str();
 }
 
