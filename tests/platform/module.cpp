@@ -14,7 +14,7 @@ namespace standin {
 namespace {
 
 struct Module {
-  Bytes last_record;
+  std::vector<ModuleRequest> requests;
   std::map<uint32_t, Counters> counters;
   Mirror mirror;
 };
@@ -24,7 +24,7 @@ Module the_module;
 template <class Record>
 Record kept(const void *record) {
   const auto *bytes = static_cast<const uint8_t *>(record);
-  the_module.last_record.assign(bytes, bytes + sizeof(Record));
+  the_module.requests.back().record.assign(bytes, bytes + sizeof(Record));
   Record copy;
   std::memcpy(&copy, record, sizeof copy);
   return copy;
@@ -132,11 +132,17 @@ int get_port_counters(int descriptor, void *record) {
 
 const Mirror &mirror() { return the_module.mirror; }
 
-const Bytes &last_module_record() { return the_module.last_record; }
+const std::vector<ModuleRequest> &module_requests() { return the_module.requests; }
+
+const Bytes &last_module_record() {
+  static const Bytes none;
+  return the_module.requests.empty() ? none : the_module.requests.back().record;
+}
 
 void module_counts(uint32_t if_index, Counters counters) { the_module.counters[if_index] = counters; }
 
 int module_request(int descriptor, uint32_t request, void *record) {
+  the_module.requests.push_back({request, {}});
   switch (request) {
     case TESKK_ADD_OR_UPDATE_PORTS:
       return add_or_update_ports(descriptor, record);

@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <map>
 #include <set>
+#include <vector>
 
 #include "tesk/kspace/teskk.h"
 
@@ -28,6 +29,15 @@ struct Mirror {
 };
 
 const Mirror &mirror();
+
+/** One request: its number, as this machine encodes it, and the bytes of the record that came with it. */
+struct ModuleRequest {
+  uint32_t number;
+  std::vector<uint8_t> record;
+};
+
+/** Every request, in order. */
+const std::vector<ModuleRequest> &module_requests();
 
 /** Serves one ioctl on the device. @return 0, or -1 with errno */
 int module_request(int descriptor, uint32_t request, void *record);

@@ -23,13 +23,16 @@ void running() {
   serve(line_card_online());
 }
 
-/** Two blades, one of them blocked in VLAN 200. */
+}  // namespace
+
 void running_with_blades() {
   running();
   for (const uint32_t port : {slow_port, fast_port}) serve(port_up(ethernet(port), {100, 200, 300}));
   serve(forwarding(ethernet(slow_port), {100, 300}));
   serve(forwarding(ethernet(fast_port), {100, 200, 300}));
 }
+
+namespace {
 
 Ending starts() { return start_up(); }
 

@@ -16,4 +16,7 @@ struct Scenario {
 
 std::span<const Scenario> scenarios();
 
+/** Started with CIN VLANs 100 and 200, the relay open, blades up on ports 3 and 4, port 3 blocked in 200. */
+void running_with_blades();
+
 std::ostream &operator<<(std::ostream &stream, const Scenario &scenario);
