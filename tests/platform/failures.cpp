@@ -124,6 +124,7 @@ constexpr std::string_view without_failure[] = {
 
 struct Countdown {
   unsigned left = 0;
+  std::string_view only; /**< the operation that counts; any when empty */
   std::string failed;
   Script script;
 };
@@ -156,12 +157,15 @@ Script &script_failure(std::string_view operation) {
   return script;
 }
 
-void fail_call(unsigned number) { the_countdown = {number, "", {}}; }
+void fail_call(unsigned number) { the_countdown = {number, "", "", {}}; }
+
+void fail_next(std::string_view operation) { the_countdown = {1, operation, "", {}}; }
 
 const std::string &failed_operation() { return the_countdown.failed; }
 
 Script *failing(std::string_view operation) {
   if (the_countdown.left == 0) return nullptr;
+  if (!the_countdown.only.empty() && operation != the_countdown.only) return nullptr;
   const Failure *failure = failure_of(operation);
   if (failure == nullptr) {
     if (std::ranges::count(without_failure, operation) == 0)

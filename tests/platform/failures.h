@@ -39,7 +39,10 @@ Script &script_failure(std::string_view operation);
 /** The n-th call from now, counted from 1, of operations that can fail, fails; 0 takes that back. */
 void fail_call(unsigned number);
 
-/** The operation that failed because of fail_call; empty when that call was not made yet. */
+/** The next call of an operation fails, if one comes; a script would have to be met. */
+void fail_next(std::string_view operation);
+
+/** The operation that failed because of fail_call or fail_next; empty when that call was not made yet. */
 const std::string &failed_operation();
 
 /** Counts a call. @return the script of its failure when it is the one to fail, else null */

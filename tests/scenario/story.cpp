@@ -1,6 +1,7 @@
 #include "tests/scenario/story.h"
 
 #include "opal/portsvc.h"
+#include "tests/scenario/scenarios.h"
 #include "tests/scenario/world.h"
 #include "tests/unit/frames.h"
 
@@ -213,6 +214,48 @@ void strange_messages(const Step &step) {
   serve(port_up(port_channel(5), {100}));
 }
 
+/** A start, or a day, on which one operation fails once. */
+void bad_start(const Step &step, std::string_view operation) {
+  step("main starts while " + std::string(operation) + " fails");
+  store(startup_store).versions[1] = 1;
+  store_cin_vlans(startup_store, {100});
+  fail_next(operation);
+  if (start_up() != waiting()) return;
+  serve(line_card_online());
+  serve_what_waits();
+}
+
+void bad_day(const Step &step, std::string_view operation) {
+  running_with_blades();
+  channel_has(2, ethernet(7), {ethernet(7)});
+  forget();
+  step("a day on which " + std::string(operation) + " fails");
+  fail_next(operation);
+  serve(port_up(port_channel(2), {100}));
+  serve(port_down(port_channel(2), {100, sol}));
+  relay_from_asic(from_asic(3, tagged_frame(amm_mac, blade_mac, 100)));
+  relay_from_management(tagged_frame(blade_mac, amm_mac, 100));
+  serve(add_cin({{300, 300}}));
+  serve(show_all_counters());
+  serve(startup_configuration({100}));
+  save();
+  serve(remove_cin({{300, 301}}));
+  serve(vlans_deleted({100}));
+  serve(port_down(ethernet(3), {100, 200, 300, sol}));
+  serve_what_waits();
+}
+
+/** Each operation that can fail, at the start and later. */
+void tell_misfortunes(const Listener &listener) {
+  for (const Failure &failure : failures()) {
+    for (const auto tell : {bad_start, bad_day}) {
+      World world;
+      tell(listener.step, failure.operation);
+      listener.chapter(std::string(failure.operation));
+    }
+  }
+}
+
 void tell_chapter(const Listener &listener, const std::string &name, void (*chapter)(const Step &)) {
   World world;
   chapter(listener.step);
@@ -226,4 +269,5 @@ void tell_story(const Listener &listener) {
   tell_chapter(listener, "full life", full_life);
   tell_chapter(listener, "new blade", new_blade);
   tell_chapter(listener, "strange messages", strange_messages);
+  tell_misfortunes(listener);
 }

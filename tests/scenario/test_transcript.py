@@ -9,6 +9,7 @@ import os
 import pathlib
 import re
 import unittest
+from collections.abc import Callable
 
 import trace_sites
 import transcripts
@@ -78,13 +79,16 @@ class Transcripts(unittest.TestCase):
         self.assertEqual(sent, set(transcripts.RECORDS))
 
     def test_the_story_comes_by_every_trace_of_normal_life(self) -> None:
-        lines = [line for line in self.lines if not line.startswith("printed")]
+        lines = [line for line in dict.fromkeys(self.lines) if line.startswith(("packet", "control"))]
         missing = [site for site in trace_sites.sites(SOURCES) if site.category != "error"
                    and site.format not in MISFORTUNES and not site.is_in(lines)]
         self.assertEqual(missing, [])
 
-    def test_the_story_has_errors_too(self) -> None:
-        self.assertGreater(sum(line.startswith("error ") for line in self.lines), 20)
+    def test_the_story_comes_by_half_of_the_errors(self) -> None:
+        lines = [line for line in dict.fromkeys(self.lines) if line.startswith("error")]
+        errors = [site for site in trace_sites.sites(SOURCES) if site.category == "error"]
+        missing = [site for site in errors if not site.is_in(lines)]
+        self.assertLess(len(missing), len(errors) / 2, missing)
 
     # ---- the comparison ----
 
@@ -104,7 +108,7 @@ class Transcripts(unittest.TestCase):
     def test_another_byte_in_a_store_is_found(self) -> None:
         self.assert_found(self.target.replace("  0000000000000064 = ", "  0000000064000000 = "))
 
-    def with_request(self, change) -> str:  # noqa: ANN001
+    def with_request(self, change: Callable[[str], str]) -> str:
         behaviour, _, requests = self.target.partition(DIVIDER + "\n")
         return behaviour + DIVIDER + "\n" + change(requests)
 

@@ -10,6 +10,7 @@ Exit status 0 when that is so, 1 with a diff otherwise, 2 for a file that is no 
 from __future__ import annotations
 
 import difflib
+import functools
 import pathlib
 import struct
 import sys
@@ -57,6 +58,7 @@ def number_of(machine: Machine, request: str) -> int:
     return direction | struct.calcsize(machine.order + layout) << 16 | ord("s") << 8 | position
 
 
+@functools.cache
 def meaning(machine: Machine, line: str) -> str:
     """A request line as name and values; a line that the machine does not know stays as it is."""
     number, _, record = line.partition(" ")
@@ -68,6 +70,7 @@ def meaning(machine: Machine, line: str) -> str:
     return f"{line} (not a request of the {machine.name})"
 
 
+@functools.cache
 def padding_is_clear(machine: Machine, line: str) -> bool:
     """The bytes between the fields carry nothing, so packing the values again gives the same record."""
     name, _, values = meaning(machine, line).partition(" ")
@@ -77,13 +80,23 @@ def padding_is_clear(machine: Machine, line: str) -> bool:
     return struct.pack(machine.order + RECORDS[name][1], *numbers).hex() == line.partition(" ")[2]
 
 
+def diff(pc: list[str], target: list[str], part: str, context: int) -> list[str]:
+    """From the first line that differs on; what is before it is long, and equal."""
+    first = next((place for place, (one, other) in enumerate(zip(pc, target)) if one != other),
+                 min(len(pc), len(target)))
+    start = max(first - context, 0)
+    window = slice(start, start + 2000)
+    return list(difflib.unified_diff(pc[window], target[window], f"{PC.name}{part} from line {start + 1}",
+                                     f"{TARGET.name}{part}", lineterm="", n=context))
+
+
 def differences(pc_text: str, target_text: str) -> list[str]:
     """A unified diff of behaviour and of the requests' meaning; empty when both machines did the same."""
     pc, target = parse(pc_text), parse(target_text)
-    found = list(difflib.unified_diff(pc.behaviour, target.behaviour, PC.name, TARGET.name, lineterm="", n=2))
+    found = diff(pc.behaviour, target.behaviour, "", 2)
     sent = {machine: [meaning(machine, line) for line in transcript.requests]
             for machine, transcript in ((PC, pc), (TARGET, target))}
-    found += difflib.unified_diff(sent[PC], sent[TARGET], "PC kernel device", "target kernel device", lineterm="", n=0)
+    found += diff(sent[PC], sent[TARGET], " kernel device", 0)
     for machine, transcript in ((PC, pc), (TARGET, target)):
         found += [f"{machine.name}: {meaning(machine, line)[:60]}… has bytes beside its fields, or is unknown"
                   for line in transcript.requests if not padding_is_clear(machine, line)]
