@@ -73,6 +73,16 @@ tesk_port_t *tesk_ifindex_hash_find(if_index_t if_idx) {
   return link == nullptr ? nullptr : (tesk_port_t *)(*link)->param;
 }
 
+void tesk_ifindex_hash_detach(const tesk_port_t *port) {
+  for (ifindex_hash_entry_t *entry : ifidx_bucket) {
+    for (; entry != nullptr; entry = entry->next) {
+      if (entry->param == port) {
+        entry->param = nullptr;
+      }
+    }
+  }
+}
+
 boolean tesk_ifindex_hash_delete(if_index_t if_idx) {
   ifindex_hash_entry_t **link = tesk_ifindex_hash_find_(if_idx);
   if (link == nullptr) {

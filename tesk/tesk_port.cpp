@@ -108,7 +108,7 @@ tesk_port_t *tesk_create_port_context(if_index_t if_idx, if_ordinal iod) {
   if (ltl == TESK_LTL_ABSENT) {
     TESK_ERR("%s:Failed to retrieve Kestrix Port ID\n", __func__);
     /* The entry stays in the table and in the kernel module; only its context is gone. */
-    (*tesk_ifindex_hash_find_(if_idx))->param = nullptr;
+    tesk_ifindex_hash_detach(port);
     free(port);
     return nullptr;
   }
@@ -135,6 +135,7 @@ rcode_t tesk_delete_port_context(if_index_t if_idx) {
   }
   if (!tesk_ifindex_hash_delete(if_idx)) {
     TESK_ERR("%s: Failed to delete port context(0x%x) from hash\n", __func__, if_idx);
+    tesk_ifindex_hash_detach(port);
   }
   free(port);
   return TESK_RC_SUCCESS;

@@ -5,9 +5,9 @@
  * borrowed pointers that the relay uses; several slots may point at one port-channel. The management
  * module's side has one static context, amm_mgmt_port, in neither structure.
  *
- * An entry of the table can outlive its context: when a context cannot join the SoL VLAN at birth, its
- * record is freed and the entry stays, so that the index keeps counting as taken. Its `param` is then
- * null, and every walk copes.
+ * An entry of the table can outlive its context: when a context cannot join the SoL VLAN at birth, or when
+ * its entry cannot be found at its end, the context is freed and the entry stays, so that the index keeps
+ * counting as taken. Its `param` is then null, and every walk copes.
  *
  * Rules: an ASIC port number of 20 or more is in no map, one of 32 or more has no bit in a port mask; a
  * port-channel counts 16 members at most. Notices come from other processes: every count is checked
@@ -128,6 +128,10 @@ tesk_port_t *tesk_ifindex_hash_find(if_index_t if_idx);
 /** Takes the port out of the kernel module and the table; the context itself stays. @return false if absent
  */
 boolean tesk_ifindex_hash_delete(if_index_t if_idx);
+
+/** Takes a context that is about to be freed away from the entry that has it; the entry stays. Finds it
+ * without the interface-index library, which may refuse to tell the entry's bucket. */
+void tesk_ifindex_hash_detach(const tesk_port_t *port);
 
 /* ---- ASIC ports ---- */
 

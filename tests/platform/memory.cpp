@@ -40,6 +40,10 @@ void *counted(void *block, size_t size) {
 
 void fail_allocation(unsigned number) { the_memory.until_failure = number; }
 
+bool is_allocation_to_fail() { return the_memory.until_failure != 0; }
+
+bool is_live(const void *block) { return the_memory.live.contains(const_cast<void *>(block)); }
+
 size_t live_blocks() { return the_memory.live.size(); }
 
 void *give_to_daemon(size_t size) { return counted(__real_calloc(1, size), size); }

@@ -9,11 +9,17 @@
 
 namespace standin {
 
-/** The n-th allocation from now, counted from 1, yields null. */
+/** The n-th allocation from now, counted from 1, yields null; 0 takes that back. */
 void fail_allocation(unsigned number);
+
+/** Whether an allocation that is to fail was not asked for yet. */
+bool is_allocation_to_fail();
 
 /** Blocks that the daemon has not freed. */
 size_t live_blocks();
+
+/** Whether a pointer is the start of a block that the daemon holds. */
+bool is_live(const void *block);
 
 /** Memory that the daemon will free. @return zeroed, never null */
 void *give_to_daemon(size_t size);

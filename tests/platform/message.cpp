@@ -72,6 +72,8 @@ qbus_msg_ref_t hold(Message message) { return hold_as(std::move(message), Origin
 
 void queue(Message message) { the_messages.queued.push_back(std::move(message)); }
 
+size_t queued_messages() { return the_messages.queued.size(); }
+
 const Message &message_of(const qbus_msg_ref_t *reference) {
   static const Message none;
   const Held *held = find(reference);

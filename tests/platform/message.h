@@ -54,6 +54,9 @@ qbus_msg_ref_t hold(Message message);
 /** The message that the next qbus_recv takes. */
 void queue(Message message);
 
+/** Messages that wait for qbus_recv. */
+size_t queued_messages();
+
 /** The message behind a reference; aborts the test program for one that is not held. */
 const Message &message_of(const qbus_msg_ref_t *reference);
 

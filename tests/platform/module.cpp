@@ -6,7 +6,6 @@
 #include <map>
 #include <string>
 
-#include "tesk/kspace/teskk.h"
 #include "tests/platform/script.h"
 #include "tests/platform/system.h"
 
@@ -15,8 +14,9 @@ namespace standin {
 namespace {
 
 struct Module {
-  Bytes last_record;
+  std::vector<ModuleRequest> requests;
   std::map<uint32_t, Counters> counters;
+  Mirror mirror;
 };
 
 Module the_module;
@@ -24,7 +24,7 @@ Module the_module;
 template <class Record>
 Record kept(const void *record) {
   const auto *bytes = static_cast<const uint8_t *>(record);
-  the_module.last_record.assign(bytes, bytes + sizeof(Record));
+  the_module.requests.back().record.assign(bytes, bytes + sizeof(Record));
   Record copy;
   std::memcpy(&copy, record, sizeof copy);
   return copy;
@@ -55,18 +55,62 @@ Answer request_line(int descriptor, const char *name, const std::string &record)
   return call("ioctl", descriptor, std::string(name), record);
 }
 
+/** Takes one record's request into the tables. @return the table's room for it, null for a refused one */
+template <class Key, class Value>
+Value *take(bool is_accepted, Key key, std::map<Key, Value> &records, std::set<Key> &refused) {
+  if (!is_accepted) {
+    refused.insert(key);
+    return nullptr;
+  }
+  refused.erase(key);
+  return &records[key];
+}
+
+template <class Key, class Value>
+void take_out(bool is_accepted, Key key, std::map<Key, Value> &records, std::set<Key> &refused) {
+  if (take(is_accepted, key, records, refused) != nullptr) records.erase(key);
+}
+
 int add_or_update_ports(int descriptor, const void *record) {
   const auto list = kept<teskk_port_list_t>(record);
   const size_t count = std::min<size_t>(list.port_cnt, TESKK_PORTS);
-  return request_line(descriptor, "add_or_update_ports", shown_list(list.port_lst, count, shown_port))
-      .returns(0);
+  const int result =
+      request_line(descriptor, "add_or_update_ports", shown_list(list.port_lst, count, shown_port))
+          .returns(0);
+  Mirror &held = the_module.mirror;
+  for (size_t i = 0; i < count; ++i) {
+    const teskk_port_info_t &port = list.port_lst[i];
+    if (auto *kept_port = take(result == 0, port.if_idx, held.ports, held.refused_ports)) *kept_port = port;
+  }
+  return result;
 }
 
 int add_or_update_vlans(int descriptor, const void *record) {
   const auto list = kept<teskk_vlan_list_t>(record);
   const size_t count = std::min<size_t>(list.vlan_cnt, TESKK_VLANS);
-  return request_line(descriptor, "add_or_update_vlans", shown_list(list.vlan_lst, count, shown_vlan))
-      .returns(0);
+  const int result =
+      request_line(descriptor, "add_or_update_vlans", shown_list(list.vlan_lst, count, shown_vlan))
+          .returns(0);
+  Mirror &held = the_module.mirror;
+  for (size_t i = 0; i < count; ++i) {
+    const teskk_vlan_info_t &vlan = list.vlan_lst[i];
+    if (auto *ports = take(result == 0, vlan.vlan, held.vlans, held.refused_vlans)) *ports = vlan.ltl_cbl;
+  }
+  return result;
+}
+
+int del_vlan(int descriptor, const void *record) {
+  const auto vlan = kept<uint16_t>(record);
+  const int result = request_line(descriptor, "del_vlan", shown(vlan)).returns(0);
+  take_out(result == 0, vlan, the_module.mirror.vlans, the_module.mirror.refused_vlans);
+  return result;
+}
+
+int del_port(int descriptor, const void *record) {
+  const auto port = kept<uint32_t>(record);
+  const int result = request_line(descriptor, "del_port", shown(hex(port))).returns(0);
+  take_out(result == 0, port, the_module.mirror.ports, the_module.mirror.refused_ports);
+  return result;
 }
 
 int get_port_counters(int descriptor, void *record) {
@@ -86,20 +130,28 @@ int get_port_counters(int descriptor, void *record) {
 
 }  // namespace
 
-const Bytes &last_module_record() { return the_module.last_record; }
+const Mirror &mirror() { return the_module.mirror; }
+
+const std::vector<ModuleRequest> &module_requests() { return the_module.requests; }
+
+const Bytes &last_module_record() {
+  static const Bytes none;
+  return the_module.requests.empty() ? none : the_module.requests.back().record;
+}
 
 void module_counts(uint32_t if_index, Counters counters) { the_module.counters[if_index] = counters; }
 
 int module_request(int descriptor, uint32_t request, void *record) {
+  the_module.requests.push_back({request, {}});
   switch (request) {
     case TESKK_ADD_OR_UPDATE_PORTS:
       return add_or_update_ports(descriptor, record);
     case TESKK_ADD_OR_UPDATE_VLANS:
       return add_or_update_vlans(descriptor, record);
     case TESKK_DEL_VLAN:
-      return request_line(descriptor, "del_vlan", shown(kept<uint16_t>(record))).returns(0);
+      return del_vlan(descriptor, record);
     case TESKK_DEL_PORT:
-      return request_line(descriptor, "del_port", shown(hex(kept<uint32_t>(record)))).returns(0);
+      return del_port(descriptor, record);
     case TESKK_GET_PORT_COUNTERS:
       return get_port_counters(descriptor, record);
     default:

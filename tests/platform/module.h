@@ -1,4 +1,4 @@
-/* The kernel module behind /dev/klm_tesk: it checks nothing, records everything.
+/* The kernel module behind /dev/klm_tesk: it checks nothing, records everything, and holds what it was sent.
  *
  * Each request is one line that shows the record that came with it:
  *
@@ -10,8 +10,34 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
+#include <set>
+#include <vector>
+
+#include "tesk/kspace/teskk.h"
 
 namespace standin {
+
+/** The module's tables as the requests made them. */
+struct Mirror {
+  std::map<uint32_t, teskk_port_info_t> ports; /**< by interface index */
+  std::map<uint16_t, uint32_t> vlans;          /**< ports of each VLAN */
+
+  /** Records of the last request that the module refused, until one about them succeeds. */
+  std::set<uint32_t> refused_ports;
+  std::set<uint16_t> refused_vlans;
+};
+
+const Mirror &mirror();
+
+/** One request: its number, as this machine encodes it, and the bytes of the record that came with it. */
+struct ModuleRequest {
+  uint32_t number;
+  std::vector<uint8_t> record;
+};
+
+/** Every request, in order. */
+const std::vector<ModuleRequest> &module_requests();
 
 /** Serves one ioctl on the device. @return 0, or -1 with errno */
 int module_request(int descriptor, uint32_t request, void *record);

@@ -120,6 +120,14 @@ size_t count_of(const Line &line) {
       std::ranges::count_if(the_record.lines, [&](const Line &actual) { return line.matches(actual); }));
 }
 
+size_t count_of_operation(const std::string &operation) {
+  return static_cast<size_t>(std::ranges::count_if(the_record.lines, [&](const Line &line) {
+    return line.kind == Line::Kind::call && line.text.starts_with(operation + "(");
+  }));
+}
+
+const Lines &recorded() { return the_record.lines; }
+
 void record(Line line) { the_record.lines.push_back(std::move(line)); }
 
 void reset_record() { the_record = {}; }

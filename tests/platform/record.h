@@ -74,6 +74,12 @@ void ignore_rest();
 /** How many lines with this text the record holds: for events that come in large numbers. */
 size_t count_of(const Line &line);
 
+/** How many calls of an operation it holds, whatever their arguments. */
+size_t count_of_operation(const std::string &operation);
+
+/** Everything that it holds. */
+const Lines &recorded();
+
 /** For the stand-in's own operations. */
 void record(Line line);
 void reset_record();

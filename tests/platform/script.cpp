@@ -6,6 +6,8 @@
 #include <map>
 #include <ranges>
 
+#include "tests/platform/failures.h"
+
 namespace standin {
 
 namespace {
@@ -47,6 +49,7 @@ Script &when(std::string operation) {
 }
 
 Script *met(std::string_view operation) {
+  if (Script *failure = failing(operation); failure != nullptr) return failure;
   if (the_scripts.all.empty()) return nullptr;
   auto counter = the_scripts.calls.find(operation);
   if (counter == the_scripts.calls.end()) return nullptr;

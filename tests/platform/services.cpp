@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <map>
+#include <set>
 
 #include "opal/board.h"
 #include "opal/capreg.h"
@@ -35,6 +36,7 @@ struct Timer {
 struct Services {
   uint16_t card_id = 82;
   std::map<if_index_t, chanagg_pc_info_t> channels;
+  std::set<vlan_id_t> redirected;
   Timer timer;
   std::string completed_uri;
 };
@@ -75,6 +77,8 @@ void channel_has(uint32_t channel, uint32_t first_operational, const std::vector
   std::copy_n(members.begin(), std::min<size_t>(members.size(), CHANAGG_MEMBERS), info.member);
   the_services.channels[port_channel(channel)] = info;
 }
+
+bool is_redirected(int32_t vlan) { return the_services.redirected.contains(vlan); }
 
 void timer_expires() { the_services.timer.callback(the_services.timer.user_data); }
 
@@ -121,14 +125,17 @@ rcode_t ltlsvc_lib_ifidx_to_di(if_index_t if_idx, uint32_t *di) {
 
 int ltlsvc_send_ltl_alloc(qbus_queue_t queue, uint32_t type, vlan_id_t vlan, uint32_t argument1,
                           uint32_t argument2, uint32_t argument3, qbus_msg_ref_t *reference) {
+  the_services.redirected.insert(vlan);
   return send_ltl_request(call("ltlsvc_send_ltl_alloc", queue, type, vlan, argument1, argument2, argument3),
                           reference);
 }
 
 int ltlsvc_send_ltl_dealloc(qbus_queue_t queue, ltl_t ltl, uint32_t type, vlan_id_t vlan, uint32_t argument1,
                             uint32_t argument2, qbus_msg_ref_t *reference) {
-  return send_ltl_request(call("ltlsvc_send_ltl_dealloc", queue, ltl, type, vlan, argument1, argument2),
-                          reference);
+  const int result = send_ltl_request(
+      call("ltlsvc_send_ltl_dealloc", queue, ltl, type, vlan, argument1, argument2), reference);
+  if (result == 0) the_services.redirected.erase(vlan);
+  return result;
 }
 
 int kinb_libinit(void) { return call("kinb_libinit").returns(0); }
@@ -227,7 +234,8 @@ const char *overseer_startup_cfg_uri_get(void) {
 const char *overseer_file_prefix_get(void) { return ""; }
 
 const char *overseer_uri_complete(const char *base_uri, const char *file_prefix, const char *name) {
-  the_services.completed_uri = std::string(base_uri) + file_prefix + name;
+  the_services.completed_uri =
+      base_uri == nullptr ? std::string() : std::string(base_uri) + file_prefix + name;
   return the_services.completed_uri.c_str();
 }
 

@@ -138,6 +138,7 @@ uint32_t cmd_req_cmdId_getnext(cmd_rx_handle_t *handle) {
 int cmd_req_action_is_del(cmd_rx_handle_t *handle) { return command_of(handle).is_no_form ? 1 : 0; }
 
 int cmd_req_attr_get(cmd_rx_handle_t *handle, uint32_t attribute, void **value, uint32_t *length) {
+  if (quiet("cmd_req_attr_get").has_result()) return 1;
   const auto &attributes = command_of(handle).attributes;
   const auto found = attributes.find(attribute);
   if (found == attributes.end()) return 1;
@@ -196,6 +197,8 @@ int rcgen_srv_init(qbus_queue_t queue, const rcgen_options_t *options) {
 }
 
 int rcgen_req_vlan_list_get(const qbus_msg_ref_t *request, vlan_bitset_t *vlans) {
+  const Answer answer = quiet("rcgen_req_vlan_list_get");
+  if (answer.has_result()) return answer.returns(1);
   for (const uint32_t vlan : generation_of(request).vlans) bitset_set_bit(vlans, vlan);
   return 0;
 }

@@ -1,12 +1,11 @@
 #include "tests/platform/standin.h"
 
-#include "tests/platform/module.h"
-
 namespace standin {
 
 void begin() {
   reset_record();
   reset_scripts();
+  reset_failures();
   reset_memory();
   reset_messages();
   reset_module();

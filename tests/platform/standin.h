@@ -8,8 +8,10 @@
  * One test is begin(), given, event, expectations, end(); the fixture of tests/unit does both ends. */
 #pragma once
 
+#include "tests/platform/failures.h"  // IWYU pragma: export
 #include "tests/platform/memory.h"    // IWYU pragma: export
 #include "tests/platform/message.h"   // IWYU pragma: export
+#include "tests/platform/module.h"    // IWYU pragma: export
 #include "tests/platform/record.h"    // IWYU pragma: export
 #include "tests/platform/script.h"    // IWYU pragma: export
 #include "tests/platform/services.h"  // IWYU pragma: export

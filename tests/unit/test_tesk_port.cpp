@@ -246,6 +246,28 @@ TEST_F(PortContext, IsDeletedThoughTheSolVlanIsAbsent) {
   expect(lines(error_of(deletion, ":Failed to retrieve Kestrix Port ID\n"), port_removed(ethernet(3))));
 }
 
+/* The entry once kept pointing at the context that had been freed, and the next walk read it. */
+TEST_F(PortContext, WhoseEntryCannotBeFoundAtItsEndLeavesTheEntryWithoutContext) {
+  ASSERT_NE(tesk_create_port_context(ethernet(3), 3), nullptr);
+  const ifindex_hash_entry_t *entry = *tesk_ifindex_hash_find_(ethernet(3));
+  forget();
+  when("if_index_get_port").call(2).returns(RCODE_INVALID);
+  EXPECT_EQ(tesk_delete_port_context(ethernet(3)), 0u);
+  EXPECT_EQ(entry->param, nullptr);
+  EXPECT_EQ(count_of(error_of(deletion, ": Failed to delete port context(0x1a000003) from hash\n")), 1u);
+  ignore_rest();
+}
+
+/* The entry was looked up a second time, and the answer was not looked at. */
+TEST_F(PortContext, ThatCannotJoinTheSolVlanNeedsNoSecondLookUpOfItsEntry) {
+  sol_is_absent();
+  when("if_index_get_port").call(3).returns(RCODE_INVALID);
+  EXPECT_EQ(tesk_create_port_context(ethernet(3), 3), nullptr);
+  EXPECT_EQ(ifidx_bucket[3]->param, nullptr);
+  EXPECT_EQ(tesk_ifindex_hash_find_(ethernet(3)), nullptr) << "the third look-up is this one";
+  ignore_rest();
+}
+
 TEST_F(PortContext, IsDeletedThoughTheKernelModuleRefuses) {
   created(ethernet(3));
   when("ioctl").returns(-1).with_errno(EIO);

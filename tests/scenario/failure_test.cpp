@@ -1,0 +1,103 @@
+/* Every scenario again and again, with its first, second, … n-th allocation failing, and with its first,
+ * second, … n-th platform call failing, until a run passes untouched. Whatever failed: the daemon stays
+ * inside its memory and gives all of it back, its tables are sound, and it serves what comes next. */
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "tests/scenario/invariants.h"
+#include "tests/scenario/scenarios.h"
+#include "tests/scenario/world.h"
+
+namespace {
+
+/* Without these the daemon does not start. */
+constexpr std::string_view fatal_at_start[] = {"get_card_module_info",
+                                               "qbus_bind",
+                                               "qbus_options_set",
+                                               "cush_register_parse_tree",
+                                               "timer_new",
+                                               "cmd_backend_init",
+                                               "tracekit_dbg_init",
+                                               "tracekit_sys_init_helper",
+                                               "open",
+                                               "if_index_get_type",
+                                               "if_index_mgmt_sup_port_init",
+                                               "portsvc_ext_sbcr_init"};
+
+/* The table of ports finds its buckets with these: an index that the library refuses once is entered in, or
+ * looked for in, bucket 0. */
+constexpr std::string_view bucket_lookups[] = {"if_index_get_type", "if_index_get_port",
+                                               "if_index_port_channel_get_channel_num"};
+
+template <size_t size>
+bool is_among(const std::string_view (&operations)[size], std::string_view operation) {
+  return std::ranges::count(operations, operation) != 0;
+}
+
+/* What follows from that: the port is out of its bucket or entered twice, and the first of the two that goes
+ * takes the port out of the kernel module. */
+bool follows_from_the_wrong_bucket(const std::string &sentence) {
+  return sentence.find("of the port table") != std::string::npos ||
+         sentence.starts_with("the kernel module does not know port");
+}
+
+/** The tables are sound, but for what the failure of an operation excuses. */
+void expect_sound(std::string_view failed) {
+  for (const std::string &sentence : broken_invariants())
+    if (!is_among(bucket_lookups, failed) || !follows_from_the_wrong_bucket(sentence))
+      ADD_FAILURE() << sentence;
+}
+
+void expect_alive(std::string_view failed) {
+  expect_sound(failed);
+  expect_service();
+  expect_sound(failed);
+}
+
+class Failure : public testing::TestWithParam<Scenario> {};
+
+TEST_P(Failure, OfAnyAllocationLeavesTheDaemonSound) {
+  bool failed = true;
+  for (unsigned number = 1; failed; ++number) {
+    SCOPED_TRACE("allocation " + std::to_string(number));
+    World world;
+    GetParam().given();
+    fail_allocation(number);
+    const Ending ending = GetParam().happens();
+    failed = !is_allocation_to_fail();
+    fail_allocation(0);
+    if (ending == waiting()) {
+      expect_alive("");
+    } else {
+      EXPECT_TRUE(failed && GetParam().is_start) << "the daemon ended: " << ending;
+    }
+    if (HasFailure()) return;
+  }
+}
+
+TEST_P(Failure, OfAnyCallLeavesTheDaemonSound) {
+  bool failed = true;
+  for (unsigned number = 1; failed; ++number) {
+    World world;
+    GetParam().given();
+    fail_call(number);
+    const Ending ending = GetParam().happens();
+    const std::string operation = failed_operation();
+    SCOPED_TRACE("call " + std::to_string(number) + " " + operation);
+    failed = !operation.empty();
+    fail_call(0);
+    if (ending == waiting()) {
+      expect_alive(operation);
+    } else {
+      EXPECT_TRUE(GetParam().is_start && is_among(fatal_at_start, operation))
+          << "the daemon ended: " << ending;
+    }
+    if (HasFailure()) return;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Scenarios, Failure, testing::ValuesIn(scenarios().begin(), scenarios().end()),
+                         [](const auto &story) { return std::string(story.param.name); });
+
+}  // namespace
