@@ -23,11 +23,14 @@ constexpr const char *process_file = "sandbox.pid";
 constexpr const char *unannounced_file = "sandbox.pid.new";
 constexpr const char *lock_file = "lock";
 
+/// Memory before disk: every stored record is synced, and the trace history is written for each frame.
 fs::path base_folder() {
   if (const char *own = std::getenv("CHASSIS_RUN_DIR"); own != nullptr && *own != '\0') return own;
-  const char *runtime = std::getenv("XDG_RUNTIME_DIR");
-  const bool usable = runtime != nullptr && *runtime != '\0' && access(runtime, W_OK) == 0;
-  return fs::path(usable ? runtime : "/tmp") / fmt::format("chassis-{}", getuid());
+  const std::string name = fmt::format("chassis-{}", getuid());
+  for (const char *folder : {static_cast<const char *>(std::getenv("XDG_RUNTIME_DIR")), "/dev/shm"}) {
+    if (folder != nullptr && *folder != '\0' && access(folder, W_OK) == 0) return fs::path(folder) / name;
+  }
+  return fs::path("/tmp") / name;
 }
 
 /// Makes the base folder, or makes sure that nobody else may put things into the one that is there.

@@ -1,5 +1,5 @@
 // Where a running chassis keeps its files: BASE/NAME/, where BASE is the environment's CHASSIS_RUN_DIR, else
-// XDG_RUNTIME_DIR/chassis-UID, else /tmp/chassis-UID.
+// XDG_RUNTIME_DIR/chassis-UID, else /dev/shm/chassis-UID, else /tmp/chassis-UID.
 //
 // The folder belongs to one `chassis run` at a time, which holds a lock on it while it lasts; a folder
 // without a lock was left by one that was killed, and is cleared by the next. BASE is for this user only.
