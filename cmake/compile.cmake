@@ -9,3 +9,6 @@ if(TESK_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
 endif()
+# For sources that run once at a program's start and whose libraries are all templates, such as the command line's:
+# optimising them takes longer than they will ever run.
+set(RUNS_ONCE -O0)

@@ -7,11 +7,9 @@
 #include <asio.hpp>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 
 #include "host/bus/socket.h"
 #include "host/chassis/capture.h"
-#include "host/chassis/command_line.h"
 #include "host/chassis/commands.h"
 #include "host/chassis/failure.h"
 #include "host/chassis/node_command.h"
@@ -51,46 +49,19 @@ void be_no_root() {
   std::ofstream("/proc/self/gid_map") << "65534 0 1";
 }
 
-int capture(const std::string &chassis, const std::string &point, const std::vector<std::string> &options) {
-  if (const auto refusal = enter_sandbox(chassis); !refusal.empty()) throw Failure(refusal);
+}  // namespace
+
+int capture(const CaptureOptions &options) {
+  if (const auto refusal = enter_sandbox(options.name); !refusal.empty()) throw Failure(refusal);
   asio::io_context loop;
-  LocalSocket socket = ask_for(loop, point);
+  LocalSocket socket = ask_for(loop, options.point);
   check_answer(socket);
   if (dup2(socket.native_handle(), STDIN_FILENO) < 0) throw Failure("standard input cannot be replaced");
   socket.close();
-  std::vector<std::string> tcpdump{"tcpdump", "-r", "-"};
-  if (options.empty()) tcpdump.insert(tcpdump.end(), {"-l", "-n", "-e"});
-  tcpdump.insert(tcpdump.end(), options.begin(), options.end());
+  Words tcpdump{"tcpdump", "-r", "-"};
+  if (options.tcpdump.empty()) tcpdump.insert(tcpdump.end(), {"-l", "-n", "-e"});
+  tcpdump.insert(tcpdump.end(), options.tcpdump.begin(), options.tcpdump.end());
   return run_and_wait(tcpdump, be_no_root);
-}
-
-}  // namespace
-
-void add_capture_command(CLI::App &app) {
-  struct Words {
-    std::string name, point;
-  };
-  const auto words = std::make_shared<Words>();
-  CLI::App *command = app.add_subcommand("capture", "Watch the frames that pass a point, in both directions");
-  command->add_option("--name", words->name, "Chassis; not needed inside it, or when only one runs");
-  command
-      ->add_option(
-          "POINT", words->point,
-          "amm, a blade's name or an attached interface: its wire; inb0, mgmt0 or mgmt1: the daemon's "
-          "device, ASIC headers taken off")
-      ->required();
-  command->prefix_command();
-  command->footer(
-      "What follows POINT are options and filters of tcpdump, which shows or writes the frames (-l -n -e "
-      "without\n"
-      "any). The capture runs once tcpdump says what it reads from.\n"
-      "Examples:\n"
-      "  chassis capture blade1\n"
-      "  chassis capture inb0 -U -w inband.pcap\n"
-      "  chassis capture amm -l -n -c 2 vlan 100 and icmp");
-  command->callback([command, words] {
-    throw CLI::RuntimeError(capture(words->name, words->point, trailing_command(command->remaining())));
-  });
 }
 
 }  // namespace chassis

@@ -1,10 +1,11 @@
+// `chassis trace [--follow] [--category …]`
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <memory>
+#include <nlohmann/json.hpp>
 #include <set>
 
 #include "host/bus/socket.h"
@@ -28,14 +29,6 @@ constexpr std::uint32_t tesk_trace_uuid = 115;
 constexpr int look_again_ms = 50;
 
 constexpr std::int64_t ns_per_ms = 1'000'000;
-
-struct TraceOptions {
-  std::string name;
-  std::vector<std::string> categories;
-  bool follow = false;
-  bool json = false;
-  bool since_start = false;
-};
 
 /// The text without its line ends; other control characters, which could trouble a terminal, become blanks.
 std::string printable(std::string text) {
@@ -93,6 +86,8 @@ bool wait_for_more() {
   return poll(&output, 1, look_again_ms) <= 0;
 }
 
+}  // namespace
+
 void print_trace(const TraceOptions &options) {
   if (const std::string why = enter_sandbox(options.name); !why.empty()) throw Failure(why);
   TracePrinter printer(options);
@@ -106,21 +101,6 @@ void print_trace(const TraceOptions &options) {
   if (!reader) throw Failure(why);
   printer.print(reader->read_new());
   while (options.follow && wait_for_more()) printer.print(reader->read_new());
-}
-
-}  // namespace
-
-void add_trace_command(CLI::App &app) {
-  CLI::App *command =
-      app.add_subcommand("trace", "Show the daemon's trace history, while it runs and after it died");
-  auto options = std::make_shared<TraceOptions>();
-  command->add_flag("--follow", options->follow, "Go on with what happens next");
-  command->add_option("--category", options->categories, "Only packet, control or error; may be repeated")
-      ->check(CLI::IsMember({"packet", "control", "error"}));
-  command->add_flag("--since-start", options->since_start, "Only what the present daemon has recorded");
-  command->add_flag("--json", options->json, "One JSON object on each line");
-  command->add_option("--name", options->name, "The chassis, when several run");
-  command->callback([options] { print_trace(*options); });
 }
 
 }  // namespace chassis

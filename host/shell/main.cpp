@@ -1,11 +1,9 @@
 // cush: the operator's shell of a chassis.
 
-#include <unistd.h>
-
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -14,23 +12,19 @@
 #include <limits>
 #include <sstream>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "host/process/argument_pointers.h"
+#include "host/shell/command_line.h"
 #include "host/shell/session.h"
 #include "host/shell/terminal.h"
 
 namespace {
 
 using shell::CommandError;
+using shell::Options;
 using shell::Status;
-
-struct Options {
-  std::vector<std::string> lines;
-  std::string name;
-  bool json = false;
-  bool keep_going = false;
-};
 
 /// Starts this program again inside a running chassis, by way of `chassis exec`. Returns only on failure.
 [[noreturn]] void attach(const Options &options) {
@@ -100,50 +94,25 @@ Status run(const Options &options) {
   return run_script(session, std::cin, options.keep_going);
 }
 
-constexpr const char *footer =
-    "Without -c, commands come from standard input: on a terminal with editing and history,\n"
-    "else one line after the other until the first that fails.\n\n"
-    "Examples:\n"
-    "  cush -c \"show cin vlans\"\n"
-    "  cush -c \"vlan 100-105 cin; show running-config vlan 100-105\"\n"
-    "  cush --json -c \"show counters interface ethernet 1/1-4\"\n\n"
-    "Exit status: 0 done, 1 a command failed, 2 a command or an option was not understood.\n";
-
 }  // namespace
 
-int main(int count, char **arguments) try {
-  Options options;
-  CLI::App app{"The operator's shell of a chassis."};
-  app.footer(footer);
-  app.set_version_flag("--version", std::string("cush ") + PROJECT_VERSION);
-  app.add_option("-c", options.lines, "Carry out this line and end; may be given again")
-      ->type_name("LINE")
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-  app.add_option("--name", options.name, "Attach to the running chassis of this name")->type_name("NAME");
-  app.add_flag("--json", options.json, "Print one JSON document per command, each on a line");
-  app.add_flag("--keep-going", options.keep_going, "Go on after a command that failed");
-  try {
-    app.parse(count, arguments);
-  } catch (const CLI::Success &shown) {
-    return app.exit(shown);
-  } catch (const CLI::ParseError &error) {
-    std::cerr << "cush: " << error.what() << "; cush --help shows what is accepted.\n";
-    return shell::status_syntax;
+int main(int count, char **words) try {
+  const auto read = shell::read_command_line(count, words);
+  if (const int *status = std::get_if<int>(&read)) {
+    return *status;
   }
-  try {
-    if (!options.name.empty()) {
-      attach(options);
-    }
-    const Status status = run(options);
-    if (!std::cout.flush()) {
-      throw CommandError(shell::status_failed, "The output cannot be written.");
-    }
-    return status;
-  } catch (const CommandError &error) {
-    std::cerr << "cush: " << error.what() << "\n";
-    return error.status();
+  const auto &options = std::get<Options>(read);
+  if (!options.name.empty()) {
+    attach(options);
   }
+  const Status status = run(options);
+  if (!std::cout.flush()) {
+    throw CommandError(shell::status_failed, "The output cannot be written.");
+  }
+  return status;
+} catch (const CommandError &error) {
+  std::cerr << "cush: " << error.what() << "\n";
+  return error.status();
 } catch (const std::exception &failure) {
   std::cerr << "cush: " << failure.what() << "\n";
   return shell::status_failed;
