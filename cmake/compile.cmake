@@ -12,3 +12,10 @@ endif()
 # For sources that run once at a program's start and whose libraries are all templates, such as the command line's:
 # optimising them takes longer than they will ever run.
 set(RUNS_ONCE -O0)
+if(TESK_COVERAGE)
+  # Every call stays a call of its own line, at an address that the running program and the file share.
+  set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O0 -g -fno-inline -fno-optimize-sibling-calls")
+  set(CMAKE_POSITION_INDEPENDENT_CODE OFF)
+  add_compile_options(-fno-pie)
+  add_link_options(-no-pie)
+endif()

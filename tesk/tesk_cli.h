@@ -11,6 +11,7 @@
  *   tesk_cli_bkend.cpp  debug and enable requests, routing of shell requests
  *   tesk_cli_show.cpp   the show commands
  *   tesk_cli_cin.cpp    the CIN VLAN command
+ *   tesk_cli_mrange.cpp the ranges of VLANs that a command could not serve
  *   tesk_rcgen.cpp      running-config generation */
 #pragma once
 

@@ -4,6 +4,7 @@
 
 #include <unordered_map>
 
+#include "tests/platform/sites.h"
 #include "tests/platform/system.h"
 
 extern "C" {
@@ -33,6 +34,14 @@ bool is_to_fail() { return the_memory.until_failure != 0 && --the_memory.until_f
 
 void *counted(void *block, size_t size) {
   if (block != nullptr) the_memory.live.emplace(block, size);
+  return block;
+}
+
+/** A block for the daemon, unless this allocation is the one to fail. */
+template <class Allocate>
+void *allocated(const Operation &operation, size_t size, Allocate allocate) {
+  void *const block = is_to_fail() ? nullptr : counted(allocate(), size);
+  note_call(operation, block != nullptr);
   return block;
 }
 
@@ -67,12 +76,12 @@ using namespace standin;
 
 void *__wrap_malloc(size_t size) {
   if (!is_engaged()) return __real_malloc(size);
-  return is_to_fail() ? nullptr : counted(__real_malloc(size), size);
+  return allocated("malloc", size, [=] { return __real_malloc(size); });
 }
 
 void *__wrap_calloc(size_t count, size_t size) {
   if (!is_engaged()) return __real_calloc(count, size);
-  return is_to_fail() ? nullptr : counted(__real_calloc(count, size), count * size);
+  return allocated("calloc", count * size, [=] { return __real_calloc(count, size); });
 }
 
 void *__wrap_realloc(void *block, size_t size) {
@@ -83,6 +92,7 @@ void *__wrap_realloc(void *block, size_t size) {
 }
 
 void __wrap_free(void *block) {
+  if (is_engaged()) note_call("free");
   the_memory.live.erase(block);
   __real_free(block);
 }

@@ -119,11 +119,11 @@ int qbus_recv(qbus_queue_t queue, qbus_msg_ref_t *reference, int flags) {
   if (answer.has_result()) return answer.returns(-1);
   if (the_messages.queued.empty()) {
     errno = EAGAIN;
-    return -1;
+    return answer.returns(-1);
   }
   *reference = hold_as(std::move(the_messages.queued.front()), Origin::received);
   the_messages.queued.pop_front();
-  return 0;
+  return answer.returns(0);
 }
 
 int qbus_drop(qbus_queue_t queue, qbus_msg_ref_t *reference) {
@@ -132,27 +132,33 @@ int qbus_drop(qbus_queue_t queue, qbus_msg_ref_t *reference) {
       call("qbus_drop", queue, held == nullptr ? std::string("not held") : shown_reference(*held));
   if (held == nullptr) {
     errno = EINVAL;
-    return -1;
+    return answer.returns(-1);
   }
   held->was_dropped = true;
   held->payload.reset();  // so that a sanitizer sees a later use
   return answer.returns(0);
 }
 
-uint32_t qbus_opc_get(const qbus_msg_ref_t *reference) { return message_of(reference).opcode; }
+uint32_t qbus_opc_get(const qbus_msg_ref_t *reference) {
+  return quiet("qbus_opc_get").returns(message_of(reference).opcode);
+}
 
 void *qbus_payload_get(const qbus_msg_ref_t *reference) {
   const Held *held = find(reference);
-  return held == nullptr ? nullptr : held->payload.get();
+  return quiet("qbus_payload_get").hands<void>(held == nullptr ? nullptr : held->payload.get());
 }
 
 uint32_t qbus_payload_size_get(const qbus_msg_ref_t *reference) {
-  return static_cast<uint32_t>(message_of(reference).payload.size());
+  return quiet("qbus_payload_size_get").returns(static_cast<uint32_t>(message_of(reference).payload.size()));
 }
 
-int qbus_is_response(const qbus_msg_ref_t *reference) { return message_of(reference).is_response ? 1 : 0; }
+int qbus_is_response(const qbus_msg_ref_t *reference) {
+  return quiet("qbus_is_response").returns(message_of(reference).is_response ? 1 : 0);
+}
 
-uint32_t qbus_rr_token_get(const qbus_msg_ref_t *reference) { return message_of(reference).token; }
+uint32_t qbus_rr_token_get(const qbus_msg_ref_t *reference) {
+  return quiet("qbus_rr_token_get").returns(message_of(reference).token);
+}
 
 int fu_qbus_send(qbus_queue_t queue, qbus_addr_t destination, uint32_t opcode, const void *payload,
                  uint32_t length, qbus_msg_ref_t *reply, uint32_t flags, uint32_t timeout) {
@@ -178,6 +184,7 @@ int qbus_errno_get(qbus_queue_t queue) {
 }
 
 const char *qbus_opc_name_get(uint32_t opcode) {
+  note_call("qbus_opc_name_get");
   switch (opcode) {
     case 0x5C2D:
       return "QBUS_OPC_VLAN_FEAT_CREATE";

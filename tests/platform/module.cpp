@@ -51,8 +51,8 @@ std::string shown_list(const Entry *entries, size_t count, std::string (*shown_e
   return "{" + text + "}";
 }
 
-Answer request_line(int descriptor, const char *name, const std::string &record) {
-  return call("ioctl", descriptor, std::string(name), record);
+Answer request_line(const Operation &ioctl, int descriptor, const char *name, const std::string &record) {
+  return call(ioctl, descriptor, std::string(name), record);
 }
 
 /** Takes one record's request into the tables. @return the table's room for it, null for a refused one */
@@ -71,11 +71,11 @@ void take_out(bool is_accepted, Key key, std::map<Key, Value> &records, std::set
   if (take(is_accepted, key, records, refused) != nullptr) records.erase(key);
 }
 
-int add_or_update_ports(int descriptor, const void *record) {
+int add_or_update_ports(const Operation &ioctl, int descriptor, const void *record) {
   const auto list = kept<teskk_port_list_t>(record);
   const size_t count = std::min<size_t>(list.port_cnt, TESKK_PORTS);
   const int result =
-      request_line(descriptor, "add_or_update_ports", shown_list(list.port_lst, count, shown_port))
+      request_line(ioctl, descriptor, "add_or_update_ports", shown_list(list.port_lst, count, shown_port))
           .returns(0);
   Mirror &held = the_module.mirror;
   for (size_t i = 0; i < count; ++i) {
@@ -85,11 +85,11 @@ int add_or_update_ports(int descriptor, const void *record) {
   return result;
 }
 
-int add_or_update_vlans(int descriptor, const void *record) {
+int add_or_update_vlans(const Operation &ioctl, int descriptor, const void *record) {
   const auto list = kept<teskk_vlan_list_t>(record);
   const size_t count = std::min<size_t>(list.vlan_cnt, TESKK_VLANS);
   const int result =
-      request_line(descriptor, "add_or_update_vlans", shown_list(list.vlan_lst, count, shown_vlan))
+      request_line(ioctl, descriptor, "add_or_update_vlans", shown_list(list.vlan_lst, count, shown_vlan))
           .returns(0);
   Mirror &held = the_module.mirror;
   for (size_t i = 0; i < count; ++i) {
@@ -99,23 +99,23 @@ int add_or_update_vlans(int descriptor, const void *record) {
   return result;
 }
 
-int del_vlan(int descriptor, const void *record) {
+int del_vlan(const Operation &ioctl, int descriptor, const void *record) {
   const auto vlan = kept<uint16_t>(record);
-  const int result = request_line(descriptor, "del_vlan", shown(vlan)).returns(0);
+  const int result = request_line(ioctl, descriptor, "del_vlan", shown(vlan)).returns(0);
   take_out(result == 0, vlan, the_module.mirror.vlans, the_module.mirror.refused_vlans);
   return result;
 }
 
-int del_port(int descriptor, const void *record) {
+int del_port(const Operation &ioctl, int descriptor, const void *record) {
   const auto port = kept<uint32_t>(record);
-  const int result = request_line(descriptor, "del_port", shown(hex(port))).returns(0);
+  const int result = request_line(ioctl, descriptor, "del_port", shown(hex(port))).returns(0);
   take_out(result == 0, port, the_module.mirror.ports, the_module.mirror.refused_ports);
   return result;
 }
 
-int get_port_counters(int descriptor, void *record) {
+int get_port_counters(const Operation &ioctl, int descriptor, void *record) {
   auto counters = kept<teskk_port_counters_t>(record);
-  const Answer answer = request_line(descriptor, "get_port_counters", shown(hex(counters.if_idx)));
+  const Answer answer = request_line(ioctl, descriptor, "get_port_counters", shown(hex(counters.if_idx)));
   if (answer.has_result()) return answer.returns(-1);
   const auto known = the_module.counters.find(counters.if_idx);
   if (known == the_module.counters.end()) {
@@ -141,21 +141,21 @@ const Bytes &last_module_record() {
 
 void module_counts(uint32_t if_index, Counters counters) { the_module.counters[if_index] = counters; }
 
-int module_request(int descriptor, uint32_t request, void *record) {
+int module_request(const Operation &ioctl, int descriptor, uint32_t request, void *record) {
   the_module.requests.push_back({request, {}});
   switch (request) {
     case TESKK_ADD_OR_UPDATE_PORTS:
-      return add_or_update_ports(descriptor, record);
+      return add_or_update_ports(ioctl, descriptor, record);
     case TESKK_ADD_OR_UPDATE_VLANS:
-      return add_or_update_vlans(descriptor, record);
+      return add_or_update_vlans(ioctl, descriptor, record);
     case TESKK_DEL_VLAN:
-      return del_vlan(descriptor, record);
+      return del_vlan(ioctl, descriptor, record);
     case TESKK_DEL_PORT:
-      return del_port(descriptor, record);
+      return del_port(ioctl, descriptor, record);
     case TESKK_GET_PORT_COUNTERS:
-      return get_port_counters(descriptor, record);
+      return get_port_counters(ioctl, descriptor, record);
     default:
-      return request_line(descriptor, "unknown request", shown(hex(request))).returns(-1);
+      return request_line(ioctl, descriptor, "unknown request", shown(hex(request))).returns(-1);
   }
 }
 

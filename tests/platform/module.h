@@ -16,6 +16,8 @@
 
 #include "tesk/kspace/teskk.h"
 
+#include "tests/platform/sites.h"
+
 namespace standin {
 
 /** The module's tables as the requests made them. */
@@ -40,7 +42,7 @@ struct ModuleRequest {
 const std::vector<ModuleRequest> &module_requests();
 
 /** Serves one ioctl on the device. @return 0, or -1 with errno */
-int module_request(int descriptor, uint32_t request, void *record);
+int module_request(const Operation &ioctl, int descriptor, uint32_t request, void *record);
 
 void reset_module();
 

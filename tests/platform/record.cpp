@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "tests/platform/sites.h"
 #include "tests/platform/text.h"
 
 namespace standin {
@@ -57,9 +58,15 @@ std::string side_by_side(const Lines &expected, const Lines &actual, size_t diff
   return table;
 }
 
+void note_traces(const Lines &asserted) {
+  for (const Line &line : asserted)
+    if (line.kind != Line::Kind::call)
+      note_trace(category(line.kind), line.function.value_or(""), line.number, line.text);
+}
+
 void compare(const Lines &expected, const Lines &actual, Location location) {
   const size_t difference = first_difference(expected, actual);
-  if (difference == expected.size() && difference == actual.size()) return;
+  if (difference == expected.size() && difference == actual.size()) return note_traces(actual);
   ADD_FAILURE_AT(location.file, location.line) << "the record differs from line " << difference + 1 << " on\n"
                                                << side_by_side(expected, actual, difference);
 }
@@ -109,6 +116,12 @@ void expect_calls_and_errors(const Lines &expected, Location location) {
     return kind == Line::Kind::control || kind == Line::Kind::packet;
   };
   compare(expected, take_without(unwanted), location);
+}
+
+void expect_end(const Lines &expected, Location location) {
+  Lines lines = take();
+  const size_t before = lines.size() - std::min(lines.size(), expected.size());
+  compare(expected, {lines.begin() + static_cast<ptrdiff_t>(before), lines.end()}, location);
 }
 
 void forget() { the_record.lines.clear(); }

@@ -4,7 +4,7 @@
  * trace is one line with its category, the function that traced it, and its text. Calls that only read
  * something (a message's opcode, a bit of a set) leave no line.
  *
- * A test asserts the record with one of the three expectations below, each of which must name every
+ * A test asserts the record with one of the expectations below, each of which must name every
  * line that it covers, in order, and then empties the record. What is still there when the test ends
  * fails it, unless it said ignore_rest(). A mismatch prints expected and actual side by side and marks
  * the first difference. */
@@ -23,6 +23,7 @@ struct Line {
   Kind kind = Kind::call;
   std::optional<std::string> function; /**< of a trace; absent in an expectation that takes any */
   std::string text;
+  int number = 0; /**< of a recorded trace: its line in the daemon's source; not compared */
 
   // Implicit on purpose: a table of expected calls is a list of plain texts.
   Line(const char *call_line) : text(call_line) {}             // NOLINT
@@ -64,6 +65,9 @@ void expect_apart_from_control(const Lines &expected, Location location = Locati
 
 /** The record without its control and packet traces is exactly this. */
 void expect_calls_and_errors(const Lines &expected, Location location = Location::current());
+
+/** The record ends with exactly this; how the test got there is not asserted. */
+void expect_end(const Lines &expected, Location location = Location::current());
 
 /** Empties the record: what a test did to get to its starting point. */
 void forget();

@@ -19,6 +19,7 @@
 #include <type_traits>
 
 #include "tests/platform/record.h"
+#include "tests/platform/sites.h"
 #include "tests/platform/text.h"
 
 namespace standin {
@@ -55,10 +56,13 @@ Script &when(std::string operation);
 /** Counts a call and finds the script that governs it. @return null when there is none */
 Script *met(std::string_view operation);
 
-/** What one call is to answer. */
+/** What one call is to answer. It notes where the call came from and what it yielded. */
 class Answer {
  public:
-  explicit Answer(const Script *script) : script_(script) {}
+  Answer(const Operation &operation, const Script *script) : operation_(operation), script_(script) {}
+  ~Answer() { note_call(operation_); }
+  Answer(const Answer &) = delete;
+  Answer &operator=(const Answer &) = delete;
 
   /** Whether the test scripted this call's result. */
   bool has_result() const { return script_ != nullptr && script_->result_.has_value(); }
@@ -66,8 +70,18 @@ class Answer {
   /** The scripted result, or else `otherwise`; sets errno when scripted. */
   template <class Result>
   Result returns(Result otherwise) const {
+    const Result result = has_result() ? static_cast<Result>(*script_->result_) : otherwise;
+    note_call(operation_, static_cast<int64_t>(result));
     if (script_ != nullptr && script_->errno_ != 0) errno = script_->errno_;
-    return has_result() ? static_cast<Result>(*script_->result_) : otherwise;
+    return result;
+  }
+
+  /** Null when a result is scripted, or else `otherwise`. */
+  template <class Result>
+  Result *hands(Result *otherwise) const {
+    Result *const pointer = has_result() ? nullptr : otherwise;
+    note_call(operation_, pointer != nullptr);
+    return pointer;
   }
 
   /** The scripted output, or else `otherwise`. */
@@ -77,18 +91,19 @@ class Answer {
   }
 
  private:
+  Operation operation_;
   const Script *script_;
 };
 
 /** An operation that leaves no line. */
-inline Answer quiet(std::string_view operation) { return Answer(met(operation)); }
+inline Answer quiet(const Operation &operation) { return Answer(operation, met(operation.name)); }
 
 /** An operation that is recorded with its arguments. */
 template <class... Arguments>
-Answer call(std::string_view operation, const Arguments &...arguments) {
+Answer call(const Operation &operation, const Arguments &...arguments) {
   std::string list;
   ((list += (list.empty() ? "" : ", ") + shown(arguments)), ...);
-  record(Line(std::string(operation) + "(" + list + ")"));
+  record(Line(std::string(operation.name) + "(" + list + ")"));
   return quiet(operation);
 }
 

@@ -50,8 +50,8 @@ int send_ltl_request(const Answer &answer, qbus_msg_ref_t *reference) {
 }
 
 /** A payload whose text says what it is for. An output of 0 or -1 scripts one of no length, or none. */
-int build_feature_payload(const char *operation, const char *verb, uint32_t count, const vlan_id_t *vlans,
-                          uint32_t feature, void **payload, uint32_t *length) {
+int build_feature_payload(const Operation &operation, const char *verb, uint32_t count,
+                          const vlan_id_t *vlans, uint32_t feature, void **payload, uint32_t *length) {
   std::string text = std::string(verb) + " feature " + std::to_string(feature) + " in";
   for (uint32_t i = 0; i < count; ++i) text += " " + std::to_string(vlans[i]);
   const Answer answer = quiet(operation);
@@ -176,7 +176,7 @@ rcode_t vlan_mgr_parse_notification_msg_local(const qbus_msg_ref_t *message,
   *records = static_cast<vlan_delete_notif_local_t *>(give_to_daemon(bytes.size()));
   if (!bytes.empty()) std::memcpy(*records, bytes.data(), bytes.size());
   *count = static_cast<uint32_t>(bytes.size() / sizeof(vlan_delete_notif_local_t));
-  return RCODE_SUCCESS;
+  return answer.returns<rcode_t>(RCODE_SUCCESS);
 }
 
 int vlan_feat_create_build_qbus_local(uint32_t count, const vlan_id_t *vlans, uint32_t feature,
@@ -224,16 +224,17 @@ int overseer_dispatch(qbus_msg_ref_t *message) {
 }
 
 const char *overseer_running_cfg_uri_get(void) {
-  return quiet("overseer_running_cfg_uri_get").has_result() ? nullptr : "running:";
+  return quiet("overseer_running_cfg_uri_get").hands("running:");
 }
 
 const char *overseer_startup_cfg_uri_get(void) {
-  return quiet("overseer_startup_cfg_uri_get").has_result() ? nullptr : "startup:";
+  return quiet("overseer_startup_cfg_uri_get").hands("startup:");
 }
 
-const char *overseer_file_prefix_get(void) { return ""; }
+const char *overseer_file_prefix_get(void) { return quiet("overseer_file_prefix_get").hands(""); }
 
 const char *overseer_uri_complete(const char *base_uri, const char *file_prefix, const char *name) {
+  note_call("overseer_uri_complete");
   the_services.completed_uri =
       base_uri == nullptr ? std::string() : std::string(base_uri) + file_prefix + name;
   return the_services.completed_uri.c_str();

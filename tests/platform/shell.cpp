@@ -119,12 +119,12 @@ int cmd_backend_init(qbus_queue_t queue) { return call("cmd_backend_init", queue
 
 size_t cmd_req_handle_get_1(const qbus_msg_ref_t *message) {
   static_cast<void>(message);
-  return sizeof(cmd_rx_handle);
+  return quiet("cmd_req_handle_get_1").returns(sizeof(cmd_rx_handle));
 }
 
 cmd_rx_handle_t *cmd_req_handle_get_2(const qbus_msg_ref_t *message, void *scratch) {
-  if (quiet("cmd_req_handle_get_2").has_result()) return nullptr;
-  auto *handle = static_cast<cmd_rx_handle_t *>(scratch);
+  auto *handle = quiet("cmd_req_handle_get_2").hands(static_cast<cmd_rx_handle_t *>(scratch));
+  if (handle == nullptr) return nullptr;
   std::memset(handle, 0xa5, sizeof *handle);
   handle->command = message_of(message).token;
   handle->position = 0;
@@ -132,25 +132,28 @@ cmd_rx_handle_t *cmd_req_handle_get_2(const qbus_msg_ref_t *message, void *scrat
 }
 
 uint32_t cmd_req_cmdId_getnext(cmd_rx_handle_t *handle) {
-  return handle->position++ == 0 ? command_of(handle).id : 0;
+  return quiet("cmd_req_cmdId_getnext").returns(handle->position++ == 0 ? command_of(handle).id : 0);
 }
 
-int cmd_req_action_is_del(cmd_rx_handle_t *handle) { return command_of(handle).is_no_form ? 1 : 0; }
+int cmd_req_action_is_del(cmd_rx_handle_t *handle) {
+  return quiet("cmd_req_action_is_del").returns(command_of(handle).is_no_form ? 1 : 0);
+}
 
 int cmd_req_attr_get(cmd_rx_handle_t *handle, uint32_t attribute, void **value, uint32_t *length) {
-  if (quiet("cmd_req_attr_get").has_result()) return 1;
+  const Answer answer = quiet("cmd_req_attr_get");
+  if (answer.has_result()) return answer.returns(1);
   const auto &attributes = command_of(handle).attributes;
   const auto found = attributes.find(attribute);
-  if (found == attributes.end()) return 1;
+  if (found == attributes.end()) return answer.returns(1);
   *value = const_cast<uint8_t *>(found->second.data());
   *length = static_cast<uint32_t>(found->second.size());
-  return 0;
+  return answer.returns(0);
 }
 
 cmd_rsp_t *cmd_rsp_init(cmd_rx_handle_t *handle, void *buffer, uint32_t size) {
   static_cast<void>(buffer);
   the_shell.response = {};
-  return call("cmd_rsp_init", shown_handle(handle), size).has_result() ? nullptr : &the_shell.response;
+  return call("cmd_rsp_init", shown_handle(handle), size).hands(&the_shell.response);
 }
 
 int cmd_rsp_attr_add(cmd_rsp_t *response, uint32_t attribute, const void *value, uint32_t length) {
@@ -177,12 +180,12 @@ int cmd_rsp_send_nok(cmd_rx_handle_t *handle, uint32_t flags, const char *format
 }
 
 cmd_mrange_t *cmd_mrange_create(uint32_t attribute) {
-  if (call("cmd_mrange_create", hex(attribute)).has_result()) return nullptr;
-  return &the_shell.ranges.emplace_back(cmd_mrange{attribute});
+  return call("cmd_mrange_create", hex(attribute))
+      .hands(&the_shell.ranges.emplace_back(cmd_mrange{attribute}));
 }
 
 int cmd_mrange_range_add(cmd_mrange_t *mrange, uint32_t lower, uint32_t upper) {
-  if (mrange == nullptr) return 1;
+  if (mrange == nullptr) return quiet("cmd_mrange_range_add").returns(1);
   return call("cmd_mrange_range_add", lower, upper).returns(0);
 }
 
@@ -200,10 +203,11 @@ int rcgen_req_vlan_list_get(const qbus_msg_ref_t *request, vlan_bitset_t *vlans)
   const Answer answer = quiet("rcgen_req_vlan_list_get");
   if (answer.has_result()) return answer.returns(1);
   for (const uint32_t vlan : generation_of(request).vlans) bitset_set_bit(vlans, vlan);
-  return 0;
+  return answer.returns(0);
 }
 
 rcgen_hdl_t *rcgen_hdl_init(const qbus_msg_ref_t *request) {
+  note_call("rcgen_hdl_init");
   ++the_shell.unanswered_generations;
   return &the_shell.handles.emplace_back(rcgen_hdl{message_of(request).token});
 }
@@ -223,13 +227,17 @@ int rcgen_elem_dependency_add(rcgen_hdl_t *handle, uint32_t element, uint32_t uu
   return call("rcgen_elem_dependency_add", element, uuid, other_element).returns(0);
 }
 
-int rcgen_cfg_type_get(const qbus_msg_ref_t *request) { return generation_of(request).configuration; }
+int rcgen_cfg_type_get(const qbus_msg_ref_t *request) {
+  return quiet("rcgen_cfg_type_get").returns(generation_of(request).configuration);
+}
 
-int rcgen_cfg_display_type_get(const qbus_msg_ref_t *request) { return generation_of(request).display; }
+int rcgen_cfg_display_type_get(const qbus_msg_ref_t *request) {
+  return quiet("rcgen_cfg_display_type_get").returns(generation_of(request).display);
+}
 
 const char *rcgen_startup_cfg_uri_prefix_get(const qbus_msg_ref_t *request) {
   static_cast<void>(request);
-  return "startup:";
+  return quiet("rcgen_startup_cfg_uri_prefix_get").hands("startup:");
 }
 
 int rcgen_elem_vlan_key_str_add_indent(rcgen_hdl_t *handle, uint32_t element, vlan_id_t vlan,

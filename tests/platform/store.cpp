@@ -45,8 +45,7 @@ const kvs_datum_t *hand_out(Open &open, Bytes &bytes) {
 
 kvs_service_t open_or_fail(const Answer &answer, const std::string &uri, bool exists, rcode_t *rcode) {
   *rcode = answer.gives(static_cast<rcode_t>(exists ? RCODE_SUCCESS : RCODE_NOT_FOUND));
-  if (answer.has_result()) return answer.returns(0u);
-  return *rcode == RCODE_SUCCESS ? open_store(uri) : 0;
+  return answer.returns(*rcode == RCODE_SUCCESS && !answer.has_result() ? open_store(uri) : 0u);
 }
 
 }  // namespace
@@ -121,9 +120,9 @@ rcode_t kvs_version_get(kvs_service_t handle, uint32_t slot, version_id_t *versi
   if (answer.has_result() || open == nullptr) return answer.returns<rcode_t>(RCODE_INVALID);
   const auto &versions = store(open->uri).versions;
   const auto found = versions.find(slot);
-  if (found == versions.end()) return RCODE_NOT_FOUND;
+  if (found == versions.end()) return answer.returns<rcode_t>(RCODE_NOT_FOUND);
   *version = found->second;
-  return RCODE_SUCCESS;
+  return answer.returns<rcode_t>(RCODE_SUCCESS);
 }
 
 rcode_t kvs_snapshot(kvs_service_t source, uint32_t options, const char *destination_uri) {
@@ -131,7 +130,7 @@ rcode_t kvs_snapshot(kvs_service_t source, uint32_t options, const char *destina
   const Open *open = opened(source);
   if (answer.has_result() || open == nullptr) return answer.returns<rcode_t>(RCODE_INVALID);
   store(destination_uri) = Store(store(open->uri));
-  return RCODE_SUCCESS;
+  return answer.returns<rcode_t>(RCODE_SUCCESS);
 }
 
 const kvs_datum_t *kvs_fetch(kvs_service_t handle, const kvs_datum_t *key, rcode_t *rcode) {
@@ -139,12 +138,13 @@ const kvs_datum_t *kvs_fetch(kvs_service_t handle, const kvs_datum_t *key, rcode
   Open *open = opened(handle);
   if (open == nullptr) {
     *rcode = answer.gives<rcode_t>(RCODE_INVALID);
-    return nullptr;
+    return answer.hands<const kvs_datum_t>(nullptr);
   }
   Store &in = store(open->uri);
   const auto found = find_record(in, key);
   *rcode = answer.gives(static_cast<rcode_t>(found == in.records.end() ? RCODE_NOT_FOUND : RCODE_SUCCESS));
-  return *rcode == RCODE_SUCCESS && found != in.records.end() ? hand_out(*open, found->second) : nullptr;
+  const bool is_found = *rcode == RCODE_SUCCESS && found != in.records.end();
+  return answer.hands(is_found ? hand_out(*open, found->second) : nullptr);
 }
 
 rcode_t kvs_store(kvs_service_t handle, uint32_t option, const kvs_datum_t *key, const kvs_datum_t *value) {
@@ -152,13 +152,13 @@ rcode_t kvs_store(kvs_service_t handle, uint32_t option, const kvs_datum_t *key,
   const Open *open = opened(handle);
   if (answer.has_result() || open == nullptr) return answer.returns<rcode_t>(RCODE_INVALID);
   Store &in = store(open->uri);
-  if (key->siz > in.max_key || value->siz > in.max_value) return RCODE_TOO_LARGE;
+  if (key->siz > in.max_key || value->siz > in.max_value) return answer.returns<rcode_t>(RCODE_TOO_LARGE);
   const auto found = find_record(in, key);
   if (found == in.records.end())
     in.records.emplace_back(bytes_of(key), bytes_of(value));
   else
     found->second = bytes_of(value);
-  return RCODE_SUCCESS;
+  return answer.returns<rcode_t>(RCODE_SUCCESS);
 }
 
 rcode_t kvs_delete(kvs_service_t handle, const kvs_datum_t *key) {
@@ -167,17 +167,18 @@ rcode_t kvs_delete(kvs_service_t handle, const kvs_datum_t *key) {
   if (answer.has_result() || open == nullptr) return answer.returns<rcode_t>(RCODE_INVALID);
   Store &in = store(open->uri);
   const auto found = find_record(in, key);
-  if (found == in.records.end()) return RCODE_NOT_FOUND;
+  if (found == in.records.end()) return answer.returns<rcode_t>(RCODE_NOT_FOUND);
   in.records.erase(found);
-  return RCODE_SUCCESS;
+  return answer.returns<rcode_t>(RCODE_SUCCESS);
 }
 
 const kvs_datum_t *kvs_move2location(kvs_service_t handle, uint32_t where, rcode_t *rcode) {
   const Answer answer = call("kvs_move2location", handle, where);
   Open *open = opened(handle);
   *rcode = answer.gives(static_cast<rcode_t>(open == nullptr ? RCODE_INVALID : RCODE_SUCCESS));
-  if (open == nullptr || *rcode != RCODE_SUCCESS) return nullptr;
+  if (open == nullptr || *rcode != RCODE_SUCCESS) return answer.hands<const kvs_datum_t>(nullptr);
   open->cursor = where == KVS_LOCATION_FIRST ? 0 : open->cursor + 1;
   auto &records = store(open->uri).records;
-  return open->cursor < records.size() ? hand_out(*open, records[open->cursor].first) : nullptr;
+  const bool is_there = open->cursor < records.size();
+  return answer.hands(is_there ? hand_out(*open, records[open->cursor].first) : nullptr);
 }

@@ -12,10 +12,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <csetjmp>
 #include <cstdarg>
 #include <cstring>
 #include <deque>
 #include <map>
+#include <optional>
 #include <ostream>
 
 #include "tests/platform/module.h"
@@ -63,15 +65,23 @@ struct System {
   std::map<int, std::deque<Bytes>> to_read;
   std::map<int, std::vector<Bytes>> written;
   std::deque<WakeUp> wake_ups;
+  std::jmp_buf *way_out = nullptr;  // into run(), while it runs a piece
+  Ending ending{};
 };
 
 System the_system;
 bool engaged = false;
 
-/** Thrown to leave the daemon; caught by run(). */
-struct Left {
-  Ending ending;
-};
+/** Leaves the daemon for run(). No exception could: the daemon is compiled without them, and its headers
+ * declare exit and abort to throw none. Nothing between here and run() has a destructor. */
+[[noreturn]] void leave(Ending ending) {
+  if (the_system.way_out == nullptr) {
+    std::fprintf(stderr, "the daemon would have ended; let run() call what may end it\n");
+    __real_abort();
+  }
+  the_system.ending = ending;
+  std::longjmp(*the_system.way_out, 1);
+}
 
 std::string shown_set(const fd_set *set) {
   std::string text;
@@ -88,6 +98,23 @@ std::string shown_select(const fd_set *read, const fd_set *write, const fd_set *
   return "read " + shown_set(read) + (write != nullptr ? " write " + shown_set(write) : "") +
          (except != nullptr ? " except " + shown_set(except) : "") +
          (timeout != nullptr ? " with a timeout" : "");
+}
+
+/** What a select finds; nothing when it would wait for good. */
+std::optional<int> woken(const Operation &select, int count, fd_set *read, fd_set *write, fd_set *except,
+                         timeval *timeout) {
+  const Answer answer = call(select, count, shown_select(read, write, except, timeout));
+  if (answer.has_result()) return answer.returns(-1);
+  if (the_system.wake_ups.empty()) return std::nullopt;
+  const WakeUp wake_up = std::move(the_system.wake_ups.front());
+  the_system.wake_ups.pop_front();
+  if (wake_up.error_number != 0) {  // the set keeps what was asked for, as the system call leaves it
+    errno = wake_up.error_number;
+    return answer.returns(-1);
+  }
+  FD_ZERO(read);
+  for (const int descriptor : wake_up.readable) FD_SET(descriptor, read);
+  return answer.returns(static_cast<int>(wake_up.readable.size()));
 }
 
 std::string shown_address(const sockaddr *address, socklen_t length) {
@@ -112,9 +139,9 @@ std::string shown_status_flags(int flags) {
   }
 }
 
-int interface_index(int descriptor, ifreq *request) {
+int interface_index(const Operation &ioctl, int descriptor, ifreq *request) {
   const std::string name(request->ifr_name, strnlen(request->ifr_name, IFNAMSIZ));
-  const Answer answer = call("ioctl", descriptor, std::string("SIOCGIFINDEX"), shown(name.c_str()));
+  const Answer answer = call(ioctl, descriptor, std::string("SIOCGIFINDEX"), shown(name.c_str()));
   if (!answer.has_result()) request->ifr_ifindex = name == "inb0" ? 5 : 6;
   return answer.returns(0);
 }
@@ -162,11 +189,11 @@ std::ostream &operator<<(std::ostream &stream, const Ending &ending) {
 }
 
 Ending run(const std::function<int()> &piece) {
-  try {
-    return returned(piece());
-  } catch (const Left &left) {
-    return left.ending;
-  }
+  std::jmp_buf here;
+  the_system.way_out = &here;
+  if (setjmp(here) == 0) the_system.ending = returned(piece());
+  the_system.way_out = nullptr;
+  return the_system.ending;
 }
 
 std::string printed_by(const std::function<void()> &piece) {
@@ -203,7 +230,7 @@ using namespace standin;
 int __wrap_socket(int domain, int type, int protocol) {
   if (!engaged) return __real_socket(domain, type, protocol);
   const Answer answer = call("socket", domain, type, hex(ntohs(static_cast<uint16_t>(protocol))));
-  return answer.has_result() ? answer.returns(-1) : the_system.next_socket++;
+  return answer.returns(answer.has_result() ? -1 : the_system.next_socket++);
 }
 
 int __wrap_bind(int descriptor, const sockaddr *address, socklen_t length) {
@@ -228,8 +255,9 @@ int __wrap_ioctl(int descriptor, unsigned long request, ...) {
   void *argument = va_arg(arguments, void *);
   va_end(arguments);
   if (!engaged) return __real_ioctl(descriptor, request, argument);
-  if (request == SIOCGIFINDEX) return interface_index(descriptor, static_cast<ifreq *>(argument));
-  return module_request(descriptor, static_cast<uint32_t>(request), argument);
+  const Operation ioctl = "ioctl";
+  if (request == SIOCGIFINDEX) return interface_index(ioctl, descriptor, static_cast<ifreq *>(argument));
+  return module_request(ioctl, descriptor, static_cast<uint32_t>(request), argument);
 }
 
 ssize_t __wrap_read(int descriptor, void *buffer, size_t size) {
@@ -239,13 +267,13 @@ ssize_t __wrap_read(int descriptor, void *buffer, size_t size) {
   std::deque<Bytes> &frames = the_system.to_read[descriptor];
   if (frames.empty()) {
     errno = EAGAIN;
-    return -1;
+    return answer.returns<ssize_t>(-1);
   }
   const Bytes frame = std::move(frames.front());
   frames.pop_front();
   const size_t length = std::min(frame.size(), size);
   std::copy_n(frame.begin(), length, static_cast<uint8_t *>(buffer));
-  return static_cast<ssize_t>(length);
+  return answer.returns(static_cast<ssize_t>(length));
 }
 
 ssize_t __wrap_write(int descriptor, const void *buffer, size_t size) {
@@ -274,18 +302,9 @@ int __wrap_open(const char *path, int flags, ...) {
 
 int __wrap_select(int count, fd_set *read, fd_set *write, fd_set *except, timeval *timeout) {
   if (!engaged) return __real_select(count, read, write, except, timeout);
-  const Answer answer = call("select", count, shown_select(read, write, except, timeout));
-  if (answer.has_result()) return answer.returns(-1);
-  if (the_system.wake_ups.empty()) throw Left{standin::waiting()};
-  const WakeUp wake_up = std::move(the_system.wake_ups.front());
-  the_system.wake_ups.pop_front();
-  if (wake_up.error_number != 0) {  // the set keeps what was asked for, as the system call leaves it
-    errno = wake_up.error_number;
-    return -1;
-  }
-  FD_ZERO(read);
-  for (const int descriptor : wake_up.readable) FD_SET(descriptor, read);
-  return static_cast<int>(wake_up.readable.size());
+  const std::optional<int> result = woken("select", count, read, write, except, timeout);
+  if (!result) leave(standin::waiting());
+  return *result;
 }
 
 int __wrap_system(const char *command) {
@@ -295,10 +314,12 @@ int __wrap_system(const char *command) {
 
 void __wrap_exit(int status) {
   if (!engaged) __real_exit(status);
-  throw Left{exited(status)};
+  note_call("exit");
+  leave(exited(status));
 }
 
 void __wrap_abort() {
   if (!engaged) __real_abort();
-  throw Left{aborted()};
+  note_call("abort");
+  leave(aborted());
 }

@@ -6,8 +6,8 @@
  * module is a record of what it was sent. Between tests the calls go to the real system, so that the
  * test framework, which is linked into the same program, can use them.
  *
- * exit and abort end the daemon by an exception, and so does a select for which no wake-up is scripted:
- * that is how a test gets out of the endless loop. run() turns all three into an Ending. */
+ * exit and abort end the daemon by a jump into run(), and so does a select for which no wake-up is
+ * scripted: that is how a test gets out of the endless loop. run() returns each as an Ending. */
 #pragma once
 
 #include <cstdint>

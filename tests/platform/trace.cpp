@@ -45,14 +45,16 @@ std::string shown_texts(const char *const *texts, uint32_t count) {
   return "{" + text + "}";
 }
 
-/** The line of a trace: "function(123): message" without the number; a bare text has no function. */
+/** The line of a trace: "function(123): message"; a bare text has no function. */
 Line trace_line(Line::Kind kind, const std::string &text) {
   const size_t open = text.find('(');
   const size_t close = text.find("): ");
   const bool has_place = open != std::string::npos && close != std::string::npos && open < close &&
                          text.find_first_not_of("0123456789", open + 1) == close;
   if (!has_place) return {kind, std::string(), text};
-  return {kind, text.substr(0, open), text.substr(close + 3)};
+  Line line(kind, text.substr(0, open), text.substr(close + 3));
+  line.number = std::stoi(text.substr(open + 1));
+  return line;
 }
 
 Event event_from(uint32_t code, uint32_t length, const void *bytes) {
@@ -145,6 +147,7 @@ int tracekit_hist_event_subtype_check(uint32_t event_code, uint32_t category) {
 }
 
 void tracekit_hist_event(uint32_t event_code, uint32_t length, const void *bytes) {
+  note_call("tracekit_hist_event");
   const Event event = event_from(event_code, length, bytes);
   check_form(event);
   the_trace.events.push_back(event);
@@ -164,6 +167,7 @@ tracekit_check_t tracekit_chk_int(uint32_t category, uint32_t instance, uint32_t
 }
 
 int dbgprint(int level, const char *module, uint32_t flags, const char *format, ...) {
+  note_call("dbgprint");
   char text[2048];
   va_list arguments;
   va_start(arguments, format);

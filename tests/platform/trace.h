@@ -1,7 +1,7 @@
 /* The trace facility.
  *
- * Every event of the history becomes a trace line of the record: "function(line): text" is split, the
- * line number dropped. The events are also kept byte for byte, and so are the debug prints, because the
+ * Every event of the history becomes a trace line of the record: "function(line): text" is split; the
+ * line number is kept aside. The events are also kept byte for byte, and so are the debug prints, because the
  * facility's own tests look at them. With show_trace_calls() the checks, events and prints themselves
  * become lines too, each in its place. */
 #pragma once

@@ -147,6 +147,13 @@ TEST_F(DebugRequest, WithoutMemoryForItsCopyIsAcknowledgedAndAbandoned) {
 
 /* ---- enable requests ---- */
 
+TEST_F(DebugRequest, PrintsItsProofWhenPacketsArePrinted) {
+  when("tracekit_chk_int").returns(1);
+  asks(set_request, 1);
+  expect(lines(acknowledged, trace("DBG_CTRL Set\n"), control_flag, done));
+  EXPECT_EQ(prints().at(prints().size() - 2), "TRACEKIT Working!!!");
+}
+
 class EnableRequest : public DaemonTest {
  protected:
   EnableRequest() { tesk_qbus_q = queue_descriptor; }
@@ -281,6 +288,13 @@ TEST_F(ShellRequest, OfAnyOtherCommandIsNotAnswered) {
 
 TEST_F(ShellRequest, WithoutAHandleIsRefused) {
   when("cmd_req_handle_get_2").returns(0);
+  arrives_as({.id = 1});
+  expect(refused);
+}
+
+TEST_F(ShellRequest, IsRefusedOnceThoughTheShellTakesNoAnswer) {
+  when("cmd_req_handle_get_2").returns(0);
+  when("cmd_rsp_send_nok").returns(1);
   arrives_as({.id = 1});
   expect(refused);
 }

@@ -1,6 +1,4 @@
 /* The CIN VLAN command, plain and "no" form, and its answers. */
-#include <map>
-
 #include "tesk/tesk_cli.h"
 #include "tests/unit/tables.h"
 
@@ -193,6 +191,49 @@ TEST_F(CinCommand, AnnouncesNoMoreVlansThanItHasRoomFor) {
   ignore_rest();
 }
 
+TEST_F(CinCommand, NamesTheVlansThatFailEvenWithoutTheirRanges) {
+  when("tesk_build_vlan_mrange").returns(0);
+  when("tesk_set_failed_mrange").returns(0);
+  configure(Ranges{{2, 3}});
+  expect(lines(started(0), checked(2), added(3), feature_set("3", 1000), set_succeeded(),
+               error(command, "Failed to create the failed VLAN multi-range\n"),
+               error(command, "Failed to set VLAN multi-range\n"),
+               nok("Failed to configure VLAN(s) 2 as CIN VLAN(s)\n")));
+}
+
+TEST_F(CinCommand, IsRefusedOnceThoughTheShellTakesNoAnswer) {
+  when("cmd_rsp_send_nok").returns(1);
+  run_command({.id = 3}, tesk_cli_process_cin_cfg);
+  expect({nok("attribute missing: vlan list"), error(command, "failed to get vlan range in req")});
+  configure(cut(vlan_ranges({{10, 10}}), 3));
+  expect({nok("Invalid VLAN list\n"),
+          error_of(command, ": VLAN list of the CIN VLAN command cut short: 3 bytes\n")});
+  configure(Ranges{{2, 2}});
+  expect({control(command, "is_del[0]\n"), nok("Invalid CIN VLAN 2")});
+  fail_allocation(1);
+  configure(Ranges{{10, 10}});
+  expect(lines(started(0), error_of(command, ": no memory for the feature maps\n"),
+               nok("Failed to configure as CIN VLAN(s)\n")));
+}
+
+TEST_F(CinCommand, IsServedThoughTheShellTakesNoAnswer) {
+  for (const char *operation : {"cmd_rsp_send_ok", "cmd_rsp_send_nok", "cmd_rsp_error_set"})
+    when(operation).returns(1);
+  when("cmd_mrange_create").returns(0);
+  const Lines rejected_without_a_list = {"cmd_mrange_create(0x13030007)",
+                                         "cmd_rsp_error_set(command 3, null)"};
+  configure(Ranges{{10, 10}});
+  expect(lines(started(0), added(10), feature_set("10", 1000), set_succeeded(), ok()));
+  configure(Ranges{{1, 2}});
+  expect(lines(started(0), checked(1), checked(2), nok("Failed to configure as CIN VLAN(s)\n")));
+  configure(Ranges{{2, 3}});
+  expect(lines(started(0), checked(2), added(3), feature_set("3", 1001), set_succeeded(),
+               rejected_without_a_list, nok("Failed to configure VLAN(s) 2 as CIN VLAN(s)\n")));
+  no_configure({{9, 10}});
+  expect(lines(started(1), not_configured(9), removed(10), feature_unset("10", 1002), unset_succeeded(),
+               rejected_without_a_list, nok("Failed to delete CIN VLAN(s) 9\n")));
+}
+
 /** VLANs 10, 11 and 20 are configured; the announcement at start had token 1000. */
 class NoCinCommand : public CinCommand {
  protected:
@@ -218,11 +259,11 @@ TEST_F(NoCinCommand, NamesTheVlansThatFailAndCarriesTheirRanges) {
 }
 
 TEST_F(NoCinCommand, SucceedsThoughTheVlanManagerCannotBeTold) {
-  when("fu_qbus_send").returns(-1);
+  when("vlan_feat_delete_build_qbus_local").returns(12).gives(-1);
   no_configure({{10, 10}});
-  EXPECT_EQ(count_of(error(command, "tesk_send_unset_feat_in_vlan failed for 1 vlans.\n")), 1u);
-  EXPECT_EQ(count_of(ok()), 1u);
-  ignore_rest();
+  expect(lines(started(1), removed(10),
+               control("tesk_send_unset_feat_in_vlan", "Null qbus pld from vlan manager\n"),
+               error(command, "tesk_send_unset_feat_in_vlan failed for 1 vlans.\n"), ok()));
 }
 
 TEST_F(NoCinCommand, WithoutMemoryForAFeatureMapFailsInItsOwnWords) {
@@ -241,71 +282,6 @@ TEST_F(NoCinCommand, CutsATextOfManyFailedVlansToItsBuffer) {
     text += (text.empty() ? "" : ",") + std::to_string(vlan);
   EXPECT_EQ(count_of(nok("Failed to delete CIN VLAN(s) " + text + "\n")), 1u);
   EXPECT_EQ(count_of("cmd_mrange_range_add(1125, 1125)"), 1u);
-  ignore_rest();
-}
-
-/* ---- the multi-range ---- */
-
-class MultiRange : public DaemonTest {
- protected:
-  Ranges built_from(const std::vector<uint32_t> &vlans) {
-    const vlan_bitset_t set = vlan_set(vlans);
-    EXPECT_TRUE(tesk_build_vlan_mrange(&set, &range));
-    EXPECT_EQ(range.size, 0u);
-    Ranges ranges;
-    for (uint32_t i = 0; i < range.range_count; ++i)
-      ranges.emplace_back(range.range[i].lower_int, range.range[i].upper_int);
-    return ranges;
-  }
-
-  cush_int_multi_range_t range = {.size = 7, .range_count = 7, .range = {{7, 7}}};
-};
-
-TEST_F(MultiRange, HasOneEntryForEachRun) {
-  EXPECT_EQ(built_from({}), Ranges{});
-  EXPECT_EQ(range.range[0].lower_int, 0u);
-  EXPECT_EQ(built_from({1, 3, 4, 5, 100}), (Ranges{{1, 1}, {3, 5}, {100, 100}}));
-  EXPECT_EQ(built_from({4093, 4094}), (Ranges{{4093, 4094}}));
-}
-
-TEST_F(MultiRange, NeverLooksAtVlanZero) { EXPECT_EQ(built_from({0, 1}), (Ranges{{1, 1}})); }
-
-TEST_F(MultiRange, DoesNotCountARunThatReachesTheLastVlan) {
-  EXPECT_EQ(built_from({10, 4094, 4095}), (Ranges{{10, 10}}));
-  EXPECT_EQ(range.range[1].lower_int, 4094u);
-  EXPECT_EQ(range.range[1].upper_int, 0u);
-}
-
-TEST_F(MultiRange, EndsWithItsSixtyFourthEntry) {
-  struct {
-    cush_int_multi_range_t range;
-    uint32_t guard[4] = {0xa5a5a5a5, 0xa5a5a5a5, 0xa5a5a5a5, 0xa5a5a5a5};
-  } bounded{};
-  std::vector<uint32_t> odd;
-  for (uint32_t vlan = 1; vlan < 4096; vlan += 2) odd.push_back(vlan);
-  for (const size_t runs : {64u, 65u, 2048u}) {
-    const vlan_bitset_t set = vlan_set({odd.begin(), odd.begin() + static_cast<ptrdiff_t>(runs)});
-    EXPECT_TRUE(tesk_build_vlan_mrange(&set, &bounded.range));
-    EXPECT_EQ(bounded.range.range_count, 64u);
-    EXPECT_EQ(bounded.range.range[63].upper_int, 127u);
-    for (const uint32_t word : bounded.guard) EXPECT_EQ(word, 0xa5a5a5a5u);
-  }
-}
-
-TEST_F(MultiRange, IsNotBuiltFromOrIntoNothing) {
-  const vlan_bitset_t set = vlan_set({1});
-  EXPECT_FALSE(tesk_build_vlan_mrange(nullptr, nullptr));
-  expect({error("tesk_build_vlan_mrange", "Invalid argument: vlan_bmp_p = 0x0, mrange_p = 0x0\n")});
-  EXPECT_FALSE(tesk_build_vlan_mrange(nullptr, &range));
-  EXPECT_FALSE(tesk_build_vlan_mrange(&set, nullptr));
-  EXPECT_EQ(range.range_count, 7u);
-  ignore_rest();
-}
-
-TEST_F(MultiRange, IsNotAttachedToOrFromNothing) {
-  EXPECT_FALSE(tesk_set_failed_mrange(nullptr, nullptr));
-  expect({error("tesk_set_failed_mrange", "Invalid argument: hndl = 0x0, rej_mrange_p = 0x0\n")});
-  EXPECT_FALSE(tesk_set_failed_mrange(nullptr, &range));
   ignore_rest();
 }
 

@@ -133,6 +133,35 @@ TEST_F(ShowCounters, OfMoreRangesThanARequestHoldsAreRefused) {
   expect(cut_short(started, 12 + 65 * 8));
 }
 
+TEST_F(ShowCounters, OfAllPortsWithoutAnyAnswersOkWithoutRecords) {
+  when("tesk_port_hsh_tbl_get_stat").returns(0);
+  of_all();
+  expect(lines(started, trace(":If:All\n"), trace("No active interfaces\n"), "cmd_rsp_send_ok(command 1)"));
+}
+
+TEST_F(ShowCounters, OfARangeEndWithThePositionThatTheLibraryRefuses) {
+  when("if_index_get_if_index_in_range").call(2).returns(RCODE_INVALID);
+  of(interface_ranges({{ethernet(3), ethernet(5)}}));
+  expect(lines(started, trace(":If/If-Range: 1\n"), counters_refused(ethernet(3)), answered(ethernet(3), {}),
+               sent));
+}
+
+TEST_F(ShowCounters, AreAnsweredOnceThoughTheShellTakesNoAnswer) {
+  for (const char *operation : {"cmd_rsp_attr_add", "cmd_rsp_send", "cmd_rsp_send_ok", "cmd_rsp_send_nok"})
+    when(operation).returns(1);
+  const Bytes range = interface_ranges({{ethernet(3), ethernet(3)}});
+  of(range);
+  expect(lines(started, trace(":If/If-Range: 1\n"), counters_refused(ethernet(3)), answered(ethernet(3), {}),
+               sent));
+  of(interface_ranges({}));
+  expect(lines(started, trace(":If/If-Range: 0\n"), none_known));
+  of(cut(range, 3));
+  expect(cut_short(started, 3));
+  when("cmd_rsp_init").returns(0);
+  of_all();
+  expect(lines(started, "cmd_rsp_send_nok(command 1, 0, 'Internal error: cmd_rsp_init failed \n')"));
+}
+
 class ShowCinVlans : public TablesTest {
  protected:
   ShowCinVlans() : TablesTest({40, 5, 37}) {}
@@ -143,6 +172,13 @@ class ShowCinVlans : public TablesTest {
 };
 
 TEST_F(ShowCinVlans, AnswersEachVlanInTheTablesOrder) {
+  run();
+  expect(lines(started, attribute(0x14c2000b, 37), attribute(0x14c2000b, 5), attribute(0x14c2000b, 40),
+               "cmd_rsp_send()"));
+}
+
+TEST_F(ShowCinVlans, IsAnsweredOnceThoughTheShellTakesNoAnswer) {
+  when("cmd_rsp_send").returns(1);
   run();
   expect(lines(started, attribute(0x14c2000b, 37), attribute(0x14c2000b, 5), attribute(0x14c2000b, 40),
                "cmd_rsp_send()"));

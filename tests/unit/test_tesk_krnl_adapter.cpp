@@ -290,6 +290,26 @@ TEST_F(Synchronisation, DoesNothingWhenNothingIsDirty) {
   expect({control("tesk_krnl_do_sync", "\n")});
 }
 
+TEST_F(Synchronisation, OfPortsPushesAnEmptyListWhenNothingIsDirty) {
+  EXPECT_EQ(tesk_krnl_sync_port(), 0u);
+  expect({control("tesk_krnl_sync_port", "\n"), control("tesk_port_get_dirty_list", "\n"),
+          control("tesk_krnl_add_or_update_ports", "\n"), "ioctl(31, add_or_update_ports, {})"});
+}
+
+TEST_F(Synchronisation, ReturnsThatPortsOrVlansCannotBeGathered) {
+  when("tesk_port_get_dirty_list").returns(5);
+  when("tesk_vlan_get_dirty_list").returns(5);
+  dirty_port_count = dirty_vlan_count = 1;
+  EXPECT_EQ(tesk_krnl_do_sync(), 5u);
+  expect({control("tesk_krnl_do_sync", "\n"), control("tesk_krnl_sync_port", "\n"),
+          error("tesk_krnl_sync_port", "Failed to retrieve dirty port list")});
+  EXPECT_EQ(tesk_krnl_sync_vlan(), 5u);
+  expect({control("tesk_krnl_sync_vlan", "\n"),
+          error("tesk_krnl_sync_vlan", "Failed to retrieve dirty vlan list")});
+  EXPECT_EQ(dirty_port_count, 1u);
+  EXPECT_EQ(dirty_vlan_count, 1u);
+}
+
 TEST_F(Synchronisation, PushesPortsBeforeVlansAndResetsTheCounts) {
   tesk_port_t *context = plug(3);
   tesk_krnl_port_info_dirty(context);

@@ -45,6 +45,14 @@ TEST_F(DebugStore, IsMadeWhenItDoesNotExist) {
   EXPECT_EQ(store(debug_store).versions[1], 0x100001u);
 }
 
+TEST_F(DebugStore, HasNoUriWhenTheSupervisorDoesNotTell) {
+  when("overseer_running_cfg_uri_get").returns(0);
+  store("");
+  EXPECT_EQ(tesk_kvs_dbg_init(), 0u);
+  expect({control(init, "tesk_kvs_init uri[(null)]\n"), "kvs_open('')",
+          error(init, "tesk_kvs_init Debug KVS success!\n")});
+}
+
 TEST_F(DebugStore, TakesValuesOfTwiceTheFacilitysLargestKeptTo16Bits) {
   const struct {
     int64_t largest;
@@ -122,6 +130,14 @@ TEST_F(StartupStore, IsOpenedAndClosed) {
   EXPECT_EQ(tesk_kvs_startup_cfg, 0u);
   tesk_close_startup_config_kvs();
   expect({"kvs_close(1)"});
+}
+
+TEST_F(StartupStore, IsForgottenThoughItCannotBeClosed) {
+  when("kvs_close").returns(RCODE_IO);
+  tesk_kvs_startup_cfg = 7;
+  tesk_close_startup_config_kvs();
+  EXPECT_EQ(tesk_kvs_startup_cfg, 0u);
+  expect({"kvs_close(7)"});
 }
 
 TEST_F(StartupStore, StaysClosedInSilenceForTheCallerWhenItHasNoUri) {
@@ -250,6 +266,13 @@ TEST_F(RunningStore, IsGivenUpWhenItDoesNotOpen) {
   EXPECT_EQ(handle, 0u);
 }
 
+TEST_F(RunningStore, HasNoUriWhenTheSupervisorDoesNotTell) {
+  when("overseer_running_cfg_uri_get").returns(0);
+  EXPECT_EQ(tesk_kvs_cfg_init(), 0u);
+  EXPECT_STREQ(tesk_kvs_config_url, "");
+  expect_end({"kvs_open('')"});
+}
+
 TEST_F(RunningStore, IsMadeUnderTheRunningUriFromTheOpenStartupStore) {
   tesk_kvs_startup_cfg = startup_of_version(1, {10});
   EXPECT_EQ(tesk_kvs_cfg_init(), 0u);
@@ -292,6 +315,13 @@ TEST_F(SaveRequest, CopiesTheRunningStoreAndAnswersTheSupervisor) {
   expect({"kvs_snapshot(1, 0, 'elsewhere:tesk_startup_cfg')", "overseer_cfg_action_done(message 0x77, 0)",
           control_of(callback, ":Snapshot running config to startup config KVS done\n")});
   EXPECT_EQ(store("elsewhere:tesk_startup_cfg").records.size(), 2u);
+}
+
+TEST_F(SaveRequest, IsDoneThoughTheSupervisorTakesNoAnswer) {
+  when("overseer_cfg_action_done").returns(5);
+  EXPECT_EQ(save(), 0);
+  expect({"kvs_snapshot(1, 0, 'elsewhere:tesk_startup_cfg')", "overseer_cfg_action_done(message 0x77, 0)",
+          control_of(callback, ":Snapshot running config to startup config KVS done\n")});
 }
 
 TEST_F(SaveRequest, ThatFailsIsAnsweredWithTheCode) {

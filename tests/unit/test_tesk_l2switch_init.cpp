@@ -124,6 +124,23 @@ TEST_F(RelaySockets, CloseBothWhenTheManagementSocketCannotBeBound) {
       with(both(5), {failure("Error binding raw socket to interface[mgmt0]\n"), "close(41)", "close(42)"}));
 }
 
+TEST_F(RelaySockets, FailTheSameWhenTheyCannotBeClosed) {
+  const struct {
+    const char *operation;
+    unsigned call;
+    size_t closed;
+  } failures[] = {{"bind", 1, 1}, {"socket", 2, 1}, {"bind", 2, 2}};
+  for (const auto &failure : failures) {
+    reset_system();
+    when(failure.operation).call(failure.call).returns(-1).with_errno(ENODEV);
+    when("close").returns(-1).with_errno(EIO);
+    EXPECT_EQ(tesk_l2switch_init(), 8u);
+    EXPECT_EQ(count_of("close(41)") + count_of("close(42)"), failure.closed) << failure.operation;
+    EXPECT_FALSE(tesk_l2_init_done);
+    forget();
+  }
+}
+
 TEST_F(RelaySockets, ForgetEarlierDescriptorsWhenTheyFail) {
   sock_inband = 7;
   sock_mgmt = 8;

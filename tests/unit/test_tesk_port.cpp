@@ -61,6 +61,12 @@ TEST_F(PortLayer, StartsThoughTheKernelModuleRefuses) {
                error("tesk_krnl_add_or_update_ports", "ioctl failure: 9\n")));
 }
 
+TEST_F(PortLayer, ComesUpThoughTheManagementPortCannotBePushed) {
+  when("tesk_krnl_add_or_update_port").returns(5);
+  EXPECT_TRUE(tesk_init_ports());
+  expect({error("tesk_init_ports", "Synchronization with kernel failed\n")});
+}
+
 class PortContext : public TablesTest {
  protected:
   static tesk_port_t *created(uint32_t if_index) {
@@ -237,6 +243,27 @@ TEST_F(PortContext, OfAPortChannelFreesTheSlotsOfItsMembers) {
   expect(lines(ltl_set(4095, 0), vlan_marked(), port_removed(port_channel(7))));
   EXPECT_EQ(tesk_kes_port_to_port_context(5), nullptr);
   EXPECT_EQ(tesk_kes_port_to_port_context(6), nullptr);
+}
+
+TEST_F(PortContext, IsMadeAndDeletedThoughTheSolVlansMaskCannotBeSet) {
+  when("tesk_vlan_hash_set_ltl").returns(0);
+  EXPECT_NE(tesk_create_port_context(ethernet(3), 1), nullptr);
+  expect(lines(converted(ethernet(3)), port_pushed("0x1a000003 type 26 asic 3 [4095 blk]"),
+               error_of(creation, ": Failed to set LTL(0x8) for VLAN(4095)\n"), vlan_marked()));
+  EXPECT_EQ(tesk_delete_port_context(ethernet(3)), 0u);
+  expect(lines(error_of(deletion, ": Failed to set LTL(0x0) for VLAN(4095)\n"), vlan_marked(),
+               port_removed(ethernet(3))));
+}
+
+TEST_F(PortContext, IsDeletedThoughItsMacEntriesOrItsTableEntryStay) {
+  const tesk_port_t *port = created(ethernet(3));
+  ASSERT_NE(port, nullptr);
+  when("tesk_fib_purge_port_entries").returns(0);
+  when("tesk_ifindex_hash_delete").returns(0);
+  EXPECT_EQ(tesk_delete_port_context(ethernet(3)), 0u);
+  expect(lines(error_of(deletion, ": Failed to purge FIB entries for Port [0x1a000003]\n"), ltl_set(4095, 0),
+               vlan_marked(), error_of(deletion, ": Failed to delete port context(0x1a000003) from hash\n")));
+  (*tesk_ifindex_hash_find_(ethernet(3)))->param = nullptr;
 }
 
 TEST_F(PortContext, IsDeletedThoughTheSolVlanIsAbsent) {

@@ -131,6 +131,15 @@ TEST_F(CblNotice, WithoutPayloadIsAbandoned) {
   expect({error_of(handler, ":NULL QBUS Payload\n")});
 }
 
+TEST_F(CblNotice, IsTracedOnceWhenItsSetCannotBePrinted) {
+  when("bitset_snprintf").returns(0);
+  announce(cbl_notice({{ethernet(3), {10}}}));
+  EXPECT_EQ(count_of(control("tesk_ltlsvc_cbl_change_one_port",
+                             "tesk_ltlsvc_cbl_change_one_port: Port 1a000003 CBL[]\n")),
+            1u);
+  ignore_rest();
+}
+
 TEST_F(CblNotice, OfNoPortsIsNothing) {
   announce(cbl_notice({}));
   expect({});

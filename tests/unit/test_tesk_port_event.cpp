@@ -167,6 +167,23 @@ TEST_F(PortState, DownWithVlansUpIsAnErrorTwiceAndJoinsNone) {
   EXPECT_EQ(tesk_vlan_hash_get_ltl(10), 0u);
 }
 
+TEST_F(PortState, DownIsAnErrorWhenTheContextCannotBeDeleted) {
+  port_is_up(ethernet(3), {});
+  when("tesk_delete_port_context").returns(6);
+  report(state_notice({port_state(ethernet(3), down, {})}));
+  expect({received, reported(ethernet(3), 2), shadowed, changed,
+          error_of(handler, ":Failed to delete the port context:0x1a000003\n")});
+}
+
+TEST_F(PortState, ChangesThePortThoughTheMaskOfAVlanCannotBeSet) {
+  port_is_up(ethernet(3), {});
+  when("tesk_vlan_hash_set_ltl").call(1).returns(0);
+  report(state_notice({port_state(ethernet(3), up, {10})}));
+  expect(lines(received, reported(ethernet(3), 1), exists(3), changed, activated(10, 1001), port_marked(),
+               error_of(change, ": Failed to set LTL(0x8) for VLAN(10)\n"), vlan_marked(), shadowed));
+  EXPECT_TRUE(tesk_port_has_vlan(tesk_ifindex_hash_find(ethernet(3)), 10));
+}
+
 TEST_F(PortState, DownOfAnUnknownPortIsAnError) {
   report(state_notice({port_state(ethernet(3), down, {}, {10})}));
   expect({received, reported(ethernet(3), 2),

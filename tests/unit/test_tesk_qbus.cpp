@@ -168,6 +168,23 @@ TEST_F(Dispatch, StartsTheRelayOnTheFirstLineCardOnlineAndNotAgain) {
                              "tracekit_process_msg(30, message 0x43c)", "qbus_drop(30, message 0x43c)"});
 }
 
+TEST_F(Dispatch, OfLineCardOnlineLeavesARelayThatIsUpAlone) {
+  tesk_l2_init_done = true;
+  tesk_qbus_lc_online_msg(nullptr);
+  expect({control("tesk_qbus_lc_online_msg", "QBUS_OPC_LC_ONLINE\n")});
+}
+
+TEST_F(Dispatch, GoesOnWhenAMessageCannotBeDropped) {
+  when("qbus_drop").returns(-1).with_errno(EINVAL);
+  receive({.opcode = 0x5c2d});
+  expect_apart_from_control({"qbus_recv(30, 0)", "overseer_dispatch(message 0x5c2d)",
+                             "tracekit_process_msg(30, message 0x5c2d)", "qbus_drop(30, message 0x5c2d)",
+                             synchronised});
+  when("overseer_dispatch").returns(0);
+  receive({.opcode = 0x5c2d});
+  expect({"qbus_recv(30, 0)", "overseer_dispatch(message 0x5c2d)", "qbus_drop(30, message 0x5c2d)"});
+}
+
 TEST_F(Dispatch, TriesTheRelayAgainOnTheNextLineCardOnlineAfterAFailure) {
   when("socket").once().returns(-1).with_errno(EPERM);
   receive({.opcode = 0x43c});
@@ -186,6 +203,13 @@ class Sending : public DaemonTest {
 };
 
 TEST_F(Sending, DropsTheReplyReferenceThatNobodyAskedFor) {
+  EXPECT_EQ(tesk_qbus_send(0x5c2d, "hello", 5, vlan_manager, nullptr), 0u);
+  expect({"fu_qbus_send(30, {node 0xfe000000, sap 167}, 0x5c2d, 'hello', 0, 0)",
+          "qbus_drop(30, request 1000)", control("tesk_qbus_send", "Sent qbus QBUS_OPC_VLAN_FEAT_CREATE\n")});
+}
+
+TEST_F(Sending, SucceedsWhenTheReplyReferenceCannotBeDropped) {
+  when("qbus_drop").returns(-1).with_errno(EINVAL);
   EXPECT_EQ(tesk_qbus_send(0x5c2d, "hello", 5, vlan_manager, nullptr), 0u);
   expect({"fu_qbus_send(30, {node 0xfe000000, sap 167}, 0x5c2d, 'hello', 0, 0)",
           "qbus_drop(30, request 1000)", control("tesk_qbus_send", "Sent qbus QBUS_OPC_VLAN_FEAT_CREATE\n")});

@@ -116,6 +116,27 @@ TEST_F(ConfigurationText, OfAStartupStoreThatDoesNotOpenIsAnError) {
                "rcgen_set_response_status(0x40010004, 'Failed to read Startup cfg for Tesk')", responded));
 }
 
+TEST_F(ConfigurationText, IsAnsweredOnceThoughTheServiceRefusesEachPart) {
+  for (const char *operation :
+       {"rcgen_elem_add", "rcgen_elem_property_set", "rcgen_elem_dependency_add",
+        "rcgen_elem_vlan_key_str_add_indent", "rcgen_set_response_status", "rcgen_respond", "kvs_close"})
+    when(operation).returns(5);
+  asked({.vlans = {30}, .configuration = startup, .display = 4});
+  EXPECT_EQ(count_of("rcgen_set_response_status(0x40010004, 'Failed to read Startup cfg for Tesk')"), 1u);
+  expect_end({responded});
+  store_cin_vlans(startup_store, {30});
+  asked({.vlans = {30}, .configuration = startup, .display = 4});
+  expect(lines(described(startup, 4), trace("rcgen_uri_prefix_p[startup:]"),
+               "kvs_open('startup:tesk_startup_cfg')", listed(2, 1), trace("Startup config KVS cin_ct[1]\n"),
+               comparing, compared(30, 30), line_added(30, "cin"), "kvs_close(2)", responded, done));
+}
+
+TEST_F(ConfigurationText, OfARequestThatNamesNoVlansInGoodFormIsEmpty) {
+  when("rcgen_req_vlan_list_get").returns(RCODE_INVALID);
+  asked({.vlans = {10, 20}});
+  expect(lines(described(running, 0), running_listed, comparing, responded, done));
+}
+
 TEST_F(ConfigurationText, OfAnyOtherConfigurationHasNoCinVlans) {
   for (const int configuration : {0, 3, -1}) {
     asked({.vlans = {10}, .configuration = configuration, .display = 4});

@@ -49,6 +49,24 @@ TEST_F(TraceFacility, IsSetUpInOrderAndTestsItself) {
           "tracekit_dbg_disable(100)"});
 }
 
+TEST_F(TraceFacility, IsSetUpThoughTheHistoryCannotBeSized) {
+  when("tracekit_hist_init").returns(12);
+  when("tracekit_hist_init_for_uuid").returns(12);
+  EXPECT_TRUE(tesk_init_tracekit());
+  expect({dbg_init_line, sys_init_line, "tracekit_hist_init(0x10000)",
+          "tracekit_hist_init_for_uuid(115, 0x10000)", "opal_openlog('tesk', 10, 4408)",
+          "tracekit_dbg_enable(101)", "tracekit_dbg_enable(100)", "tracekit_dbg_enable(102)",
+          control("", "TRACEKIT CTRL_TR SUCCESS!!!"), packet("", "TRACEKIT PKT_TR SUCCESS!!!"),
+          error("", "TRACEKIT ERR_TR SUCCESS!!!"), "tracekit_dbg_disable(101)", "tracekit_dbg_disable(100)"});
+}
+
+TEST_F(TraceFacility, DoesNotPrintTheSelfTestOfACategoryWhosePrintingStaysOff) {
+  when("tracekit_chk_int").returns(0);
+  EXPECT_TRUE(tesk_init_tracekit());
+  EXPECT_TRUE(prints().empty());
+  ignore_rest();
+}
+
 TEST_F(TraceFacility, PrintsOnlyErrorsAfterStartUp) {
   EXPECT_TRUE(tesk_init_tracekit());
   EXPECT_FALSE(is_printed(100));

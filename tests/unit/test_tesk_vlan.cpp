@@ -142,6 +142,12 @@ TEST_F(Activation, PassesBackAFailedClassification) {
   EXPECT_EQ(token(), 1001u);
 }
 
+TEST_F(Activation, SucceedsThoughTheRequestCannotBeDropped) {
+  when("qbus_drop").returns(-1);
+  EXPECT_EQ(tesk_vlan_activate(10), 0);
+  expect(activated(10, 1001));
+}
+
 TEST_F(Activation, KeepsTheTokenOfTheLastRequest) {
   EXPECT_EQ(tesk_vlan_activate(10), 0);
   EXPECT_EQ(tesk_vlan_activate(10), 0);

@@ -176,6 +176,30 @@ TEST_F(CinVlanAdded, ThatCannotBeActivatedKeepsItsMembersAndHasNoForwardingMask)
   EXPECT_EQ(cin_vlan_count, 0);
 }
 
+TEST_F(CinVlanAdded, PassesOverAMemberWhoseContextIsNotUnderItsIndex) {
+  tesk_port_t *stray = loose_port(ethernet(4), 4);
+  bitset_set_bit(&stray->shadow_vlan_bmp, 10);
+  ASSERT_TRUE(tesk_ifindex_hash_insert(ethernet(3), stray));
+  forget();
+  EXPECT_TRUE(tesk_cli_vlan_add_handler(10));
+  expect(lines(entered_and_stored(10), error_of(adder, ":Failed to Retrieve Port Context for 0x1a000004\n"),
+               control_of(adder, ":VLAN 10 not active on any downlink port\n")));
+}
+
+TEST_F(CinVlanAdded, WhoseMasksCannotBeSetFails) {
+  tesk_port_t *port = port_is_up(ethernet(3), {10, 11});
+  bitset_set_bit(&port->vlan_cbl_bmp, 11);
+  when("tesk_vlan_hash_set_ltl").call(1).returns(0);
+  EXPECT_FALSE(tesk_cli_vlan_add_handler(10));
+  expect(lines(entered_and_stored(10), port_marked(),
+               error_of(adder, ":Failed to set LTL: 00008 for VLAN 10\n")));
+  when("tesk_vlan_hash_set_cbl").returns(0);
+  EXPECT_FALSE(tesk_cli_vlan_add_handler(11));
+  expect(lines(entered_and_stored(11), entered("tesk_krnl_port_info_dirty"), ltl_set(11, 0x8),
+               activated(11, 1000), error_of(adder, ":Failed to set CBL: 00008 for VLAN 11\n")));
+  EXPECT_EQ(cin_vlan_count, 0);
+}
+
 /** VLAN 10 is configured. */
 class CinVlanDeleted : public TablesTest {
  protected:
@@ -228,6 +252,22 @@ TEST_F(CinVlanDeleted, ThatIsNotStoredFailsAndStaysInTheTable) {
                error(deleter, "Failed to delete VLAN 10 from KVS\n")));
   EXPECT_NE(vlan_entry(10), nullptr);
   EXPECT_FALSE(is_accepted(10));
+  EXPECT_EQ(cin_vlan_count, 1);
+}
+
+TEST_F(CinVlanDeleted, ThatThePortsKeepStaysStored) {
+  when("tesk_port_vlan_delete").returns(5);
+  EXPECT_FALSE(tesk_cli_vlan_del_handler(10));
+  expect({error(deleter, "Failed to delete VLAN 10 from Port Contexts\n")});
+  EXPECT_TRUE(is_stored(10));
+  EXPECT_EQ(cin_vlan_count, 1);
+}
+
+TEST_F(CinVlanDeleted, ThatTheTableKeepsStaysCounted) {
+  when("tesk_vlan_hash_delete").returns(0);
+  EXPECT_FALSE(tesk_cli_vlan_del_handler(10));
+  expect(lines(taken_out_of_ports(), port_marked(), unstored(10),
+               error(deleter, "Failed to delete VLAN 10 from Hash Table\n")));
   EXPECT_EQ(cin_vlan_count, 1);
 }
 

@@ -80,6 +80,17 @@ TEST_F(DeletionNotice, GoesOnWithTheNextVlanWhenTheStoreFails) {
   EXPECT_EQ(cin_vlan_count, 1);
 }
 
+TEST_F(DeletionNotice, PassesOverAVlanThatPortsOrTableKeep) {
+  when("tesk_port_vlan_delete").call(1).returns(5);
+  deleted({10});
+  expect({error_of(deleted_handler, ": Failed to delete VLAN 10 from Port Contexts\n")});
+  when("tesk_vlan_hash_delete").returns(0);
+  deleted({10});
+  expect(lines(control_of("tesk_port_vlan_delete", ":\n"), port_marked(), unstored(10),
+               error_of(deleted_handler, ": Failed to delete VLAN 10 from Hash Table\n")));
+  EXPECT_NE(vlan_entry(10), nullptr);
+}
+
 TEST_F(DeletionNotice, ComplainsOfACountOutOfRangeAndCorrectsIt) {
   cin_vlan_count = 0;
   deleted({10});

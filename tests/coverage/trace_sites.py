@@ -1,0 +1,117 @@
+"""Trace sites: the places of the daemon that trace, and which of them no test asserts.
+
+A site is a use of one of the TESK_… macros. The history names its function and its line, but not its file: the
+function tells it. A site of an _AS macro carries the name of the function that it traces for, which lives in the
+same file, so there the line decides.
+"""
+
+from __future__ import annotations
+
+import pathlib
+import re
+from collections.abc import Iterable
+from dataclasses import dataclass
+
+USE = re.compile(r"\bTESK_(?:(?P<kind>PKT|CTRL|ERR)(?P<other>_AS)?|TRACE_BARE)\s*\(")
+FUNCTION = re.compile(r"^(?!namespace|static_assert|enum|typedef|struct|using|constexpr|#|/|\s|\})[^;=]*?\b(\w+)\(")
+LITERAL = re.compile(r'"(?:[^"\\]|\\.)*"')
+CATEGORIES = {"PKT": "packet", "CTRL": "control", "ERR": "error"}
+
+
+@dataclass(frozen=True)
+class Site:
+    file: str
+    first_line: int
+    last_line: int
+    category: str
+    function: str
+    form: str  # "own": traced as its own function; "other": for another one; "bare": without a function
+    text: str
+
+    def __str__(self) -> str:
+        return f'{self.file}:{self.first_line} {self.category} "{self.text}"'
+
+
+@dataclass(frozen=True)
+class Asserted:
+    category: str
+    function: str
+    line: int
+    text: str
+
+
+def call_length(source: str) -> int:
+    """Characters from the start of a call to behind its closing parenthesis; literals may hold parentheses."""
+    depth, position = 0, 0
+    while position < len(source):
+        literal = LITERAL.match(source, position)
+        if literal:
+            position = literal.end()
+            continue
+        depth += {"(": 1, ")": -1}.get(source[position], 0)
+        position += 1
+        if depth == 0 and source[position - 1] == ")":
+            return position
+    raise ValueError("a call without an end: " + source[:80])
+
+
+def sites_of(name: str, source: str) -> list[Site]:
+    """The sites of one file."""
+    functions = [""]
+    for line in source.splitlines():
+        match = FUNCTION.match(line)
+        functions.append(match.group(1) if match else functions[-1])
+    sites = []
+    for match in USE.finditer(source):
+        if source.rfind("\n#define", 0, match.start() + 1) == source.rfind("\n", 0, match.start() + 1):
+            continue
+        if source[source.rfind("\n", 0, match.start()) + 1:match.start()].lstrip().startswith(("*", "/*", "//")):
+            continue
+        call = source[match.start():match.start() + call_length(source[match.start():])]
+        line = source.count("\n", 0, match.start()) + 1
+        kind = match["kind"] or re.search(r"TESK_TRACE_(\w+),", call)[1]
+        text = "".join(literal[1:-1] for literal in LITERAL.findall(call))
+        form = "bare" if match["kind"] is None else "other" if match["other"] else "own"
+        sites.append(Site(name, line, line + call.count("\n"), CATEGORIES[kind], functions[line], form, text))
+    return sites
+
+
+def functions_of(source: str) -> set[str]:
+    return {match.group(1) for match in map(FUNCTION.match, source.splitlines()) if match}
+
+
+def proved_by(fact: Asserted, sites: Iterable[Site], homes: dict[str, set[str]]) -> list[Site]:
+    """The sites that can have traced what was asserted; more than one when nothing tells them apart."""
+    found = []
+    for site in sites:
+        if site.category != fact.category:
+            continue
+        if site.form == "bare":
+            fits = not fact.function and fact.text == site.text
+        elif site.form == "own":
+            fits = site.function == fact.function and site.first_line <= fact.line <= site.last_line
+        else:
+            fits = (site.first_line <= fact.line <= site.last_line
+                    and fact.function in homes.get(site.file, set()))
+        if fits:
+            found.append(site)
+    return found
+
+
+def complaints(sources: dict[str, str], facts: Iterable[Asserted]) -> list[str]:
+    """What is not proved, a line each."""
+    sites = [site for name, source in sources.items() for site in sites_of(name, source)]
+    homes = {name: functions_of(source) for name, source in sources.items()}
+    proved: set[Site] = set()
+    unclear = []
+    for fact in facts:
+        found = proved_by(fact, sites, homes)
+        if len(found) > 1:
+            unclear.append(f"{fact.function}({fact.line}) {fact.category}: could be " + " or ".join(map(str, found)))
+        proved.update(found[:1])
+    return unclear + [f"{site}: no test asserts this trace" for site in sites if site not in proved]
+
+
+def sources_below(top: pathlib.Path) -> dict[str, str]:
+    paths = sorted((top / "tesk").glob("*.cpp")) + sorted((top / "tesk").glob("*.h"))
+    return {str(path.relative_to(top)): path.read_text(encoding="utf-8") for path in paths}

@@ -1,0 +1,24 @@
+/* Operations that are no imitation: the real one runs, unless a test scripted its result. */
+#pragma once
+
+#include <type_traits>
+
+#include "tests/platform/script.h"
+
+namespace standin {
+
+/** The result of the real operation, or the scripted one, without the real one; a pointer is then null. */
+template <class Result, class... Parameters>
+Result really(const Operation &operation, Result (*real)(Parameters...),
+              std::type_identity_t<Parameters>... arguments) {
+  const Answer answer = quiet(operation);
+  if constexpr (std::is_void_v<Result>) {
+    if (!answer.has_result()) real(arguments...);
+  } else if constexpr (std::is_pointer_v<Result>) {
+    return answer.hands(answer.has_result() ? nullptr : real(arguments...));
+  } else {
+    return answer.returns(answer.has_result() ? Result() : real(arguments...));
+  }
+}
+
+}  // namespace standin
