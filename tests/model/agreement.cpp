@@ -53,7 +53,8 @@ std::optional<std::string> disagreement(const Sequence &sequence, Reach *reach, 
   const auto daemon = std::make_unique<Daemon>(sequence.board, sequence.stored_vlans);
   size_t number = 0;
   for (const Event &event : sequence.events) {
-    const std::string found = daemon->play(event, model) + failures.take();
+    std::string found = daemon->play(event, model);
+    found += failures.take();
     if (reach != nullptr) note(*reach, event, model);
     ++number;
     if (!found.empty())

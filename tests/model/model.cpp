@@ -119,6 +119,10 @@ void Model::happens(const FeatureAnswer &answer) {
 void Model::happens(const BareMessage &bare) {
   constexpr uint32_t debug = 0x20401;
   constexpr uint32_t enable = 0x20402;
+  constexpr uint32_t vlans_deleted = 0x5c22;
+  constexpr uint32_t deletion_bytes = 10;
+  if (bare.opcode == vlans_deleted)  // zero bytes name VLAN 0
+    return happens(VlansDeleted{std::vector<int32_t>(bare.payload_bytes / deletion_bytes, 0)});
   message(bare.opcode, [&] {
     if (bare.opcode == debug && bare.payload_bytes != 0) platform_.allocates();
     if (bare.opcode == debug || bare.opcode == enable) acknowledge(bare.opcode);

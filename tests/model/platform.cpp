@@ -15,6 +15,7 @@ constexpr uint32_t not_found = 0x40010004;
 
 /** The stored key of a VLAN: kind 0, three bytes of padding, the number big-endian. */
 std::string key_of(int32_t vlan) {
+  if (vlan == 0) return "8 zero bytes";
   char text[20];
   std::snprintf(text, sizeof text, "00000000%08x", static_cast<unsigned>(vlan));
   return text;
