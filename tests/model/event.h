@@ -129,16 +129,16 @@ struct DeviceCounts {
   uint32_t frames;
 };
 
-/** A station's address: 02:00:00:00:00:number, or one of the two groups. */
-constexpr uint8_t broadcast_station = 255;
-constexpr uint8_t group_station = 254;
+/** A station's address: 02:00:00:00, then its number in two bytes; or one of the two groups. */
+constexpr uint16_t broadcast_station = 0xffff;
+constexpr uint16_t group_station = 0xfffe;
 
 /** A frame on its way. In-band frames come behind a to-host header. */
 struct Frame {
   bool is_inband = false;
   uint16_t vlan = 4095;
-  uint8_t destination = broadcast_station;
-  uint8_t source = 1;
+  uint16_t destination = broadcast_station;
+  uint16_t source = 1;
   uint16_t size = 60; /**< of the Ethernet frame */
   bool is_tagged = true;
   uint8_t ingress = 0; /**< ASIC port of an in-band frame */
@@ -149,10 +149,18 @@ struct FramesArrive {
   std::vector<Frame> frames;
 };
 
+/** Many stations at once send a first frame from one port. */
+struct StationsAppear {
+  uint8_t ingress;
+  uint16_t first;
+  uint16_t count;
+  uint16_t vlan = 4095;
+};
+
 using Happening = std::variant<LineCardOnline, PortState, CblChange, VlansDeleted, LtlAnswer, CinCommand,
                                ShowCin, ShowCounters, UnknownCommand, DebugRequest, EnableRequest, Generation,
                                FeatureAnswer, BareMessage, SupervisorMessage, TraceMessage, EmptyQueue, Save,
-                               ChannelBecomes, DeviceCounts, FramesArrive>;
+                               ChannelBecomes, DeviceCounts, FramesArrive, StationsAppear>;
 
 /** One call of the platform during an event answers otherwise than it should. */
 struct Refusal {

@@ -112,6 +112,11 @@ Shown shown(const DeviceCounts &event) {
 }
 Shown shown(const FramesArrive &event) { return {"FramesArrive", braces(list(event.frames, frame_text))}; }
 
+Shown shown(const StationsAppear &event) {
+  return {"StationsAppear",
+          braces(text(event.ingress), text(event.first), text(event.count), text(event.vlan))};
+}
+
 Shown shown_happening(const Happening &happening) {
   return std::visit([](const auto &event) { return shown(event); }, happening);
 }

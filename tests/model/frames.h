@@ -8,10 +8,10 @@
 
 namespace model {
 
-inline Mac station(uint8_t number) {
+inline Mac station(uint16_t number) {
   if (number == broadcast_station) return {0xff, 0xff, 0xff, 0xff, 0xff, 0xff};
   if (number == group_station) return {0x01, 0x00, 0x5e, 0, 0, 0x05};
-  return {0x02, 0, 0, 0, 0, number};
+  return {0x02, 0, 0, 0, static_cast<uint8_t>(number >> 8), static_cast<uint8_t>(number)};
 }
 
 /** The frame, behind its to-host header when it comes from the ASIC. */
@@ -33,6 +33,16 @@ inline Bytes bytes_of(const Frame &frame) {
   const Bytes header = {0x5a, flags, tags, ingress_low, ingress_high, 0, 0, 0, 0x12, 0x34};
   bytes.insert(bytes.begin(), header.begin(), header.end());
   return bytes;
+}
+
+inline std::vector<Frame> frames_of(const StationsAppear &stations) {
+  std::vector<Frame> frames;
+  for (uint16_t i = 0; i < stations.count; ++i) {
+    const auto source = static_cast<uint16_t>(stations.first + i);
+    frames.push_back(
+        {.is_inband = true, .vlan = stations.vlan, .source = source, .ingress = stations.ingress});
+  }
+  return frames;
 }
 
 }  // namespace model

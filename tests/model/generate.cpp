@@ -58,10 +58,10 @@ Gen<Vlans> vlans() {
   return gen::weightedOneOf<Vlans>({{2, gen::just(Vlans{})}, {3, up_to(4, vlan())}, {4, up_to(24, vlan())}});
 }
 
-Gen<uint8_t> station_number() {
-  return gen::weightedOneOf<uint8_t>({{8, any_of<uint8_t>(1, 2, 33, 34, 65, 97)},
-                                      {1, gen::inRange<uint8_t>(100, 160)},
-                                      {1, any_of<uint8_t>(broadcast_station, group_station)}});
+Gen<uint16_t> station_number() {
+  return gen::weightedOneOf<uint16_t>({{8, any_of<uint16_t>(1, 2, 33, 34, 65, 97)},
+                                       {1, gen::inRange<uint16_t>(100, 600)},
+                                       {1, any_of<uint16_t>(broadcast_station, group_station)}});
 }
 
 /* ---- notices ---- */
@@ -180,6 +180,12 @@ Gen<Happening> frames_arrive() {
   return gen::cast<Happening>(gen::construct<FramesArrive>(up_to(4, frame())));
 }
 
+Gen<Happening> stations_appear() {
+  return gen::cast<Happening>(
+      gen::construct<StationsAppear>(gen::inRange<uint8_t>(0, 8), gen::inRange<uint16_t>(100, 400),
+                                     gen::inRange<uint16_t>(100, 300), gen::just<uint16_t>(4095)));
+}
+
 template <class Kind>
 Gen<Happening> simply() {
   return gen::just<Happening>(Kind{});
@@ -202,6 +208,7 @@ Gen<Happening> happening() {
        {3, enable_request()},
        {2, bare_message()},
        {2, simply<Save>()},
+       {1, stations_appear()},
        {1, device_counts()},
        {1, simply<TraceMessage>()},
        {1, simply<EmptyQueue>()},

@@ -166,4 +166,6 @@ void Model::happens(const FramesArrive &arrival) {
   pass(false, [] {});
 }
 
+void Model::happens(const StationsAppear &stations) { happens(FramesArrive{frames_of(stations)}); }
+
 }  // namespace model

@@ -71,6 +71,7 @@ class Model {
   void happens(const ChannelBecomes &channel);
   void happens(const DeviceCounts &counts);
   void happens(const FramesArrive &arrival);
+  void happens(const StationsAppear &stations);
 
   /* the kernel device */
   void mark(Port &port);

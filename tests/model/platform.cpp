@@ -90,7 +90,8 @@ bool Platform::send_feature(bool is_set, const std::vector<int32_t> &vlans) {
       met(is_set ? "vlan_feat_create_build_qbus_local" : "vlan_feat_delete_build_qbus_local");
   if (builder != nullptr) return builder->result.value_or(0) == 0;  // no payload, or none of any length
   const auto opcode = hex(is_set ? 0x5c2du : 0x5c2eu);
-  if (!does("fu_qbus_send", queue_handle, std::string("{node 0xfe000000, sap 167}"), opcode, text.c_str(), 0, 0))
+  if (!does("fu_qbus_send", queue_handle, std::string("{node 0xfe000000, sap 167}"), opcode, text.c_str(), 0,
+            0))
     return false;
   drop_request(next_token_++);
   return true;
@@ -136,7 +137,8 @@ uint32_t Platform::open_startup(uint32_t &code) {
 }
 
 bool Platform::push_ports(const std::vector<std::pair<uint32_t, DevicePort>> &ports) {
-  const bool taken = does("ioctl", device_handle, std::string("add_or_update_ports"), list(ports, shown_port));
+  const bool taken =
+      does("ioctl", device_handle, std::string("add_or_update_ports"), list(ports, shown_port));
   for (const auto &[interface, port] : ports) {
     if (taken) {
       device_ports[interface] = port;
@@ -149,7 +151,8 @@ bool Platform::push_ports(const std::vector<std::pair<uint32_t, DevicePort>> &po
 }
 
 bool Platform::push_vlans(const std::vector<std::pair<uint16_t, uint32_t>> &vlans) {
-  const bool taken = does("ioctl", device_handle, std::string("add_or_update_vlans"), list(vlans, shown_vlan));
+  const bool taken =
+      does("ioctl", device_handle, std::string("add_or_update_vlans"), list(vlans, shown_vlan));
   for (const auto &[vlan, ports] : vlans) {
     if (taken) {
       device_vlans[vlan] = ports;
