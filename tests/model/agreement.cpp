@@ -29,6 +29,9 @@ class Failures {
   int taken_ = 0;
 };
 
+/** The distribution of learnt addresses is shown in steps. */
+constexpr size_t addresses_step = 16;
+
 void note(Reach &reach, const Event &event, Model &model) {
   ++reach.events;
   ++reach.kinds[name_of(event.happening)];
@@ -39,7 +42,7 @@ void note(Reach &reach, const Event &event, Model &model) {
   each(model.state().ports, [&](const PortEntry &) { ++ports; });
   ++reach.cin_vlans[static_cast<size_t>(model.state().cin_count)];
   ++reach.ports[ports];
-  ++reach.addresses[model.state().learnt.size()];
+  ++reach.addresses[model.state().learnt.size() / addresses_step * addresses_step];
 }
 
 void show(std::ostream &stream, const char *title, const std::map<size_t, uint64_t> &distribution) {
