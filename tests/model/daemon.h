@@ -1,0 +1,27 @@
+/* The real daemon, driven with the events of a sequence.
+ *
+ * A daemon lives from its construction to its destruction on a fresh stand-in, and keeps no trace of the one
+ * before. An event is turned into what reaches a process: a message on its queue, frames on its sockets,
+ * a refusal by its platform; then the daemon's own loop makes one pass. */
+#pragma once
+
+#include "tests/model/event.h"
+#include "tests/model/model.h"
+#include "tests/unit/daemon_test.h"
+
+namespace model {
+
+class Daemon : private DaemonTest {
+ public:
+  Daemon(uint16_t board, const std::vector<int32_t> &stored_vlans);
+  ~Daemon() override;
+
+  /** Plays one event on the daemon and on the model, and compares the two.
+   * @return what differs; empty when nothing does */
+  std::string play(const Event &event, Model &model);
+
+ private:
+  void TestBody() override {}
+};
+
+}  // namespace model
