@@ -14,7 +14,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::uint32_t few_stations = 20;
 constexpr std::uint16_t first_cin_vlan = 100;
 constexpr std::uint16_t cin_vlans = 14;
 constexpr std::uint16_t spare_cin_vlan = 500;
@@ -43,7 +42,7 @@ void relay_among(Lab &lab, Tables &tables, const std::string &name) {
     const Load load{.direction = figure == &tables.relaying ? Direction::to_asic : Direction::to_host,
                     .frames = lab.settings.frames,
                     .window = fitting_window(lab.settings.window, 64),
-                    .stations = few_stations};
+                    .stations = Lab::stations};
     const double bare = measure(lab.bare_wire, lab.bare.pid(), load).relay_ns;
     figure->of(name).values.push_back(measure(lab.daemon_wire, lab.daemon->pid(), load).relay_ns / bare);
   }
@@ -53,7 +52,7 @@ void learn(Lab &lab, Tables &tables) {
   const std::uint32_t tenth = lab.settings.stations / 10;
   for (std::uint32_t part = 0; part < 10; ++part) {
     const double before = cpu_ns(lab.daemon->pid());
-    teach(lab.daemon_wire, few_stations + part * tenth, tenth);
+    teach(lab.daemon_wire, Lab::stations + part * tenth, tenth);
     const double used = (cpu_ns(lab.daemon->pid()) - before) / tenth;
     if (part == 0 || part == 9) {
       tables.learning.of(part == 0 ? "first tenth" : "last tenth").values.push_back(used);
@@ -65,7 +64,6 @@ void learn(Lab &lab, Tables &tables) {
 void fill_table(Lab &lab, Tables &tables, std::uint32_t round) {
   lab.restart_daemon(fmt::format("table{}", round));
   tables.rest.of("daemon").values.push_back(resident_bytes(lab) / (1 << 20));
-  teach(lab.daemon_wire, 0, few_stations);
   relay_among(lab, tables, "20 addresses");
   const double before = resident_bytes(lab);
   learn(lab, tables);
@@ -155,7 +153,7 @@ class Saturation {
  private:
   void run(Lab &lab) {
     Load load{
-        .frames = 0xFFFFFFFF, .window = fitting_window(lab.settings.window, 64), .stations = few_stations};
+        .frames = 0xFFFFFFFF, .window = fitting_window(lab.settings.window, 64), .stations = Lab::stations};
     Stream to_asic(lab.daemon_wire, load);
     load.direction = Direction::to_host;
     Stream to_host(lab.daemon_wire, load);
@@ -188,7 +186,6 @@ Figure answer_figure(Lab &lab) {
                 "ms",
                 {},
                 {{"show", "", 20}, {"configure", "", 20}}};
-  teach(lab.daemon_wire, 0, few_stations);
   Console console(lab.run_folder);
   std::vector<double> shown, configured;
   std::string failure;

@@ -29,6 +29,13 @@ void await_relay(const Wire &wire) {
   }
 }
 
+/// Lets a relay see every station and the AMM, one frame at a time, so that it knows them all.
+void meet(const Wire &wire) {
+  for (const Direction direction : {Direction::to_host, Direction::to_asic, Direction::to_host}) {
+    run_load(wire, {.direction = direction, .frames = Lab::stations, .window = 1, .stations = Lab::stations});
+  }
+}
+
 }  // namespace
 
 Lab::Lab(const Settings &wanted)
@@ -57,6 +64,7 @@ DaemonUnderTest &Lab::restart_daemon(const std::string &name) {
   daemon->start();
   daemon->wait_until_ready();
   await_relay(daemon_wire);
+  teach(daemon_wire, 0, stations);
   pin(daemon->pid(), relay_processor);
   return *daemon;
 }
@@ -68,6 +76,7 @@ void Lab::start_peers() {
     try {
       Peer peer = kind.start(folder, relay_processor);
       await_relay(peer.wire);
+      meet(peer.wire);
       peers.push_back(std::move(peer));
     } catch (const std::exception &failure) {
       absent_peers.push_back({kind.name, failure.what()});

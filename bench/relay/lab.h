@@ -36,7 +36,10 @@ class Lab {
   /// Throws chassis::Failure when the daemon or the bare loop cannot run; a peer that cannot is noted.
   explicit Lab(const Settings &settings);
 
-  /// Ends the daemon and starts another one, which knows no station; a run folder of that name is made.
+  /// The AMM and so many stations talk.
+  static constexpr std::uint32_t stations = 20;
+
+  /// Ends the daemon and starts another one, which learns these stations; a run folder of that name is made.
   DaemonUnderTest &restart_daemon(const std::string &run_folder);
 
   struct AbsentPeer {
@@ -61,7 +64,7 @@ class Lab {
 std::vector<Figure> relay_figures(Lab &lab);
 std::vector<Figure> daemon_figures(Lab &lab);
 
-/// Teaches the daemon where stations are: so many, from a first one on.
+/// Teaches a relay where stations are: so many, from a first one on.
 void teach(const Wire &wire, std::uint32_t first, std::uint32_t count);
 
 }  // namespace bench

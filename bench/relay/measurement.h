@@ -1,4 +1,4 @@
-// One load through one relay: at what cost of the relay's process, and of the generator's.
+// One load through one relay: at what cost of the relay's process.
 #pragma once
 
 #include <sys/types.h>
@@ -13,14 +13,16 @@
 namespace bench {
 
 struct Sample {
-  double relay_ns = 0;      ///< processor time of the relay a frame, in user and kernel mode
-  double generator_ns = 0;  ///< the same of the generator
+  double relay_ns = 0;  ///< processor time of the relay a frame, in user and kernel mode
   double frames_per_second = 0;
 };
 
 /// Runs the load and reads the clocks before and after. Throws chassis::Failure for an invalid run.
-/// @param relay 0 when the kernel itself relays
 Sample measure(const Wire &wire, pid_t relay, const Load &load);
+
+/// What the kernel itself costs where it relays inside the generator's calls: processor time of the calls
+/// that send, in bursts, a frame. Taking the frames back is not counted.
+double kernel_ns(const Wire &wire, const Load &load);
 
 /// Round trips of one frame at a time: out by one device, back by the other.
 /// @return how long each took, in nanoseconds, in ascending order

@@ -8,8 +8,6 @@
 namespace bench {
 namespace {
 
-constexpr std::uint32_t stations = 20;
-
 /// One contender of a figure: measured once in each round.
 struct Contestant {
   std::string name;
@@ -43,34 +41,23 @@ std::string limit_name(Direction direction, std::size_t bytes) {
                      bytes);
 }
 
-/// The kernel's bridge works inside the generator's calls: what these cost more than beside the bare loop.
-Contestant kernel_bridge(const Peer &peer, const Load &load, const double &generator_beside_bare) {
-  return {peer.name, [&peer, load, &generator_beside_bare] {
-            return measure(peer.wire, 0, load).generator_ns - generator_beside_bare;
-          }};
+Contestant contestant_of(const Peer &peer, const Load &load) {
+  if (peer.pid() == 0) {
+    return {peer.name, [&peer, load] { return kernel_ns(peer.wire, load); }};
+  }
+  return {peer.name, [&peer, load] { return measure(peer.wire, peer.pid(), load).relay_ns; }};
 }
 
 Figure saturated(Lab &lab, Direction direction, std::size_t bytes) {
-  Load load{
-      .direction = direction, .frame_bytes = bytes, .frames = lab.settings.frames, .stations = stations};
+  Load load{.direction = direction, .frame_bytes = bytes, .frames = lab.settings.frames};
   load.window = fitting_window(lab.settings.window, bytes);
   Figure figure{limit_name(direction, bytes), fmt::format("ns, {} in flight", load.window), {}, {}};
-  double generator_beside_bare = 0;
   std::vector<Contestant> contestants{
-      {"bare loop",
-       [&] {
-         const Sample sample = measure(lab.bare_wire, lab.bare.pid(), load);
-         generator_beside_bare = sample.generator_ns;
-         return sample.relay_ns;
-       }},
+      {"bare loop", [&] { return measure(lab.bare_wire, lab.bare.pid(), load).relay_ns; }},
       {"daemon", [&] { return measure(lab.daemon_wire, lab.daemon->pid(), load).relay_ns; }}};
   for (const Peer &peer : lab.peers) {
-    contestants.push_back(peer.pid() == 0 ? kernel_bridge(peer, load, generator_beside_bare)
-                                          : Contestant{peer.name, [&peer, load] {
-                                                         return measure(peer.wire, peer.pid(), load).relay_ns;
-                                                       }});
+    contestants.push_back(contestant_of(peer, load));
   }
-  (void)measure(lab.bare_wire, lab.bare.pid(), load);
   run_rounds(figure, lab.settings.rounds, contestants);
   for (const Lab::AbsentPeer &absent : lab.absent_peers) {
     figure.of(absent.name).refusal = absent.why;
@@ -143,7 +130,6 @@ std::vector<Figure> one_at_a_time(Lab &lab, std::size_t bytes) {
 }  // namespace
 
 std::vector<Figure> relay_figures(Lab &lab) {
-  teach(lab.daemon_wire, 0, stations);
   std::vector<Figure> figures;
   for (const std::size_t bytes : lab.settings.sizes) {
     for (const Direction direction : {Direction::to_asic, Direction::to_host}) {

@@ -1,10 +1,12 @@
 // A stream of frames through a relay, in one direction: makes them, and takes back and checks each that comes
 // out.
 //
-// At most `window` frames are on their way at a time; when half of them have come back, the window is
-// filled again, so that the relay finds work whenever it looks. A window is never larger than what a
-// relay's receive buffer holds, or the kernel would drop frames that the relay never saw. A frame that is
-// missing, doubled, changed or out of order makes the run invalid: it ends with a chassis::Failure.
+// Frames go in bursts of `window`, faster than a relay takes them, and the next burst goes when the last one
+// has come back: so a relay that has begun finds work until the burst is done, and whether it is a little
+// faster or slower than the generator does not decide how often it must wait. The generator looks for frames
+// without sleeping, so that no relay pays for waking it. A window is never larger than what a relay's receive
+// buffer holds, or the kernel would drop frames that the relay never saw. A frame that is missing, doubled,
+// changed or out of order makes the run invalid: it ends with a chassis::Failure.
 //
 // Of a stream that a relay is to reject, every 64th frame is a good one, the only kind that may come out:
 // it tells that those before it have been read.
@@ -48,7 +50,7 @@ class Stream {
  public:
   Stream(const Wire &wire, const Load &load);
 
-  /// Sends what the window allows and takes what has come; never waits. @return whether it did anything
+  /// Sends a burst if it is time, and takes what has come; never waits. @return whether it did anything
   bool step();
   /// Sends one frame and takes one that came out, for a frame at a time. @return whether there was one
   bool send_one();
@@ -77,7 +79,6 @@ class Stream {
   Prepared good_, rejected_, expected_;
   std::array<Bytes, asic_ports> headers_;  ///< of a frame to each port, and of a flood
   Bytes flood_header_;
-  bool refilling_ = true;
   std::uint32_t sent_ = 0;
   std::uint32_t taken_ = 0;
   std::array<std::byte, 4096> buffer_{};
