@@ -47,6 +47,8 @@ constexpr Limit limits[] = {{"trace_line", 60}};
 /// The table that the library prints, and the verdicts.
 class JudgingReporter : public benchmark::ConsoleReporter {
  public:
+  JudgingReporter() : ConsoleReporter(OO_None) {}
+
   void ReportRuns(const std::vector<Run> &runs) override {
     ConsoleReporter::ReportRuns(runs);
     for (const Run &run : runs) {
