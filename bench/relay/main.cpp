@@ -98,12 +98,13 @@ int run_outside(const Options &options, int count, char **words) {
     throw chassis::Failure(missing);
   }
   const fs::path program = own_program();
-  const chassis::RunFolder folder("bench");
+  const std::string name = fmt::format("bench-{}", getpid());
+  const chassis::RunFolder folder(name);
   std::vector<std::string> command{program.string(), "--inside", "--daemon",
                                    options.settings.daemon.string()};
   command.insert(command.end(), words + 1, words + count);
   return chassis::run_sandboxed(
-      {folder.path(), program.parent_path(), "bench", options.settings.daemon, command, {}});
+      {folder.path(), program.parent_path(), name, options.settings.daemon, command, {}});
 }
 
 void add_options(CLI::App &app, Options &options) {

@@ -181,7 +181,7 @@ bool Stream::take_one() {
 
 bool Stream::step() {
   bool moved = false;
-  if (sent_ == taken_) {
+  if (sent_ == taken_ || load_.pace == Pace::steady) {
     while (sent_ < load_.frames && sent_ - taken_ < load_.window && send_one()) {
       moved = true;
     }

@@ -29,11 +29,15 @@ const char *direction_name(Direction direction);
 /// Why a relay is to reject the frames.
 enum class Rejection { none, wrong_vlan, untagged, not_member };
 
+/// Whether a burst waits for the last one, or every frame that comes back is replaced at once.
+enum class Pace { bursts, steady };
+
 struct Load {
   Direction direction = Direction::to_asic;
   std::size_t frame_bytes = 64;  ///< of the Ethernet frame, without frame check sequence
   std::uint32_t frames = 0;
   std::uint32_t window = 128;
+  Pace pace = Pace::bursts;
   bool flood = false;               ///< to everyone instead of to stations
   std::uint32_t first_station = 0;  ///< to the ASIC: destinations; to the host: sources
   std::uint32_t stations = 1;       ///< that take turns
