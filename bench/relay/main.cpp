@@ -114,6 +114,9 @@ void add_options(CLI::App &app, Options &options) {
   app.add_option("--frames", settings.frames, "Frames of each load")->check(CLI::Range(64u, 10'000'000u));
   app.add_option("--window", settings.window, "Frames on their way at a time, at most")
       ->check(CLI::Range(2u, 400u));
+  app.add_option("--sizes", settings.sizes, "Frame lengths in bytes")
+      ->delimiter(',')
+      ->check(CLI::Range(frame_bytes_min, frame_bytes_max));
   app.add_option("--only", options.only,
                  "Only the figures of the relay beside its peers, or those of the daemon alone")
       ->check(CLI::IsMember({"relay", "daemon"}));
