@@ -5,13 +5,15 @@ usage: count.py PROGRAM            fails when a frame costs over 5 % more than s
 
 PROGRAM is frame_path, built for the target. It runs under the emulator, one instruction at a time; the cost of
 a frame is the difference between a run with 2 n frames and one with n, so that start and end do not count.
-Every run counts the same number, whatever else the machine does.
+Every run counts the same number, whatever else the machine does: the program gets a constant name and no environment,
+because these lie on its stack and so decide how the rest of it is aligned.
 """
 
 from __future__ import annotations
 
 import json
 import pathlib
+import shutil
 import subprocess
 import sys
 
@@ -22,15 +24,15 @@ TOLERANCE = 0.05
 
 def emulator() -> list[str]:
     """The emulator with a log line for every instruction; its option has two names."""
-    program = "qemu-ppc-static"
+    program = shutil.which("qemu-ppc-static") or sys.exit("count.py: qemu-ppc-static is not installed")
     help_text = subprocess.run([program, "--help"], capture_output=True, text=True, check=True).stdout
     one_at_a_time = "-one-insn-per-tb" if "-one-insn-per-tb" in help_text else "-singlestep"
     return [program, one_at_a_time, "-d", "nochain,exec", "-D", "/dev/stderr"]
 
 
-def instructions(run: list[str], kind: str, frames: int) -> int:
+def instructions(run: list[str], folder: pathlib.Path, kind: str, frames: int) -> int:
     with subprocess.Popen([*run, kind, str(frames)], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                          stderr=subprocess.PIPE) as process:
+                          stderr=subprocess.PIPE, cwd=folder, env={}) as process:
         assert process.stderr is not None
         counted = sum(line.startswith(b"Trace ") for line in process.stderr)
     if process.returncode != 0:
@@ -39,10 +41,10 @@ def instructions(run: list[str], kind: str, frames: int) -> int:
     return counted
 
 
-def count(program: str) -> dict[str, float]:
-    run = [*emulator(), program]
-    kinds = subprocess.run(["qemu-ppc-static", program], capture_output=True, text=True, check=True).stdout.split()
-    return {kind: (instructions(run, kind, 2 * FRAMES) - instructions(run, kind, FRAMES)) / FRAMES
+def count(program: pathlib.Path) -> dict[str, float]:
+    folder, run = program.resolve().parent, [*emulator(), "./" + program.name]
+    kinds = subprocess.run([run[0], run[-1]], capture_output=True, text=True, check=True, cwd=folder).stdout.split()
+    return {kind: (instructions(run, folder, kind, 2 * FRAMES) - instructions(run, folder, kind, FRAMES)) / FRAMES
             for kind in kinds}
 
 
@@ -51,7 +53,7 @@ def main() -> int:
     if len(arguments) not in (1, 2) or arguments[1:] not in ([], ["--store"]):
         print(__doc__, file=sys.stderr)
         return 2
-    counted = count(arguments[0])
+    counted = count(pathlib.Path(arguments[0]))
     if arguments[1:]:
         STORED.write_text(json.dumps(counted, indent=2) + "\n", encoding="utf-8")
     stored = json.loads(STORED.read_text(encoding="utf-8"))
