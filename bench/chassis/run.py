@@ -78,8 +78,8 @@ def stream(direction: str, seconds: int) -> dict:
 
 
 def round_trips(count: int) -> dict[str, float]:
-    done = lab.on("amm", "ping", "-n", "-q", "-i", "0.01", "-c", str(count), "-I", INTERFACE,
-                  lab.address(BLADE, INTERFACE))
+    done = lab.run("chassis", "exec", "amm", "ping", "-n", "-q", "-i", "0.01", "-c", str(count), "-I", INTERFACE,
+                   lab.address(BLADE, INTERFACE), timeout=count * 0.02 + lab.BOUND)
     figures = re.search(r"(\d+) received.*= ([0-9.]+)/([0-9.]+)/([0-9.]+)/([0-9.]+) ms", done.stdout, re.S)
     lab.require(figures is not None and int(figures.group(1)) == count, f"pings were lost: {done.stdout}")
     assert figures is not None
