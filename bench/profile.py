@@ -86,7 +86,8 @@ def stacks(data: pathlib.Path) -> Iterator[list[tuple[str, bool]]]:
         for line in sample.strip().splitlines():
             _, _, rest = line.strip().partition(" ")
             name, _, library = rest.rpartition(" (")
-            functions.append((name.split("+0x")[0].replace("(anonymous namespace)::", ""), "kernel" in library))
+            name = name.replace("(anonymous namespace)::", "").split("<")[0].split("+0x")[0]
+            functions.append((name, "kernel" in library))
         if functions:
             yield functions[::-1]
 
