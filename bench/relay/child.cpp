@@ -42,7 +42,8 @@ constexpr int not_installed = 127;
 }
 
 bool is_installed(const std::string &program) {
-  const std::string path = std::getenv("PATH") == nullptr ? "/usr/bin" : std::getenv("PATH");
+  const char *variable = std::getenv("PATH");
+  const std::string path = variable != nullptr ? variable : "/usr/bin";
   for (std::size_t start = 0; start <= path.size();) {
     const std::size_t end = std::min(path.find(':', start), path.size());
     if (access((path.substr(start, end - start) + "/" + program).c_str(), X_OK) == 0) {
