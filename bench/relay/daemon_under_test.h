@@ -1,5 +1,6 @@
 // The real daemon on the chassis's own platform services, with the benchmark where the ASIC and the AMM
-// would be: four ports with link, SoL on each, nothing else.
+// would be: twenty ports with link, SoL on each, nothing else. What an earlier one stored
+// in the same run folder, it finds.
 //
 // The services run on a thread of their own, which waits while frames are relayed.
 #pragma once
@@ -7,6 +8,7 @@
 #include <sys/types.h>
 
 #include <asio.hpp>
+#include <chrono>
 #include <filesystem>
 #include <future>
 #include <optional>
@@ -35,10 +37,15 @@ class DaemonUnderTest {
   /// Waits until it serves. Throws chassis::Failure when it does not come up.
   void wait_until_ready();
 
+  /// From the start of its process until its main loop has answered, once it is ready.
+  double start_ms() const;
+
   /// Of the daemon's process, once it is ready.
   pid_t pid();
 
  private:
+  using Clock = std::chrono::steady_clock;
+
   chassis::PlatformHooks hooks();
 
   asio::io_context loop_;
@@ -46,6 +53,7 @@ class DaemonUnderTest {
   chassis::KlmDevice klm_;
   std::promise<std::string> ready_;  ///< "" or why not
   bool told_ = false;
+  Clock::time_point started_, served_;
   chassis::Platform platform_;
   std::optional<chassis::Watch> klm_watch_;
   std::thread thread_;

@@ -1,11 +1,11 @@
-#include "bench/daemon_under_test.h"
+#include "bench/relay/daemon_under_test.h"
+
+#include "bench/relay/frames.h"
 
 #include "host/chassis/failure.h"
 
 namespace bench {
 namespace {
-
-constexpr std::uint8_t ports = 4;
 
 /// Every index that names anything; the module's loader checks the device by one that does not.
 bool is_interface(chassis::IfIndex index) { return index.value != 0; }
@@ -13,7 +13,7 @@ bool is_interface(chassis::IfIndex index) { return index.value != 0; }
 chassis::Description description() {
   chassis::Description description;
   description.name = "bench";
-  for (std::uint8_t port = 1; port <= ports; ++port) {
+  for (std::uint8_t port = 1; port <= asic_ports; ++port) {
     chassis::PortDescription one;
     one.port = {port};
     one.vlans = {chassis::sol_vlan};
@@ -33,6 +33,7 @@ chassis::PlatformHooks DaemonUnderTest::hooks() {
   const auto tell = [this](const std::string &why) {
     if (!told_) {
       told_ = true;
+      served_ = Clock::now();
       ready_.set_value(why);
     }
   };
@@ -48,6 +49,7 @@ void DaemonUnderTest::start() {
     klm_.serve();
     return chassis::ReadResult::nothing;
   });
+  started_ = Clock::now();
   if (const std::string refusal = platform_.start(); !refusal.empty()) {
     throw chassis::Failure(refusal);
   }
@@ -58,6 +60,10 @@ void DaemonUnderTest::wait_until_ready() {
   if (const std::string refusal = ready_.get_future().get(); !refusal.empty()) {
     throw chassis::Failure(refusal);
   }
+}
+
+double DaemonUnderTest::start_ms() const {
+  return std::chrono::duration<double, std::milli>(served_ - started_).count();
 }
 
 pid_t DaemonUnderTest::pid() {

@@ -1,0 +1,145 @@
+"""Draws where the daemon's processor time goes while it relays, as a flame graph.
+
+usage: profile.py [SVG]        docs/relay.svg without SVG
+
+Runs the relay's benchmark and samples the daemon's stacks with perf, which needs linux-perf and a kernel that lets this
+user count. In the picture a box is a function, as wide as its share of the time, upon the function that called it;
+pointing at a box tells its name and share. Kernel functions are blue, the daemon's and its library's are orange.
+"""
+
+from __future__ import annotations
+
+import html
+import pathlib
+import subprocess
+import sys
+import tempfile
+import time
+from collections.abc import Iterator
+from dataclasses import dataclass, field
+
+ROOT = pathlib.Path(__file__).resolve().parents[1]
+BENCH = ROOT / "build/host/bin/relay_bench"
+SECONDS, BOUND = 12, 20.0
+WIDTH, ROW, MARGIN, TEXT_WIDTH = 1200, 17, 30, 7
+KERNEL, USER = "#9db8d9", "#e8b06a"
+
+
+@dataclass
+class Frame:
+    """A function, called from another one; the samples taken in it and in what it called."""
+    name: str
+    kernel: bool
+    samples: int = 0
+    callees: dict[str, Frame] = field(default_factory=dict)
+
+    def callee(self, name: str, kernel: bool) -> Frame:
+        return self.callees.setdefault(name, Frame(name, kernel))
+
+    def depth(self) -> int:
+        return 1 + max((callee.depth() for callee in self.callees.values()), default=0)
+
+
+def parent(pid: int) -> int:
+    try:
+        return int(pathlib.Path(f"/proc/{pid}/stat").read_text(encoding="ascii").rsplit(")", 1)[1].split()[1])
+    except (OSError, IndexError):
+        return 0
+
+
+def descends_from(pid: int, ancestor: int) -> bool:
+    while pid > 1 and pid != ancestor:
+        pid = parent(pid)
+    return pid == ancestor
+
+
+def daemon_of(bench: subprocess.Popen) -> int:
+    deadline = time.monotonic() + BOUND
+    while time.monotonic() < deadline and bench.poll() is None:
+        found = subprocess.run(["pgrep", "-x", "tesk"], capture_output=True, text=True, check=False).stdout.split()
+        for pid in map(int, found):
+            if descends_from(pid, bench.pid):
+                return pid
+        time.sleep(0.05)
+    sys.exit("profile.py: the benchmark started no daemon; run bench/run --quick relay to see why")
+
+
+def record(data: pathlib.Path) -> None:
+    command = [str(BENCH), "--only", "relay", "--rounds", "1", "--frames", "400000", "--sizes", "64"]
+    with subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as bench:
+        try:
+            done = subprocess.run(["perf", "record", "--event", "cpu-clock", "--freq", "4999", "--call-graph", "dwarf,4096",
+                                   "--pid", str(daemon_of(bench)), "--output", str(data), "--", "sleep", str(SECONDS)],
+                                  capture_output=True, text=True, check=False)
+        finally:
+            bench.terminate()
+    if done.returncode != 0:
+        sys.exit(f"profile.py: perf cannot sample here: {done.stderr.strip().splitlines()[-1]}")
+
+
+def stacks(data: pathlib.Path) -> Iterator[list[tuple[str, bool]]]:
+    """Each sample's functions, outermost first, and whether each is the kernel's."""
+    text = subprocess.run(["perf", "script", "--no-inline", "--fields", "ip,sym,dso", "--input", str(data)],
+                          capture_output=True, text=True, check=True).stdout
+    for sample in text.split("\n\n"):
+        functions = []
+        for line in sample.strip().splitlines():
+            _, _, rest = line.strip().partition(" ")
+            name, _, library = rest.rpartition(" (")
+            name = name.replace("(anonymous namespace)::", "").split("<")[0].split("+0x")[0]
+            functions.append((name, "kernel" in library))
+        if functions:
+            yield functions[::-1]
+
+
+def tree_of(data: pathlib.Path) -> Frame:
+    root = Frame("all", False)
+    for functions in stacks(data):
+        root.samples += 1
+        frame = root
+        for name, kernel in functions:
+            frame = frame.callee(name, kernel)
+            frame.samples += 1
+    return root
+
+
+def boxes(frame: Frame, total: int, left: float, level: int, bottom: int) -> Iterator[str]:
+    width = WIDTH * frame.samples / total
+    if width < 1:
+        return
+    top = bottom - (level + 1) * ROW
+    label = frame.name if len(frame.name) * TEXT_WIDTH < width else frame.name[: max(0, int(width / TEXT_WIDTH) - 1)]
+    name, share = html.escape(frame.name), 100 * frame.samples / total
+    yield (f'<g><title>{name}: {share:.1f} %</title><rect x="{left:.1f}" y="{top}" width="{width:.1f}" height="{ROW - 1}" '
+           f'fill="{KERNEL if frame.kernel else USER}"/><text x="{left + 2:.1f}" y="{top + 12}">{html.escape(label)}</text></g>')
+    for callee in sorted(frame.callees.values(), key=lambda callee: callee.name):
+        yield from boxes(callee, total, left, level + 1, bottom)
+        left += WIDTH * callee.samples / total
+
+
+def picture(root: Frame) -> str:
+    height = root.depth() * ROW + MARGIN
+    parts = "\n".join(boxes(root, root.samples, 0, 0, height))
+    return (f'<svg xmlns="http://www.w3.org/2000/svg" width="{WIDTH}" height="{height}" font-family="monospace" '
+            f'font-size="11">\n<text x="4" y="16">tesk relaying frames of 64 bytes: {root.samples} samples of its processor '
+            f'time</text>\n{parts}\n</svg>\n')
+
+
+def main() -> int:
+    if len(sys.argv) > 2 or sys.argv[1:2] in (["-h"], ["--help"]):
+        print(__doc__, file=sys.stderr)
+        return 2
+    target = pathlib.Path(sys.argv[1]) if len(sys.argv) == 2 else ROOT / "docs/relay.svg"
+    with tempfile.TemporaryDirectory() as folder:
+        data = pathlib.Path(folder) / "perf.data"
+        record(data)
+        root = tree_of(data)
+    if root.samples == 0:
+        sys.exit("profile.py: no sample was taken; does this kernel count processor time for others?")
+    target.write_text(picture(root), encoding="utf-8")
+    print(f"{target}: {root.samples} samples")
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,48 @@
+// The frames of the benchmark, byte by byte as they stand on either device.
+//
+// Every frame carries its number behind its addresses, tag and type, so that one that is missing, doubled,
+// changed or out of order is seen. Stations have numbers too: station n was learnt on ASIC port n % 20.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace bench {
+
+using Bytes = std::vector<std::byte>;
+using Mac = std::array<std::uint8_t, 6>;
+
+inline constexpr std::uint16_t sol_vlan = 4095;
+inline constexpr std::uint16_t foreign_vlan = 7;  ///< nobody carries it
+inline constexpr std::uint8_t asic_ports = 20;
+
+inline constexpr Mac amm{0x02, 0, 0, 0, 0, 1};
+inline constexpr Mac everyone{0xff, 0xff, 0xff, 0xff, 0xff, 0xff};
+Mac station(std::uint32_t number);
+inline std::uint8_t port_of_station(std::uint32_t number) {
+  return static_cast<std::uint8_t>(number % asic_ports);
+}
+
+/// Smallest frame on a wire, and the largest of the benchmark.
+inline constexpr std::size_t frame_bytes_min = 60;
+inline constexpr std::size_t frame_bytes_max = 1522;
+
+/// Where a frame's number stands, in one that has a tag and in one that has none.
+inline constexpr std::size_t number_in_tagged = 18;
+inline constexpr std::size_t number_in_untagged = 14;
+
+Bytes tagged_frame(std::uint16_t vlan, std::size_t bytes);
+Bytes untagged_frame(std::size_t bytes);
+void set_destination(std::span<std::byte> frame, const Mac &mac);
+void set_source(std::span<std::byte> frame, const Mac &mac);
+
+/// What the ASIC puts in front of a frame that it sends up.
+Bytes to_host_header(std::uint8_t ingress_port, std::uint16_t vlan, bool tagged);
+
+/// What the daemon puts in front of a frame: one port, or all of a flood.
+Bytes from_host_header(std::uint32_t ltl, bool flood);
+
+}  // namespace bench

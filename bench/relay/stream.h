@@ -1,0 +1,99 @@
+// A stream of frames through a relay, in one direction: makes them, and takes back and checks each that comes
+// out.
+//
+// Frames go in bursts of `window`, faster than a relay takes them, and the next burst goes when the last one
+// has come back: so a relay that has begun finds work until the burst is done, and whether it is a little
+// faster or slower than the generator does not decide how often it must wait. The generator looks for frames
+// without sleeping, so that no relay pays for waking it. A window is never larger than what a relay's receive
+// buffer holds, or the kernel would drop frames that the relay never saw. A frame that is missing, doubled,
+// changed or out of order makes the run invalid: it ends with a chassis::Failure.
+//
+// Of a stream that a relay is to reject, every 64th frame is a good one, the only kind that may come out:
+// it tells that those before it have been read.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <optional>
+
+#include "bench/relay/wire.h"
+
+namespace bench {
+
+enum class Direction {
+  to_asic,  ///< from the management device to the in-band device
+  to_host   ///< from the in-band device to the management device
+};
+const char *direction_name(Direction direction);
+
+/// Why a relay is to reject the frames.
+enum class Rejection { none, wrong_vlan, untagged, not_member };
+
+/// Whether a burst waits for the last one, or every frame that comes back is replaced at once.
+enum class Pace { bursts, steady };
+
+struct Load {
+  Direction direction = Direction::to_asic;
+  std::size_t frame_bytes = 64;  ///< of the Ethernet frame, without frame check sequence
+  std::uint32_t frames = 0;
+  std::uint32_t window = 128;
+  Pace pace = Pace::bursts;
+  bool flood = false;               ///< to everyone instead of to stations
+  std::uint32_t first_station = 0;  ///< to the ASIC: destinations; to the host: sources
+  std::uint32_t stations = 1;       ///< that take turns
+  Rejection rejection = Rejection::none;
+};
+
+/// The largest window up to `limit` that fits a socket's receive buffer.
+std::uint32_t fitting_window(std::uint32_t limit, std::size_t frame_bytes);
+
+/// Bytes of the good frames in a stream of rejected ones, whose frames are longer.
+inline constexpr std::size_t good_frame_bytes = frame_bytes_min;
+
+class Stream {
+ public:
+  Stream(const Wire &wire, const Load &load);
+
+  /// Sends a burst if it is time, and takes what has come; never waits. @return whether it did anything
+  bool step();
+  /// Sends one frame and takes one that came out, for a frame at a time. @return whether there was one
+  bool send_one();
+  bool take_one();
+
+  bool done() const { return taken_ == load_.frames; }
+  std::uint32_t sent() const { return sent_; }
+  std::uint32_t taken() const { return taken_; }  ///< that are known to have been relayed or rejected
+  int way_out() const { return way_out_; }
+
+ private:
+  struct Prepared {
+    Bytes bytes;
+    std::size_t frame_at = 0, number_at = 0;
+  };
+
+  bool is_good(std::uint32_t number) const { return (number + 1) % stride_ == 0; }
+  const Prepared &sent_frame(std::uint32_t number);
+  void address(Prepared &prepared, std::uint32_t number) const;
+  const Bytes &expected_frame(std::uint32_t number);
+
+  Load load_;
+  Shape shape_;
+  int entrance_, way_out_;
+  std::uint32_t stride_;
+  Prepared good_, rejected_, expected_;
+  std::array<Bytes, asic_ports> headers_;  ///< of a frame to each port, and of a flood
+  Bytes flood_header_;
+  std::uint32_t sent_ = 0;
+  std::uint32_t taken_ = 0;
+  std::array<std::byte, 4096> buffer_{};
+};
+
+/// Runs a stream to its end. @return how long it took
+std::chrono::nanoseconds run_load(const Wire &wire, const Load &load);
+
+/// Sends frames until one comes out, for a relay that may not yet be there. @return when it came; nothing
+/// when the deadline came first
+std::optional<std::chrono::steady_clock::time_point> await_first_frame(
+    const Wire &wire, std::chrono::steady_clock::time_point deadline);
+
+}  // namespace bench
