@@ -118,6 +118,12 @@ because = "nobody looks"
 """ for original in ("g(1);", "g(3);")))
         self.assertEqual(explanations.stale([present, gone], operators.mutations(source("g(1);"))), [gone])
 
+    def test_a_star_stands_for_every_change_of_a_line(self):
+        [any_change] = self.given("[[equivalent]]\nfile = 'tesk/tesk_x.cpp'\noriginal = 'g(1);'\nchanged = '*'\nbecause = 'dead'\n")
+        self.assertTrue(all(any_change.covers(one) for one in operators.mutations(source("g(1);"))))
+        self.assertFalse(any(any_change.covers(one) for one in operators.mutations(source("g(2);"))))
+        self.assertEqual(explanations.stale([any_change], operators.mutations(source("g(1);"))), [])
+
     def test_an_explanation_needs_its_reason(self):
         with self.assertRaisesRegex(explanations.Malformed, "explanation 1 has to have because"):
             self.given("[[equivalent]]\nfile = 'a'\noriginal = 'b'\nchanged = 'c'\n")

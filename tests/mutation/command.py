@@ -68,6 +68,8 @@ def parser() -> argparse.ArgumentParser:
     made.add_argument("--list", action="store_true", help="show the mutations, run nothing")
     made.add_argument("--jobs", type=count, default=2, help="mutants at the same time (2)")
     made.add_argument("--survivors", action="store_true", help="try again what survived the last run; keep its other results")
+    made.add_argument("--plain", action="store_true", help="do not look at survivors again under the sanitizers: quicker, and"
+                      " more survive")
     made.add_argument("--fresh", action="store_true", help="forget what an earlier run tried")
     made.add_argument("--root", type=pathlib.Path, default=root, help="the checkout (the one that this command is in)")
     made.add_argument("--output", type=pathlib.Path, help="the output folder (build/mutation of the checkout)")
@@ -107,13 +109,13 @@ def measure(options: argparse.Namespace, every: list[Mutation], mutations: list[
     if options.fresh:
         (folder / "journal.jsonl").unlink(missing_ok=True)
     copy_sources(options.root, folder / "copy")
-    bench = Bench(Workshop(folder, PLAIN), Workshop(folder, SANITIZED), folder)
+    bench = Bench([Workshop(folder, flavour) for flavour in ([PLAIN] if options.plain else [PLAIN, SANITIZED])], folder)
     bench.ready(bench.workshops[0], options.jobs)
     journal = Journal(folder / "journal.jsonl", fingerprint(options.root), options.survivors)
     if options.survivors:
         mutations = [one for one in every if one.key in journal.known]
     run(bench, mutations, journal, options.jobs)
-    outcome = report.Outcome(mutations, journal.results, explanations.reasons(explained))
+    outcome = report.Outcome(mutations, journal.results, explained)
     stale = explanations.stale(explained, every)
     seconds = time.monotonic() - started
     settings = {"seed": options.seed, "count": len(mutations), "files": options.file, "kinds": options.kind}

@@ -4,11 +4,12 @@ They stand in a TOML file, one table for each, known by file and text and so ind
 
     [[equivalent]]
     file = "tesk/tesk_x.cpp"
-    original = 'free(entry);'
-    changed = ';'
+    original = 'int done = 0;'
+    changed = 'int done = 1;'
     because = "one line that says why no observer can tell"
 
-An explanation whose mutation does not exist any more is stale; one whose mutation is caught is wrong.
+`changed = "*"` stands for every change of that line. An explanation whose line or change does not exist any more is
+stale, and so is one whose mutations are all caught.
 """
 
 from __future__ import annotations
@@ -20,6 +21,7 @@ from collections.abc import Iterable
 
 from mutation import Mutation
 
+ANY = "*"
 FIELDS = {"file", "original", "changed", "because"}
 
 
@@ -38,6 +40,9 @@ class Explanation:
     def text(self) -> tuple[str, str, str]:
         return self.file, self.original, self.changed
 
+    def covers(self, mutation: Mutation) -> bool:
+        return (self.file, self.original) == (mutation.file, mutation.original) and self.changed in (ANY, mutation.changed)
+
 
 def read(path: pathlib.Path) -> list[Explanation]:
     if not path.exists():
@@ -52,10 +57,10 @@ def read(path: pathlib.Path) -> list[Explanation]:
     return [Explanation(**entry) for entry in entries]
 
 
-def reasons(explanations: Iterable[Explanation]) -> dict[tuple[str, str, str], str]:
-    return {one.text: one.because for one in explanations}
+def of(mutation: Mutation, explanations: Iterable[Explanation]) -> Explanation | None:
+    return next((one for one in explanations if one.covers(mutation)), None)
 
 
 def stale(explanations: Iterable[Explanation], candidates: Iterable[Mutation]) -> list[Explanation]:
-    present = {mutation.text for mutation in candidates}
+    present = {(one.file, one.original, changed) for one in candidates for changed in (one.changed, ANY)}
     return [one for one in explanations if one.text not in present]

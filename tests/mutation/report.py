@@ -6,6 +6,7 @@ import collections
 import json
 import pathlib
 
+import explanations
 from explanations import Explanation
 from mutation import Mutation
 from trial import CAUGHT, INVALID, SAME, SURVIVED
@@ -17,22 +18,24 @@ COLUMNS = ("made", INVALID, SAME, "counted", CAUGHT, EXPLAINED, SURVIVED)
 class Outcome:
     """The mutations that were tried, with what became of each."""
 
-    def __init__(self, mutations: list[Mutation], results: dict[str, dict], reasons: dict[tuple[str, str, str], str]):
-        self.reasons = reasons
+    def __init__(self, mutations: list[Mutation], results: dict[str, dict], known: list[Explanation]):
         self.results = results
         self.mutations = [mutation for mutation in mutations if mutation.key in results]
+        explained = {mutation.key: explanations.of(mutation, known) for mutation in self.mutations}
+        self.explanation = {key: one for key, one in explained.items() if one is not None}
 
     def of(self, mutation: Mutation) -> str:
         outcome = self.results[mutation.key]["outcome"]
-        return EXPLAINED if outcome == SURVIVED and mutation.text in self.reasons else outcome
+        return EXPLAINED if outcome == SURVIVED and mutation.key in self.explanation else outcome
 
     def that(self, outcome: str) -> list[Mutation]:
         return [mutation for mutation in self.mutations if self.of(mutation) == outcome]
 
-    def explained_in_vain(self) -> list[Mutation]:
-        """Mutations that are explained as equivalent and caught all the same."""
-        survivors = {one.text for one in self.that(EXPLAINED)}
-        return [one for one in self.that(CAUGHT) if one.text in self.reasons and one.text not in survivors]
+    def explained_in_vain(self) -> list[Explanation]:
+        """Explanations of mutations that were tried and all caught."""
+        needed = [self.explanation[mutation.key] for mutation in self.that(EXPLAINED)]
+        found = [self.explanation[mutation.key] for mutation in self.that(CAUGHT) if mutation.key in self.explanation]
+        return [one for one in dict.fromkeys(found) if one not in needed]
 
     def counts(self, mutations: list[Mutation]) -> dict[str, int]:
         tally = collections.Counter(self.of(mutation) for mutation in mutations)
@@ -66,11 +69,11 @@ def shown(mutation: Mutation) -> str:
 def text(outcome: Outcome, stale: list[Explanation], seconds: float) -> str:
     total = outcome.counts(outcome.mutations)
     parts = [table("kind", outcome.by("kind"), total), table("file", outcome.by("file"), total)]
-    for title, mutations in (("Survived", outcome.that(SURVIVED)), ("Explained, yet caught", outcome.explained_in_vain())):
-        if mutations:
-            parts.append(f"{title}:\n" + "\n".join(shown(mutation) for mutation in mutations))
-    if stale:
-        parts.append("Explanations without a mutation:\n" + "\n".join(f"{one.file}: {one.original}" for one in stale))
+    if outcome.that(SURVIVED):
+        parts.append("Survived:\n" + "\n".join(map(shown, outcome.that(SURVIVED))))
+    for title, known in (("Explained, yet caught", outcome.explained_in_vain()), ("Explained, yet no mutation", stale)):
+        if known:
+            parts.append(f"{title}:\n" + "\n".join(f"{one.file}:\n    - {one.original}\n    + {one.changed}" for one in known))
     parts.append(f"{total[CAUGHT]} of {total['counted']} mutations caught ({share(total):.1f} %), {total[EXPLAINED]} explained,"
                  f" {total[SURVIVED]} survived; {seconds / 60:.1f} minutes")
     return "\n\n".join(parts)
@@ -83,8 +86,13 @@ def record(outcome: Outcome, stale: list[Explanation], settings: dict, seconds: 
         "by_kind": outcome.by("kind"), "by_file": outcome.by("file"), "stale": [vars(one) for one in stale],
         "mutations": [{"file": one.file, "line": one.line, "kind": one.kind, "original": one.original,
                        "changed": one.changed, "outcome": outcome.of(one), "by": outcome.results[one.key]["by"],
-                       "because": outcome.reasons.get(one.text, "")} for one in outcome.mutations],
+                       "because": because(outcome, one)} for one in outcome.mutations],
     }
+
+
+def because(outcome: Outcome, mutation: Mutation) -> str:
+    known = outcome.explanation.get(mutation.key)
+    return known.because if known is not None and outcome.of(mutation) == EXPLAINED else ""
 
 
 def write(path: pathlib.Path, value: dict) -> None:

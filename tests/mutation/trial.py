@@ -33,8 +33,8 @@ PATIENCE = 100.0  # wall time for each second of processor time, on a machine th
 class Bench:
     """Tries mutants, any number of them at the same time."""
 
-    def __init__(self, plain: Workshop, sanitized: Workshop, folder: pathlib.Path):
-        self.workshops = (plain, sanitized)
+    def __init__(self, workshops: list[Workshop], folder: pathlib.Path):
+        self.workshops = workshops  # the plain one first
         self.folder = folder
         self.limits: dict[str, int] = {}
         self.making_ready = threading.Lock()

@@ -115,8 +115,21 @@ TEST_F(CinCommand, ForARangeThatRunsBackwardsDoesNothingAndSucceeds) {
   expect(lines(started(0), ok()));
 }
 
+TEST_F(CinCommand, ForARangeOfNumbersAboveEveryVlanThatRunsBackwardsSucceedsToo) {
+  configure(Ranges{{5000, 4500}});
+  expect(lines(started(0), ok()));
+}
+
+TEST_F(CinCommand, ForOneNumberAboveEveryVlanAmongOthersFailsInPart) {
+  configure({{10, 10}, {4096, 4096}});
+  expect(lines(started(0), added(10), feature_set("10", 1000), set_succeeded(), rejected({}),
+               nok("Failed to configure VLAN(s)  as CIN VLAN(s)\n")));
+}
+
 TEST_F(CinCommand, ForNoRangesDoesNothingAndSucceeds) {
   configure(Ranges{});
+  expect(lines(started(0), ok()));
+  configure(Payload().u32(0).u32(0));
   expect(lines(started(0), ok()));
 }
 
@@ -129,6 +142,9 @@ TEST_F(CinCommand, SucceedsThoughTheVlanManagerCannotBeTold) {
 }
 
 TEST_F(CinCommand, WithoutAListIsRefused) {
+  run_command({.id = 3}, tesk_cli_process_cin_cfg);
+  expect({nok("attribute missing: vlan list"), error(command, "failed to get vlan range in req")});
+  when("cmd_req_attr_get").once().returns(0);
   run_command({.id = 3}, tesk_cli_process_cin_cfg);
   expect({nok("attribute missing: vlan list"), error(command, "failed to get vlan range in req")});
 }
@@ -153,6 +169,16 @@ TEST_F(CinCommand, WithMoreRangesThanItHoldsIsRefused) {
     expect({nok("Invalid VLAN list\n"),
             error_of(command, ": VLAN list of the CIN VLAN command cut short: 520 bytes\n")});
   }
+}
+
+TEST_F(CinCommand, WithMoreRangesThanACommandHasIsRefusedThoughTheyAreThere) {
+  const Ranges ranges(65, {10, 10});
+  Payload list;
+  list.u32(0).u32(65);
+  for (const auto &[lower, upper] : ranges) list.u32(lower).u32(upper);
+  configure(list);
+  expect({nok("Invalid VLAN list\n"),
+          error_of(command, ": VLAN list of the CIN VLAN command cut short: 528 bytes\n")});
 }
 
 TEST_F(CinCommand, WithoutMemoryForAFeatureMapFails) {
@@ -244,10 +270,24 @@ TEST_F(NoCinCommand, CutsATextOfManyFailedVlansToItsBuffer) {
   ignore_rest();
 }
 
+TEST_F(NoCinCommand, NeverFillsTheLastByteOfItsBufferWithText) {
+  Ranges odd = {{10, 10}, {901, 901}};
+  for (uint32_t vlan = 1001; odd.size() < 27; vlan += 2) odd.emplace_back(vlan, vlan);
+  no_configure(odd);
+  std::string text = "901";  // with 25 more it would be 128 long
+  for (uint32_t vlan = 1001; vlan <= 1047; vlan += 2) text += "," + std::to_string(vlan);
+  EXPECT_EQ(count_of(nok("Failed to delete CIN VLAN(s) " + text + "\n")), 1u);
+  ignore_rest();
+}
+
 /* ---- the multi-range ---- */
 
 class MultiRange : public DaemonTest {
  protected:
+  static uint32_t low_word(const void *pointer) {
+    return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(pointer));
+  }
+
   Ranges built_from(const std::vector<uint32_t> &vlans) {
     const vlan_bitset_t set = vlan_set(vlans);
     EXPECT_TRUE(tesk_build_vlan_mrange(&set, &range));
@@ -296,17 +336,20 @@ TEST_F(MultiRange, IsNotBuiltFromOrIntoNothing) {
   const vlan_bitset_t set = vlan_set({1});
   EXPECT_FALSE(tesk_build_vlan_mrange(nullptr, nullptr));
   expect({error("tesk_build_vlan_mrange", "Invalid argument: vlan_bmp_p = 0x0, mrange_p = 0x0\n")});
+  const char *const builder = "tesk_build_vlan_mrange";
   EXPECT_FALSE(tesk_build_vlan_mrange(nullptr, &range));
+  expect({error(builder, format("Invalid argument: vlan_bmp_p = 0x0, mrange_p = 0x%x\n", low_word(&range)))});
   EXPECT_FALSE(tesk_build_vlan_mrange(&set, nullptr));
+  expect({error(builder, format("Invalid argument: vlan_bmp_p = 0x%x, mrange_p = 0x0\n", low_word(&set)))});
   EXPECT_EQ(range.range_count, 7u);
-  ignore_rest();
 }
 
 TEST_F(MultiRange, IsNotAttachedToOrFromNothing) {
   EXPECT_FALSE(tesk_set_failed_mrange(nullptr, nullptr));
   expect({error("tesk_set_failed_mrange", "Invalid argument: hndl = 0x0, rej_mrange_p = 0x0\n")});
   EXPECT_FALSE(tesk_set_failed_mrange(nullptr, &range));
-  ignore_rest();
+  expect({error("tesk_set_failed_mrange",
+                format("Invalid argument: hndl = 0x0, rej_mrange_p = 0x%x\n", low_word(&range)))});
 }
 
 }  // namespace
