@@ -4,6 +4,8 @@ from __future__ import annotations
 
 import argparse
 import concurrent.futures
+import fcntl
+import os
 import pathlib
 import sys
 import time
@@ -87,6 +89,15 @@ def chosen(options: argparse.Namespace, every: list[Mutation]) -> list[Mutation]
     return choose(every, options.count, options.seed)
 
 
+def only_one(folder: pathlib.Path) -> None:
+    """Takes the output folder until the process ends."""
+    lock = os.open(folder / "lock", os.O_CREAT | os.O_RDWR)  # stays open
+    try:
+        fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+    except BlockingIOError:
+        raise Unusable(f"another run works in {folder}; wait for it, or give another folder with --output") from None
+
+
 def run(bench: Bench, mutations: list[Mutation], journal: Journal, jobs: int) -> None:
     waiting = [mutation for mutation in mutations if mutation.key not in journal.results]
     progress = Progress(len(waiting))
@@ -106,6 +117,7 @@ def measure(options: argparse.Namespace, every: list[Mutation], mutations: list[
     started = time.monotonic()
     folder = (options.output or options.root / "build" / "mutation").resolve()
     folder.mkdir(parents=True, exist_ok=True)
+    only_one(folder)
     if options.fresh:
         (folder / "journal.jsonl").unlink(missing_ok=True)
     copy_sources(options.root, folder / "copy")

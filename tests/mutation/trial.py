@@ -1,12 +1,17 @@
 """One mutant's fate: built, run, and looked at twice when nothing noticed it.
 
+A changed header concerns nearly every test as well, and tests compile slowly. So the daemon is built with it first, and
+then the one test that noticed: what it still notices is caught. All tests are built only when that leaves a doubt.
+
 A mutant that the unit tests pass is compiled once more, optimised: one whose code is the original's to the byte is no
 change at all. What is left runs under the sanitizers, whose suite is a part of the tests too.
 """
 
 from __future__ import annotations
 
+import dataclasses
 import pathlib
+import re
 import resource
 import shutil
 import signal
@@ -16,7 +21,7 @@ import threading
 import time
 
 from mutation import Mutation
-from workshop import PLAIN, Broken, Workshop
+from workshop import PLAIN, Broken, Compilation, Workshop
 
 INVALID = "does not compile"
 SAME = "same code"
@@ -28,6 +33,17 @@ MEMORY_BYTES = 2 << 30
 SECONDS_AT_LEAST = 1.0  # processor time; a loop ends there
 TIMES_THE_ORIGINAL = 20.0
 PATIENCE = 100.0  # wall time for each second of processor time, on a machine that others use as well
+
+
+@dataclasses.dataclass(frozen=True)
+class Run:
+    passed: bool
+    by: str = ""  # the first test that failed, or how the program ended
+    file: str = ""  # where that test failed
+
+
+class Invalid(Exception):
+    """The mutant does not compile."""
 
 
 class Bench:
@@ -45,65 +61,35 @@ class Bench:
             if workshop.flavour in self.limits:
                 return
             workshop.prepare(jobs)
-            said = self.measure(workshop)
-            if said:
-                raise Broken(f"the unit tests fail without any mutation: {said}")
+            before = resource.getrusage(resource.RUSAGE_CHILDREN).ru_utime
+            run = self.run(workshop, workshop.program, seconds=60)
+            used = resource.getrusage(resource.RUSAGE_CHILDREN).ru_utime - before
+            if not run.passed:
+                raise Broken(f"the unit tests fail without any mutation: {run.by}")
+            self.limits[workshop.flavour] = int(max(SECONDS_AT_LEAST, TIMES_THE_ORIGINAL * used)) + 1
 
-    def measure(self, workshop: Workshop) -> str:
-        """Runs the original and sets the limit of its mutants. @return what it said if it failed"""
-        self.limits[workshop.flavour] = 60
-        before = resource.getrusage(resource.RUSAGE_CHILDREN).ru_utime
-        passed, said = self.passes(workshop, workshop.program)
-        used = resource.getrusage(resource.RUSAGE_CHILDREN).ru_utime - before
-        self.limits[workshop.flavour] = int(max(SECONDS_AT_LEAST, TIMES_THE_ORIGINAL * used)) + 1
-        return "" if passed else said
-
-    def passes(self, workshop: Workshop, program: pathlib.Path) -> tuple[bool, str]:
-        seconds = self.limits[workshop.flavour]
+    def run(self, workshop: Workshop, program: pathlib.Path, seconds: int, only: str = "*") -> Run:
         limited = ["prlimit", f"--cpu={seconds}", "--core=0"]
         if workshop.flavour == PLAIN:  # the sanitizers reserve addresses far beyond
             limited.append(f"--as={MEMORY_BYTES}")
         with tempfile.TemporaryFile(dir=self.folder) as output:
             try:
-                status = subprocess.run([*limited, program, *ARGUMENTS], stdin=subprocess.DEVNULL, stdout=output,
-                                        stderr=output, cwd=program.parent, timeout=seconds * PATIENCE).returncode
+                status = subprocess.run([*limited, program, *ARGUMENTS, f"--gtest_filter={only}"], stdin=subprocess.DEVNULL,
+                                        stdout=output, stderr=output, cwd=program.parent, timeout=seconds * PATIENCE).returncode
             except subprocess.TimeoutExpired:
-                return False, "does not end"
+                return Run(False, "does not end")
             if status in (-signal.SIGXCPU, -signal.SIGKILL):
-                return False, "does not end"
+                return Run(False, "does not end")
             output.seek(0)
-            return status == 0, noticed(output.read(1 << 20).decode(errors="replace"), status)
-
-    def build(self, workshop: Workshop, mutation: Mutation, place: pathlib.Path) -> pathlib.Path | None:
-        objects = {}
-        for command, target, original in workshop.compile_commands(mutation, place):
-            if not succeeds(workshop, command):
-                return None
-            objects[original] = target
-        program = place / workshop.flavour / "program"
-        program.parent.mkdir()
-        return program if succeeds(workshop, workshop.link_command(objects, program)) else None
-
-    def is_same_code(self, mutation: Mutation, place: pathlib.Path) -> bool:
-        """Optimised, the mutant's objects are the original's to the byte."""
-        plain = self.workshops[0]
-        other = place / "original"
-        (other / "overlay").mkdir(parents=True)
-        for (mutant, target, _), (original, expected, _) in zip(plain.compile_commands(mutation, place, "-O2"),
-                                                                plain.compile_commands(mutation, other, "-O2")):
-            source = original.index("-c") + 1
-            original[source] = original[source].replace(str(other / "overlay"), str(plain.copy))
-            if not succeeds(plain, mutant) or not succeeds(plain, original):
-                return False
-            if pathlib.Path(target).read_bytes() != pathlib.Path(expected).read_bytes():
-                return False
-        return True
+            return judged(output.read(1 << 20).decode(errors="replace"), status)
 
     def try_out(self, mutation: Mutation) -> dict:
         started = time.monotonic()
         place = pathlib.Path(tempfile.mkdtemp(prefix="mutant-", dir=self.folder))
         try:
             outcome, by = self.fate(mutation, place)
+        except Invalid:
+            outcome, by = INVALID, ""
         finally:
             shutil.rmtree(place, ignore_errors=True)
         return {"key": mutation.key, "outcome": outcome, "by": by, "seconds": round(time.monotonic() - started, 2)}
@@ -111,30 +97,71 @@ class Bench:
     def fate(self, mutation: Mutation, place: pathlib.Path) -> tuple[str, str]:
         changed = place / "overlay" / mutation.file
         changed.parent.mkdir(parents=True)
-        changed.write_text(mutation.applied((self.workshops[0].copy / mutation.file).read_text(encoding="utf-8")),
-                           encoding="utf-8")
+        original = (self.workshops[0].copy / mutation.file).read_text(encoding="utf-8")
+        changed.write_text(mutation.applied(original), encoding="utf-8")
         for workshop in self.workshops:
             self.ready(workshop, jobs=1)
-            program = self.build(workshop, mutation, place)
-            if program is None:
-                return INVALID, ""
-            passed, by = self.passes(workshop, program)
-            if not passed:
-                return CAUGHT, by
-            if workshop.flavour == PLAIN and self.is_same_code(mutation, place):
+            run = self.tests(workshop, mutation, place)
+            if not run.passed:
+                return CAUGHT, run.by
+            if workshop.flavour == PLAIN and is_same_code(workshop, mutation, place):
                 return SAME, ""
         return SURVIVED, ""
+
+    def tests(self, workshop: Workshop, mutation: Mutation, place: pathlib.Path) -> Run:
+        """Runs the tests of the mutant, all of which are built only when fewer do not settle it."""
+        limit = self.limits[workshop.flavour]
+        every = workshop.affected(mutation.file)
+        parts = [one for one in every if workshop.is_library_part(one)]
+        run = self.run(workshop, build(workshop, mutation, place, parts), limit)
+        if len(parts) == len(every):
+            return run
+        noticing = [one for one in every if not run.passed and run.file and one.source.endswith(run.file)]
+        if noticing:
+            program = build(workshop, mutation, place, parts + noticing)
+            again = self.run(workshop, program, limit, only=run.by)
+            if not again.passed:
+                return again
+        return self.run(workshop, build(workshop, mutation, place, every), limit)
 
 
 def succeeds(workshop: Workshop, command: list[str]) -> bool:
     return subprocess.run(command, cwd=workshop.build, stdin=subprocess.DEVNULL, capture_output=True).returncode == 0
 
 
-def noticed(output: str, status: int) -> str:
-    """The first test that failed, or how the program ended."""
-    for line in output.splitlines():
-        if line.startswith("[  FAILED  ]"):
-            return line.split("]", 1)[1].strip().split(" ")[0].rstrip(",")
-        if "ERROR: AddressSanitizer" in line or "runtime error:" in line:
-            return line.split(":", 1)[-1].strip()[:80]
-    return f"signal {-status}" if status < 0 else f"status {status}"
+def build(workshop: Workshop, mutation: Mutation, place: pathlib.Path, parts: list[Compilation]) -> pathlib.Path:
+    """Builds the program with these objects in place of their originals."""
+    objects = {}
+    for one in parts:
+        command, target = workshop.command(one, mutation, place)
+        if not target.exists() and not succeeds(workshop, command):
+            raise Invalid
+        objects[one.object] = str(target)
+    program = place / workshop.flavour / "program"
+    if not succeeds(workshop, workshop.link_command(objects, program)):
+        raise Invalid
+    return program
+
+
+def is_same_code(workshop: Workshop, mutation: Mutation, place: pathlib.Path) -> bool:
+    """Optimised, the daemon's objects are the original's to the byte."""
+    for one in filter(workshop.is_library_part, workshop.affected(mutation.file)):
+        mutant, made = workshop.command(one, mutation, place, "-O2")
+        original = one.command(workshop.copy, one.source, str(made) + ".original") + ["-O2"]
+        if not succeeds(workshop, mutant) or not succeeds(workshop, original):
+            return False
+        if made.read_bytes() != pathlib.Path(str(made) + ".original").read_bytes():
+            return False
+    return True
+
+
+def judged(output: str, status: int) -> Run:
+    """What the program's output and its end say."""
+    place = re.search(r"(\w+\.cpp):\d+: Failure", output)
+    failed = re.search(r"^\[  FAILED  \] ([\w./]+)", output, re.M)
+    objection = re.search(r"(?:ERROR: AddressSanitizer|runtime error): .{0,80}", output)
+    if failed:
+        return Run(status == 0, failed[1], place[1] if place else "")
+    if objection:
+        return Run(False, objection[0])
+    return Run(status == 0, f"signal {-status}" if status < 0 else f"status {status}")

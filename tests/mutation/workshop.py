@@ -94,16 +94,18 @@ class Workshop:
         path = str(self.copy / file)
         return [one for one in self.compilations if path in one.inputs]
 
-    def compile_commands(self, mutation: Mutation, place: pathlib.Path, *more: str) -> list[tuple[list[str], str, str]]:
-        """For each object that the mutation changes: the command, the object, the original object."""
+    def is_library_part(self, compilation: Compilation) -> bool:
+        """Whether the object reaches the program through a library: the daemon's and the stand-in's do, a test's does not."""
+        return compilation.object not in self.link
+
+    def command(self, one: Compilation, mutation: Mutation, place: pathlib.Path, *more: str) -> tuple[list[str], pathlib.Path]:
+        """Compiles an object of the mutant. @return the command and the object that it makes"""
         overlay = place / "overlay"
-        commands = []
-        for number, one in enumerate(self.affected(mutation.file)):
-            own = str(self.copy / mutation.file) == one.source
-            source = str(overlay / mutation.file) if own else one.source
-            target = str(place / f"{number}.o")
-            commands.append(([*one.command(overlay, source, target), *more], target, one.object))
-        return commands
+        own = str(self.copy / mutation.file) == one.source
+        source = str(overlay / mutation.file) if own else one.source
+        target = place / self.flavour / "-".join(["objects", *more]) / one.object
+        target.parent.mkdir(parents=True, exist_ok=True)
+        return [*one.command(overlay, source, str(target)), *more], target
 
     def link_command(self, objects: dict[str, str], program: pathlib.Path) -> list[str]:
         """Objects of the program are replaced; those of a library stand in front of it, so that its own are not taken."""
@@ -113,13 +115,9 @@ class Workshop:
         return [*words[:at], *added, *words[at:]]
 
 
-def is_source(path: pathlib.Path) -> bool:
-    return path.is_file() and path.suffix in (".h", ".cpp", ".txt", ".cmake")
-
-
 def copied_files(root: pathlib.Path) -> list[str]:
     files = [path for name in COPIED for path in ([root / name] if (root / name).is_file() else (root / name).rglob("*"))]
-    return sorted(str(path.relative_to(root)) for path in files if is_source(path))
+    return sorted(str(path.relative_to(root)) for path in files if path.is_file() and path.suffix != ".pyc")
 
 
 def fingerprint(root: pathlib.Path) -> str:

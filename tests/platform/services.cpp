@@ -224,7 +224,9 @@ const char *overseer_startup_cfg_uri_get(void) {
   return quiet("overseer_startup_cfg_uri_get").has_result() ? nullptr : "startup:";
 }
 
-const char *overseer_file_prefix_get(void) { return ""; }
+const char *overseer_file_prefix_get(void) {
+  return quiet("overseer_file_prefix_get").has_result() ? "100%d-" : "";
+}
 
 const char *overseer_uri_complete(const char *base_uri, const char *file_prefix, const char *name) {
   the_services.completed_uri = std::string(base_uri) + file_prefix + name;
