@@ -150,7 +150,7 @@ class Resumed(unittest.TestCase):
         self.assertEqual(journal.Journal(self.path, "others").results, {})
 
     def test_survivors_are_tried_again_with_other_tests(self):
-        again = journal.Journal(self.path, "others", survivors_only=True)
+        again = journal.Journal(self.path, "others", keep=True)
         self.assertEqual((set(again.results), again.known), ({"a"}, {"a", "b"}))
 
 

@@ -69,7 +69,9 @@ def parser() -> argparse.ArgumentParser:
     made.add_argument("--kind", action="append", default=[], help="only mutations of this kind; repeatable")
     made.add_argument("--list", action="store_true", help="show the mutations, run nothing")
     made.add_argument("--jobs", type=count, default=2, help="mutants at the same time (2)")
-    made.add_argument("--survivors", action="store_true", help="try again what survived the last run; keep its other results")
+    made.add_argument("--keep", action="store_true", help="keep the results of an earlier run, but for survivors, though"
+                      " sources or tests have changed since")
+    made.add_argument("--survivors", action="store_true", help="the same, and make no mutations but that run's")
     made.add_argument("--plain", action="store_true", help="do not look at survivors again under the sanitizers: quicker, and"
                       " more survive")
     made.add_argument("--fresh", action="store_true", help="forget what an earlier run tried")
@@ -100,6 +102,7 @@ def only_one(folder: pathlib.Path) -> None:
 
 def run(bench: Bench, mutations: list[Mutation], journal: Journal, jobs: int) -> None:
     waiting = [mutation for mutation in mutations if mutation.key not in journal.results]
+    waiting.sort(key=lambda mutation: mutation.file.endswith(".h"))  # headers take longest
     progress = Progress(len(waiting))
     with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
         trials = [pool.submit(bench.try_out, mutation) for mutation in waiting]
@@ -123,7 +126,7 @@ def measure(options: argparse.Namespace, every: list[Mutation], mutations: list[
     copy_sources(options.root, folder / "copy")
     bench = Bench([Workshop(folder, flavour) for flavour in ([PLAIN] if options.plain else [PLAIN, SANITIZED])], folder)
     bench.ready(bench.workshops[0], options.jobs)
-    journal = Journal(folder / "journal.jsonl", fingerprint(options.root), options.survivors)
+    journal = Journal(folder / "journal.jsonl", fingerprint(options.root), options.keep or options.survivors)
     if options.survivors:
         mutations = [one for one in every if one.key in journal.known]
     run(bench, mutations, journal, options.jobs)

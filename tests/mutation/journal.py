@@ -14,16 +14,16 @@ from trial import SURVIVED
 
 
 class Journal:
-    def __init__(self, path: pathlib.Path, fingerprint: str, survivors_only: bool = False):
+    def __init__(self, path: pathlib.Path, fingerprint: str, keep: bool = False):
         self.path = path
         self.results: dict[str, dict] = {}
         self.known: set[str] = set()  # every mutation that the last run tried
         self.writing = threading.Lock()
         lines = self.read()
-        if lines and (survivors_only or lines[0] == {"fingerprint": fingerprint}):
+        if lines and (keep or lines[0] == {"fingerprint": fingerprint}):
             self.results = {line["key"]: line for line in lines[1:]}
         self.known = set(self.results)
-        if survivors_only:
+        if keep:
             self.results = {key: line for key, line in self.results.items() if line["outcome"] != SURVIVED}
         path.write_text("".join(json.dumps(line) + "\n" for line in [{"fingerprint": fingerprint},
                                                                       *self.results.values()]), encoding="utf-8")
