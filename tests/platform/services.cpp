@@ -231,7 +231,9 @@ const char *overseer_startup_cfg_uri_get(void) {
   return quiet("overseer_startup_cfg_uri_get").hands("startup:");
 }
 
-const char *overseer_file_prefix_get(void) { return quiet("overseer_file_prefix_get").hands(""); }
+const char *overseer_file_prefix_get(void) {
+  return quiet("overseer_file_prefix_get").has_result() ? "100%d-" : "";
+}
 
 const char *overseer_uri_complete(const char *base_uri, const char *file_prefix, const char *name) {
   note_call("overseer_uri_complete");

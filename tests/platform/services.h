@@ -3,7 +3,7 @@
  *
  * What they answer by default: card id 82; a handshake that works; a heartbeat timeout of 30 s; every
  * port present; a destination index equal to the port number of the interface index; no port-channel;
- * no excluding feature. */
+ * no excluding feature; no prefix of files. */
 #pragma once
 
 #include <cstdint>

@@ -141,11 +141,12 @@ int cmd_req_action_is_del(cmd_rx_handle_t *handle) {
 
 int cmd_req_attr_get(cmd_rx_handle_t *handle, uint32_t attribute, void **value, uint32_t *length) {
   const Answer answer = quiet("cmd_req_attr_get");
-  if (answer.has_result()) return answer.returns(1);
+  if (answer.has_result()) return answer.returns(0);  // outputs stay as they are
   const auto &attributes = command_of(handle).attributes;
   const auto found = attributes.find(attribute);
   if (found == attributes.end()) return answer.returns(1);
-  *value = const_cast<uint8_t *>(found->second.data());
+  static uint8_t nothing;  // an empty attribute has a place, too
+  *value = found->second.empty() ? &nothing : const_cast<uint8_t *>(found->second.data());
   *length = static_cast<uint32_t>(found->second.size());
   return answer.returns(0);
 }

@@ -162,6 +162,11 @@ class Capture {
 
   std::string text() {
     restore();
+    return arrived();
+  }
+
+  /** What does not wait in a buffer. */
+  std::string arrived() const {
     std::string content(static_cast<size_t>(lseek(file_, 0, SEEK_END)), '\0');
     const ssize_t got = pread(file_, content.data(), content.size(), 0);
     content.resize(static_cast<size_t>(std::max<ssize_t>(got, 0)));
@@ -200,6 +205,12 @@ std::string printed_by(const std::function<void()> &piece) {
   Capture capture;
   piece();
   return capture.text();
+}
+
+std::string printed_at_once_by(const std::function<void()> &piece) {
+  const Capture capture;
+  piece();
+  return capture.arrived();
 }
 
 void wakes(std::initializer_list<int> readable) { the_system.wake_ups.push_back({readable, 0}); }

@@ -49,6 +49,9 @@ Ending run(const std::function<int()> &piece);
 /** Runs a piece of the daemon and returns what it printed on standard output. */
 std::string printed_by(const std::function<void()> &piece);
 
+/** The same, without what still waits in a buffer when the piece has ended. */
+std::string printed_at_once_by(const std::function<void()> &piece);
+
 /** The next select finds these descriptors readable. */
 void wakes(std::initializer_list<int> readable);
 

@@ -130,6 +130,11 @@ TEST_F(DebugRequest, CutAnywhereIsAcknowledgedAndAbandoned) {
   EXPECT_FALSE(tesk_dbg_pkt);
 }
 
+TEST_F(DebugRequest, WithoutABodyIsJudgedByItsHeaderFirst) {
+  arrives_as(request(set_request, 1, {}));
+  expect(lines(acknowledged, error(function, "Invalid NCFG Msg\n")));
+}
+
 TEST_F(DebugRequest, IsNotBelievedWhatItSaysOfItsLength) {
   for (const uint32_t claim : {3u, 0x7fffffffu, 0xffffffffu}) {
     arrives_as(request(set_request, claim, {2, 1}));
@@ -198,12 +203,11 @@ TEST_F(EnableRequest, ForTheStateThatHoldsIsAnError) {
 }
 
 TEST_F(EnableRequest, ForAnyOtherStatePrintsItsComplaintAndChangesNothing) {
-  for (const boolean disabled : {0u, 1u}) {
+  for (const auto &[asked, disabled] : {std::pair(2u, 0u), std::pair(2u, 1u), std::pair(7u, 1u)}) {
     tesk_l2switch_disable = disabled;
-    const std::string printed = printed_by([] { asks(7); });
-    EXPECT_EQ(printed, "Invalid Value");
-    expect(
-        lines(acknowledged, state(7, 1 - disabled), trace(format("tesk_qbus_cfgena Exit[%u]\n", disabled))));
+    EXPECT_EQ(printed_at_once_by([asked = asked] { asks(asked); }), "Invalid Value");
+    expect(lines(acknowledged, state(asked, 1 - disabled),
+                 trace(format("tesk_qbus_cfgena Exit[%u]\n", disabled))));
     EXPECT_EQ(tesk_l2switch_disable, disabled);
   }
 }
@@ -228,6 +232,12 @@ TEST_F(EnableRequest, ThatCannotBeAcknowledgedIsServed) {
   asks(0);
   expect(lines(acknowledged, error(function, "Failed to send QBUS message\n"), state(0, 1),
                trace("tesk_qbus_cfgena Exit[1]\n")));
+}
+
+TEST_F(EnableRequest, WithoutABodyIsJudgedByItsHeaderFirst) {
+  arrives_as(request(set_request, 8, {}));
+  expect(lines(acknowledged, error(function, "Invalid NCFG Msg\n"),
+               error_of(function, ": enable request cut short: 112 bytes\n")));
 }
 
 TEST_F(EnableRequest, CutAnywhereIsAcknowledgedAndAbandoned) {
@@ -277,6 +287,15 @@ TEST_F(ShellRequest, OfTheCinVlanCommandSaysSoBeforeItIsRouted) {
   expect({trace("CUSH CMD Rx\n"), trace("CMD ID[3]\n"), trace("CINVLAN CFG CMD\n"),
           "cmd_rsp_send_nok(command 3, 0, 'attribute missing: vlan list')",
           error("tesk_cli_process_cin_cfg", "failed to get vlan range in req")});
+}
+
+TEST_F(ShellRequest, IsServedByOneCommandOnly) {
+  for (const uint32_t id : {1u, 2u}) {
+    arrives_as({.id = id});
+    EXPECT_EQ(count_of("cmd_rsp_send()"), 1u) << id;
+    EXPECT_EQ(count_of(trace("CINVLAN CFG CMD\n")), 0u) << id;
+    forget();
+  }
 }
 
 TEST_F(ShellRequest, OfAnyOtherCommandIsNotAnswered) {

@@ -113,8 +113,21 @@ TEST_F(CinCommand, ForARangeThatRunsBackwardsDoesNothingAndSucceeds) {
   expect(lines(started(0), ok()));
 }
 
+TEST_F(CinCommand, ForARangeOfNumbersAboveEveryVlanThatRunsBackwardsSucceedsToo) {
+  configure(Ranges{{5000, 4500}});
+  expect(lines(started(0), ok()));
+}
+
+TEST_F(CinCommand, ForOneNumberAboveEveryVlanAmongOthersFailsInPart) {
+  configure({{10, 10}, {4096, 4096}});
+  expect(lines(started(0), added(10), feature_set("10", 1000), set_succeeded(), rejected({}),
+               nok("Failed to configure VLAN(s)  as CIN VLAN(s)\n")));
+}
+
 TEST_F(CinCommand, ForNoRangesDoesNothingAndSucceeds) {
   configure(Ranges{});
+  expect(lines(started(0), ok()));
+  configure(Payload().u32(0).u32(0));
   expect(lines(started(0), ok()));
 }
 
@@ -127,6 +140,9 @@ TEST_F(CinCommand, SucceedsThoughTheVlanManagerCannotBeTold) {
 }
 
 TEST_F(CinCommand, WithoutAListIsRefused) {
+  run_command({.id = 3}, tesk_cli_process_cin_cfg);
+  expect({nok("attribute missing: vlan list"), error(command, "failed to get vlan range in req")});
+  when("cmd_req_attr_get").once().returns(0);
   run_command({.id = 3}, tesk_cli_process_cin_cfg);
   expect({nok("attribute missing: vlan list"), error(command, "failed to get vlan range in req")});
 }
@@ -151,6 +167,16 @@ TEST_F(CinCommand, WithMoreRangesThanItHoldsIsRefused) {
     expect({nok("Invalid VLAN list\n"),
             error_of(command, ": VLAN list of the CIN VLAN command cut short: 520 bytes\n")});
   }
+}
+
+TEST_F(CinCommand, WithMoreRangesThanACommandHasIsRefusedThoughTheyAreThere) {
+  const Ranges ranges(65, {10, 10});
+  Payload list;
+  list.u32(0).u32(65);
+  for (const auto &[lower, upper] : ranges) list.u32(lower).u32(upper);
+  configure(list);
+  expect({nok("Invalid VLAN list\n"),
+          error_of(command, ": VLAN list of the CIN VLAN command cut short: 528 bytes\n")});
 }
 
 TEST_F(CinCommand, WithoutMemoryForAFeatureMapFails) {
@@ -282,6 +308,16 @@ TEST_F(NoCinCommand, CutsATextOfManyFailedVlansToItsBuffer) {
     text += (text.empty() ? "" : ",") + std::to_string(vlan);
   EXPECT_EQ(count_of(nok("Failed to delete CIN VLAN(s) " + text + "\n")), 1u);
   EXPECT_EQ(count_of("cmd_mrange_range_add(1125, 1125)"), 1u);
+  ignore_rest();
+}
+
+TEST_F(NoCinCommand, NeverFillsTheLastByteOfItsBufferWithText) {
+  Ranges odd = {{10, 10}, {901, 901}};
+  for (uint32_t vlan = 1001; odd.size() < 27; vlan += 2) odd.emplace_back(vlan, vlan);
+  no_configure(odd);
+  std::string text = "901";  // with 25 more it would be 128 long
+  for (uint32_t vlan = 1001; vlan <= 1047; vlan += 2) text += "," + std::to_string(vlan);
+  EXPECT_EQ(count_of(nok("Failed to delete CIN VLAN(s) " + text + "\n")), 1u);
   ignore_rest();
 }
 

@@ -85,6 +85,7 @@ TEST_F(ShowCounters, OfNoRangesAnswersOkWithoutRecords) {
 TEST_F(ShowCounters, OfAnEmptyAttributeIsOfAllPorts) {
   of({});
   EXPECT_EQ(count_of(trace(":If:All\n")), 1u);
+  EXPECT_EQ(count_of(sent), 1u);
   ignore_rest();
 }
 

@@ -77,6 +77,14 @@ TEST_F(KernelAdapter, TracesTheEntryIntoEachOperation) {
   ignore_rest();
 }
 
+TEST_F(KernelAdapter, TracesTheEntryIntoEachSynchronisation) {
+  tesk_krnl_sync_port();
+  tesk_krnl_sync_vlan();
+  EXPECT_EQ(count_of(control("tesk_krnl_sync_port", "\n")), 1u);
+  EXPECT_EQ(count_of(control("tesk_krnl_sync_vlan", "\n")), 1u);
+  ignore_rest();
+}
+
 TEST_F(KernelAdapter, CountsARecordOnceHoweverOftenItChanges) {
   tesk_port_t &context = port(3);
   vlan_hash_entry_t &entry = vlan(100);
@@ -136,6 +144,12 @@ TEST_F(KernelAdapter, SendsFifteenVlansAndRefusesSixteen) {
   expect_apart_from_control({error("tesk_krnl_add_or_update_vlans", "Invalid VLAN Count\n")});
 }
 
+TEST_F(KernelAdapter, SendsEachVlanOfAListInItsOrder) {
+  vlan_hash_entry_t *list[] = {&vlan(100, 1, 1), &vlan(200, 2, 2), &vlan(50, 4, 4)};
+  EXPECT_EQ(tesk_krnl_add_or_update_vlans(list, 3), 0u);
+  expect_apart_from_control({"ioctl(31, add_or_update_vlans, {100 ports 0x1; 200 ports 0x2; 50 ports 0x4})"});
+}
+
 TEST_F(KernelAdapter, SendsAnEmptyListOfVlans) {
   vlan_hash_entry_t *none = nullptr;
   EXPECT_EQ(tesk_krnl_add_or_update_vlans(&none, 0), 0u);
@@ -193,6 +207,7 @@ TEST_F(KernelAdapter, SendsTheFifteenLowestOfSixteenVlansOfAPort) {
       {error("tesk_krnl_add_or_update_ports", "Max VLAN count reached for port: 0x1a000003\n"),
        "ioctl(31, add_or_update_ports, {0x1a000003 type 26 asic 3 [10 fwd, 11 blk, 12 blk, 13 blk, 14 blk, "
        "15 blk, 16 blk, 17 blk, 18 blk, 19 blk, 20 blk, 21 blk, 22 blk, 23 blk, 24 blk]})"});
+  EXPECT_EQ(port_lst.port_lst[1].if_idx, 0u) << "the next record is not written into";
 }
 
 TEST_F(KernelAdapter, ReturnsAFailedPushOfVlansButNotOneOfPorts) {

@@ -107,10 +107,20 @@ TEST_F(DebugStore, IsGivenUpWhenItDoesNotOpenAfterCreation) {
 }
 
 TEST_F(DebugStore, HasItsVersionSetOrReportsMinusOne) {
+  open_store(running_store);
   when("kvs_version_set").call(2).returns(RCODE_IO);
   EXPECT_EQ(tesk_cfg_kvs_version(open_store(debug_store)), 0);
-  EXPECT_EQ(tesk_cfg_kvs_version(1), -1);
-  expect({"kvs_version_set(1, 1, 0x100001)", "kvs_version_set(1, 1, 0x100001)"});
+  EXPECT_EQ(tesk_cfg_kvs_version(2), -1);
+  expect({"kvs_version_set(2, 1, 0x100001)", "kvs_version_set(2, 1, 0x100001)"});
+}
+
+TEST_F(Stores, AreFoundUnderTheBaseThePrefixAndTheNameAsTheyAre) {
+  when("overseer_file_prefix_get").returns(1);
+  EXPECT_STREQ(tesk_kvs_uri("base:", "name"), "base:100%d-name");
+  EXPECT_EQ(tesk_init_kvs(), 0);
+  EXPECT_STREQ(tesk_kvs_debug_url, "running:100%d-debug_data");
+  EXPECT_STREQ(tesk_kvs_config_url, "running:100%d-tesk_cfg");
+  ignore_rest();
 }
 
 /* ---- the startup store ---- */
@@ -198,6 +208,14 @@ TEST_F(RunningStore, IsACopyOfAStartupStoreOfItsVersion) {
           control_of(maker, ":Startup Configuration copied to running configuration\n"), opened});
   EXPECT_EQ(handle, 2u);
   EXPECT_EQ(store(running_store).records.size(), 2u);
+}
+
+TEST_F(RunningStore, IsACopyOfAStartupStoreWhateverItsHandle) {
+  open_store(debug_store);
+  EXPECT_EQ(make(startup_of_version(1)), 0u);
+  EXPECT_EQ(count_of("kvs_version_get(2, 1)"), 1u);
+  EXPECT_EQ(count_of("kvs_snapshot(2, 0, 'running:tesk_cfg')"), 1u);
+  ignore_rest();
 }
 
 TEST_F(RunningStore, IsFreshWithoutAStartupStore) {

@@ -206,6 +206,14 @@ TEST_F(Relay, LeavesABlockedPortOutOfAFlood) {
   ignore_rest();
 }
 
+TEST_F(Relay, CountsAFloodOnNoPortBelowThoseThatGetIt) {
+  tesk_vlan_hash_set_cbl(100, 0x10);
+  from_management(tagged_frame(other_mac, amm_mac, 100));
+  expect_counts(blade->tx_stats, 0, 0);
+  expect_counts(other->tx_stats, 1, 0);
+  ignore_rest();
+}
+
 TEST_F(Relay, DropsAFloodThatNoPortWouldGet) {
   tesk_vlan_hash_set_cbl(100, 0);
   forget();

@@ -161,6 +161,7 @@ TEST_F(Dispatch, StartsTheRelayOnTheFirstLineCardOnlineAndNotAgain) {
   receive({.opcode = 0x43c});
   EXPECT_TRUE(tesk_l2_init_done);
   EXPECT_EQ(count_of("socket(17, 3, 0xf102)"), 2u);
+  EXPECT_EQ(count_of(control("tesk_qbus_lc_online_msg", "QBUS_OPC_LC_ONLINE\n")), 1u);
   forget();
 
   receive({.opcode = 0x43c});
