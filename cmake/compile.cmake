@@ -4,8 +4,8 @@ target_compile_options(project_options INTERFACE
   -Wall -Wextra -Wshadow -Wconversion -Wsign-conversion -Wformat=2 -Werror
   -fno-strict-aliasing -fstack-protector-strong)
 if(TESK_SANITIZE)
-  # Optimised less: the instrumented code compiles several times faster so.
-  set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O1 -g1")
+  # Not optimised: the instrumented code compiles in less than half the time so.
+  set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O0 -g1")
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
 endif()

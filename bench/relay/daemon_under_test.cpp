@@ -1,5 +1,7 @@
 #include "bench/relay/daemon_under_test.h"
 
+#include <asio/post.hpp>
+
 #include "bench/relay/frames.h"
 
 #include "host/chassis/failure.h"

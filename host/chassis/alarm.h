@@ -2,7 +2,8 @@
 // event loop had already queued the expiry.
 #pragma once
 
-#include <asio.hpp>
+#include <asio/io_context.hpp>
+#include <asio/steady_timer.hpp>
 #include <chrono>
 #include <functional>
 #include <memory>

@@ -4,7 +4,7 @@
 // 802.1Q tag off on receive and keeps it beside the frame; it is put back here.
 #pragma once
 
-#include <asio.hpp>
+#include <asio/io_context.hpp>
 #include <optional>
 #include <string>
 

@@ -3,6 +3,9 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <asio/buffer.hpp>
+#include <asio/read_until.hpp>
+#include <asio/write.hpp>
 #include <cstdint>
 #include <cstring>
 #include <ctime>

@@ -9,7 +9,8 @@
 // fit is left out, whole frames only.
 #pragma once
 
-#include <asio.hpp>
+#include <asio/io_context.hpp>
+#include <asio/local/stream_protocol.hpp>
 #include <filesystem>
 #include <list>
 #include <map>

@@ -4,7 +4,11 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <asio.hpp>
+#include <asio/buffer.hpp>
+#include <asio/io_context.hpp>
+#include <asio/local/stream_protocol.hpp>
+#include <asio/read.hpp>
+#include <asio/write.hpp>
 #include <filesystem>
 #include <fstream>
 

@@ -3,7 +3,8 @@
 
 #include <sys/types.h>
 
-#include <asio.hpp>
+#include <asio/io_context.hpp>
+#include <asio/signal_set.hpp>
 #include <functional>
 #include <optional>
 #include <string>

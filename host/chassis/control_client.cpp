@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <nlohmann/json.hpp>
+
 #include "host/bus/codec.h"
 #include "host/bus/socket.h"
 #include "host/chassis/failure.h"

@@ -7,7 +7,7 @@
 #pragma once
 
 #include <array>
-#include <asio.hpp>
+#include <asio/io_context.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <functional>

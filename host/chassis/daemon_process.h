@@ -6,7 +6,8 @@
 // and error appended to a log file. It inherits no descriptor.
 #pragma once
 
-#include <asio.hpp>
+#include <asio/io_context.hpp>
+#include <asio/posix/stream_descriptor.hpp>
 #include <filesystem>
 #include <functional>
 #include <memory>

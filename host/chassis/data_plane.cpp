@@ -1,5 +1,7 @@
 #include "host/chassis/data_plane.h"
 
+#include <nlohmann/json.hpp>
+
 #include "host/chassis/attachment.h"
 #include "host/chassis/node.h"
 

@@ -7,10 +7,10 @@
 #pragma once
 
 #include <array>
-#include <asio.hpp>
+#include <asio/io_context.hpp>
 #include <filesystem>
 #include <memory>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include "host/chassis/capture.h"
 #include "host/chassis/cpu_device.h"

@@ -5,12 +5,14 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
-#include <asio.hpp>
+#include <asio/io_context.hpp>
+#include <asio/steady_timer.hpp>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
+#include <nlohmann/json.hpp>
 #include <optional>
 
 #include "host/chassis/command_process.h"

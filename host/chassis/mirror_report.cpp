@@ -5,6 +5,7 @@
 // - every downlink that is up, on its own or as a port-channel, is mirrored;
 // - a mirrored VLAN's ports are those that are up, carry the VLAN in the mirror and forward it.
 #include <algorithm>
+#include <nlohmann/json.hpp>
 
 #include "host/chassis/interface_name.h"
 #include "host/chassis/status_report.h"

@@ -10,7 +10,7 @@
 // access interfaces. IPv6 is off, so that no frame is sent unasked.
 #pragma once
 
-#include <asio.hpp>
+#include <asio/io_context.hpp>
 #include <cstdint>
 #include <memory>
 #include <vector>

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <nlohmann/json.hpp>
+
 #include "host/chassis/announcer.h"
 #include "host/chassis/chassis_state.h"
 #include "host/chassis/journal.h"

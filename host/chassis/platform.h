@@ -5,11 +5,11 @@
 // states, port-channels and features; the fabric holds what of it the ASIC needs.
 #pragma once
 
-#include <asio.hpp>
+#include <asio/io_context.hpp>
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 #include "host/chassis/description.h"

@@ -1,5 +1,7 @@
 #include "host/chassis/status_report.h"
 
+#include <nlohmann/json.hpp>
+
 #include "host/chassis/interface_name.h"
 #include "host/chassis/vlan_ranges.h"
 

@@ -1,7 +1,7 @@
 // What `chassis status` tells, as one JSON object; the tables for people are made from the same object.
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <vector>
 
 #include "host/chassis/chassis_state.h"

@@ -1,7 +1,7 @@
 // `chassis status` for people: the report's JSON as tables.
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 namespace chassis {

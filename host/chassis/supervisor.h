@@ -17,7 +17,7 @@
 // gives up.
 #pragma once
 
-#include <asio.hpp>
+#include <asio/io_context.hpp>
 #include <chrono>
 #include <filesystem>
 #include <functional>

@@ -4,7 +4,8 @@
 // descriptors have their turn. The watch borrows the descriptor; it must go before the descriptor does.
 #pragma once
 
-#include <asio.hpp>
+#include <asio/io_context.hpp>
+#include <asio/posix/stream_descriptor.hpp>
 #include <functional>
 
 namespace chassis {

@@ -26,6 +26,8 @@ constexpr Failure all_failures[] = {
     {"qbus_recv", -1, EIO, {}},
     {"qbus_drop", -1, EINVAL, {}},
     {"qbus_reply", -1, ECONNREFUSED, {}},
+    {"qbus_payload_get", null, 0, {}},
+    {"qbus_payload_size_get", 0, 0, {}},
     {"fu_qbus_send", -1, ECONNREFUSED, {}},
     // supervisor and timer; an answer of 2 is none that the program knows
     {"overseer_handshake", 1, 0, {}},
@@ -87,6 +89,7 @@ constexpr Failure all_failures[] = {
     {"cmd_backend_init", 1, 0, {}},
     {"cmd_req_handle_get_2", null, 0, {}},
     {"cmd_req_attr_get", 1, 0, {}},
+    {"cmd_req_cmdId_getnext", 0, 0, {}},
     {"cmd_rsp_init", null, 0, {}},
     {"cmd_rsp_attr_add", 1, 0, {}},
     {"cmd_rsp_send", 1, 0, {}},
@@ -128,13 +131,10 @@ constexpr std::string_view without_failure[] = {
     "bitset_set_bit",
     "bitset_snprintf",
     "cmd_req_action_is_del",
-    "cmd_req_cmdId_getnext",
     "cmd_req_handle_get_1",
     "overseer_file_prefix_get",
     "qbus_is_response",
     "qbus_opc_get",
-    "qbus_payload_get",
-    "qbus_payload_size_get",
     "qbus_rr_token_get",
     "rcgen_cfg_display_type_get",
     "rcgen_cfg_type_get",
@@ -182,6 +182,11 @@ void prepare(Script &script, const Failure &failure) {
 }
 
 }  // namespace
+
+bool Failure::is(int64_t returned) const {
+  if (result == 0) return returned == 0;
+  return result == -1 ? returned < 0 : returned != 0;
+}
 
 std::span<const Failure> failures() { return all_failures; }
 

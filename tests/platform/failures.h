@@ -7,6 +7,8 @@
  *     script_failure("kvs_store").once();
  *     fail_call(7);
  *
+ * The same table tells which calls count as failed where the tests have to show each call failing.
+ *
  * Every operation that a script can govern is either in this table or among those that have no failure. */
 #pragma once
 
@@ -25,6 +27,10 @@ struct Failure {
   int64_t result;                /**< what it returns; 0 for a null pointer */
   int error_number = 0;          /**< what it leaves in errno */
   std::optional<int64_t> output; /**< its output argument, as `gives` of a script */
+
+  /** Whether an operation with this failure failed when it returned `returned`: where failing is 0, with 0;
+   * where it is -1, with anything negative; elsewhere with anything but 0. */
+  bool is(int64_t returned) const;
 };
 
 /** Every operation that can fail, with how it does. */

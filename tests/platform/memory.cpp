@@ -41,7 +41,7 @@ void *counted(void *block, size_t size) {
 template <class Allocate>
 void *allocated(const Operation &operation, size_t size, Allocate allocate) {
   void *const block = is_to_fail() ? nullptr : counted(allocate(), size);
-  note_call(operation, block != nullptr);
+  note_outcome(operation, block != nullptr);
   return block;
 }
 

@@ -9,111 +9,12 @@
 #include <ostream>
 #include <set>
 
+#include "tests/platform/failures.h"
 #include "tests/platform/text.h"
 
 namespace standin {
 
 namespace {
-
-enum class Failure { never, not_zero, zero, not_one, minus_one, negative };
-
-struct Rule {
-  std::string_view operation;
-  Failure failure;
-};
-
-// Every operation that is not listed fails with anything but 0.
-constexpr Rule rules[] = {
-    {"abort", Failure::never},
-    {"bind", Failure::minus_one},
-    {"bitset_clear", Failure::never},
-    {"bitset_clear_bit", Failure::never},
-    {"bitset_copy", Failure::never},
-    {"bitset_first_bit", Failure::never},
-    {"bitset_is_bit_set", Failure::never},
-    {"bitset_is_range_free", Failure::never},
-    {"bitset_next_bit", Failure::never},
-    {"bitset_set_bit", Failure::never},
-    {"bitset_snprintf", Failure::never},
-    {"calloc", Failure::zero},
-    {"cmd_mrange_create", Failure::zero},
-    {"cmd_req_action_is_del", Failure::never},
-    {"cmd_req_cmdId_getnext", Failure::zero},
-    {"cmd_req_handle_get_1", Failure::never},
-    {"cmd_req_handle_get_2", Failure::zero},
-    {"cmd_rsp_init", Failure::zero},
-    {"dbgprint", Failure::never},
-    {"exit", Failure::never},
-    {"fcntl", Failure::minus_one},
-    {"free", Failure::never},
-    {"get_platform_runtime_index", Failure::never},
-    {"if_index_get_num_ports_in_if_index_range", Failure::zero},
-    {"ioctl", Failure::minus_one},
-    {"kvs_create", Failure::zero},
-    {"kvs_fetch", Failure::zero},
-    {"kvs_move2location", Failure::zero},
-    {"kvs_open", Failure::zero},
-    {"malloc", Failure::zero},
-    {"opal_openlog", Failure::never},
-    {"open", Failure::minus_one},
-    {"overseer_conditional_srv_was_handshake_done", Failure::zero},
-    {"overseer_dispatch", Failure::never},
-    {"overseer_file_prefix_get", Failure::never},
-    {"overseer_heartbeat_timeout_get", Failure::never},
-    {"overseer_running_cfg_uri_get", Failure::zero},
-    {"overseer_startup_cfg_uri_get", Failure::zero},
-    {"overseer_uri_complete", Failure::never},
-    {"portsvc_is_ifindex_present", Failure::not_one},
-    {"qbus_bind", Failure::minus_one},
-    {"qbus_errno_get", Failure::never},
-    {"qbus_is_response", Failure::never},
-    {"qbus_opc_get", Failure::never},
-    {"qbus_opc_name_get", Failure::never},
-    {"qbus_payload_get", Failure::zero},
-    {"qbus_payload_size_get", Failure::zero},
-    {"qbus_rr_token_get", Failure::never},
-    {"rcgen_cfg_display_type_get", Failure::never},
-    {"rcgen_cfg_type_get", Failure::never},
-    {"rcgen_hdl_init", Failure::never},
-    {"rcgen_startup_cfg_uri_prefix_get", Failure::never},
-    {"rcode2str", Failure::never},
-    {"read", Failure::minus_one},
-    {"select", Failure::minus_one},
-    {"snprintf_if_index", Failure::never},
-    {"socket", Failure::minus_one},
-    {"timer_new", Failure::zero},
-    {"tracekit_chk_int", Failure::never},
-    {"tracekit_dbg_disable", Failure::never},
-    {"tracekit_dbg_enable", Failure::never},
-    {"tracekit_get_max_kvsvalue", Failure::never},
-    {"tracekit_hist_event", Failure::never},
-    {"tracekit_process_msg", Failure::never},
-    {"vlan_mgr_check_feat", Failure::zero},
-    {"write", Failure::negative},
-};
-
-Failure failure_of(std::string_view operation) {
-  const auto *rule = std::ranges::find(rules, operation, &Rule::operation);
-  return rule == std::end(rules) ? Failure::not_zero : rule->failure;
-}
-
-bool failed(Failure failure, int64_t result) {
-  switch (failure) {
-    case Failure::never:
-      return false;
-    case Failure::not_zero:
-      return result != 0;
-    case Failure::zero:
-      return result == 0;
-    case Failure::not_one:
-      return result != 1;
-    case Failure::minus_one:
-      return result == -1;
-    case Failure::negative:
-      return result < 0;
-  }
-  return false;
-}
 
 struct Call {
   std::string_view operation;
@@ -173,16 +74,19 @@ void add_call(const Operation &operation, const char *outcome) {
 }  // namespace
 
 void note_call(const Operation &operation) {
-  if (facts().wanted() && failure_of(operation.name) == Failure::never) add_call(operation, "called");
+  if (facts().wanted() && failure_of(operation.name) == nullptr) add_call(operation, "called");
 }
 
 void note_call(const Operation &operation, int64_t result) {
-  if (!facts().wanted()) return;
-  const Failure failure = failure_of(operation.name);
-  if (failure == Failure::never)
-    add_call(operation, "called");
+  const Failure *failure = failure_of(operation.name);
+  if (failure == nullptr)
+    note_call(operation);
   else
-    add_call(operation, failed(failure, result) ? "failed" : "succeeded");
+    note_outcome(operation, !failure->is(result));
+}
+
+void note_outcome(const Operation &operation, bool succeeded) {
+  if (facts().wanted()) add_call(operation, succeeded ? "succeeded" : "failed");
 }
 
 void note_trace(std::string_view category, const std::string &function, int line, const std::string &text) {

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <limits>
+#include <nlohmann/json.hpp>
 
 #include "host/chassis/interface_name.h"
 #include "host/chassis/trace_categories.h"

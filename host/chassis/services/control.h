@@ -6,7 +6,7 @@
 // so that whoever asked can look at the result at once. A request that is wrong changes nothing.
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include "host/chassis/announcer.h"
 #include "host/chassis/chassis_state.h"

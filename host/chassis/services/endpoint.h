@@ -10,7 +10,8 @@
 // started calls back afterwards.
 #pragma once
 
-#include <asio.hpp>
+#include <asio/io_context.hpp>
+#include <asio/posix/stream_descriptor.hpp>
 #include <chrono>
 #include <concepts>
 #include <filesystem>
