@@ -145,10 +145,10 @@ void check_dirty(const Ports &ports, const Vlans &vlans) {
 std::string shown_vlans(const tesk_port_t &port) {
   std::string text;
   int count = 0;
-  for (uint32_t vlan = 0; vlan <= TESK_VLAN_LAST && count < TESKK_PORT_VLANS; ++vlan) {
-    if (bitset_is_bit_set(&port.vlan_bmp, vlan) == 0) continue;
-    text += " " + std::to_string(vlan) + (bitset_is_bit_set(&port.vlan_cbl_bmp, vlan) != 0 ? "+" : "-");
-    ++count;
+  for (int32_t vlan = bitset_first_bit(&port.vlan_bmp); vlan >= 0 && count < TESKK_PORT_VLANS; ++count) {
+    const bool forwards = bitset_is_bit_set(&port.vlan_cbl_bmp, static_cast<uint32_t>(vlan)) != 0;
+    text += " " + std::to_string(vlan) + (forwards ? "+" : "-");
+    vlan = bitset_next_bit(&port.vlan_bmp, vlan);
   }
   return text;
 }
