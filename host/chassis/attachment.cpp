@@ -20,7 +20,7 @@
 namespace chassis {
 namespace {
 
-FrameBuffer shared_buffer;
+FrameBuffer wire_buffer;
 
 void set_option(const opal::bus::Descriptor &socket, int option, const void *value, socklen_t length) {
   if (setsockopt(socket.get(), SOL_PACKET, option, value, length) != 0)
@@ -75,7 +75,7 @@ void Attachment::deliver(FrameView frame) { (void)!write(socket_.get(), frame.da
 void Attachment::set_link(bool up) { set_link_up(interface_, up); }
 
 ReadResult Attachment::read_one() {
-  const auto place = shared_buffer.untagged_place();
+  const auto place = wire_buffer.untagged_place();
   iovec part{place.data(), place.size()};
   alignas(cmsghdr) std::array<std::byte, CMSG_SPACE(sizeof(tpacket_auxdata))> control{};
   msghdr message{};
@@ -88,12 +88,12 @@ ReadResult Attachment::read_one() {
   auto length = static_cast<std::size_t>(received);
   const auto tag = length >= ethernet_header_bytes ? tag_beside(message) : std::nullopt;
   if (tag) {
-    insert_tag(shared_buffer.tagged_place(), *tag);
+    insert_tag(wire_buffer.tagged_place(), *tag);
     length += tag_bytes;
   } else {
-    std::memmove(shared_buffer.tagged_place().data(), place.data(), length);
+    std::memmove(wire_buffer.tagged_place().data(), place.data(), length);
   }
-  from_wire_(shared_buffer.finish(length));
+  from_wire_(wire_buffer.finish(length));
   return ReadResult::taken;
 }
 

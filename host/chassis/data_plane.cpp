@@ -8,9 +8,6 @@
 namespace chassis {
 namespace {
 
-constexpr std::uint8_t amm_station = 1;
-std::uint8_t blade_station(FrontPort port) { return static_cast<std::uint8_t>(10 + port.value); }
-
 nlohmann::json as_json(const CpuDeviceCounters &counters) {
   return {{"to_daemon", counters.to_daemon},
           {"from_daemon", counters.from_daemon},

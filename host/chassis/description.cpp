@@ -44,7 +44,7 @@ std::uint16_t number(const YAML::Node &node, const char *what, unsigned lowest, 
   return static_cast<std::uint16_t>(value);
 }
 
-VlanId vlan_number(const YAML::Node &node) { return {number(node, "a VLAN", 1, 4095)}; }
+VlanId vlan_of(const YAML::Node &node) { return {number(node, "a VLAN", 1, 4095)}; }
 
 FrontPort port_number(const YAML::Node &node) {
   return {static_cast<std::uint8_t>(number(node, "a port", 1, asic_ports))};
@@ -112,7 +112,7 @@ std::vector<VlanId> vlan_list(const YAML::Node &node) {
   check_list(node, "vlans");
   std::vector<VlanId> vlans;
   for (const auto &item : node) {
-    const VlanId vlan = vlan_number(item);
+    const VlanId vlan = vlan_of(item);
     if (std::find(vlans.begin(), vlans.end(), vlan) != vlans.end())
       refuse(item, fmt::format("VLAN {} stands here twice", vlan.value));
     vlans.push_back(vlan);
@@ -132,9 +132,6 @@ std::string default_address(VlanId vlan, unsigned station) {
   return fmt::format("10.{}.{}.{}/24", vlan.value / 256, vlan.value % 256, station);
 }
 
-constexpr unsigned amm_station = 1;
-unsigned blade_station(FrontPort port) { return 10U + port.value; }
-
 NodeDescription make_node(std::string name, const std::vector<VlanId> &vlans, unsigned station) {
   NodeDescription node{std::move(name), {}};
   for (const VlanId vlan : vlans)
@@ -147,7 +144,7 @@ void set_addresses(NodeDescription &node, const YAML::Node &map) {
   if (!map) return;
   if (!map.IsMap()) refuse(map, fmt::format("'addresses' is a map from VLAN to address, not {}", shown(map)));
   for (const auto &entry : map) {
-    const VlanId vlan = vlan_number(entry.first);
+    const VlanId vlan = vlan_of(entry.first);
     const auto access = std::find_if(node.access.begin(), node.access.end(),
                                      [&](const AccessInterface &each) { return each.vlan == vlan; });
     if (access == node.access.end())
@@ -278,7 +275,7 @@ class Reader {
     for (const auto &item : list) {
       check_keys(item, "an incompatible VLAN", {"vlan"});
       const YAML::Node vlan = item["vlan"];
-      description_.incompatible.push_back(vlan_number(required(item, vlan, "vlan")));
+      description_.incompatible.push_back(vlan_of(required(item, vlan, "vlan")));
     }
   }
 

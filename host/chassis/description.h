@@ -51,6 +51,10 @@ struct FrontPort {
   friend auto operator<=>(const FrontPort &, const FrontPort &) = default;
 };
 
+/// Last number of a node's default addresses; it stands in the MAC addresses, too.
+inline constexpr std::uint8_t amm_station = 1;
+constexpr std::uint8_t blade_station(FrontPort port) { return static_cast<std::uint8_t>(10 + port.value); }
+
 struct AccessInterface {
   VlanId vlan;
   std::string name;     ///< "sol0", "vlan100"

@@ -9,7 +9,7 @@ namespace chassis {
 
 namespace {
 
-constexpr std::array names{
+constexpr std::array named_faults{
     FaultName{"board", "the board's identity"},
     FaultName{"qbus-subscribe", "subscriptions to notices"},
     FaultName{"cush-register", "registration of a parse tree with the shell"},
@@ -36,18 +36,18 @@ constexpr std::chrono::milliseconds longest_delay{60'000};
 
 std::string list_of_names() {
   std::string list;
-  for (const FaultName &entry : names) list += (list.empty() ? "" : ", ") + std::string(entry.name);
+  for (const FaultName &entry : named_faults) list += (list.empty() ? "" : ", ") + std::string(entry.name);
   return list;
 }
 
 bool is_known(std::string_view name) {
-  return std::any_of(names.begin(), names.end(),
+  return std::any_of(named_faults.begin(), named_faults.end(),
                      [name](const FaultName &entry) { return entry.name == name; });
 }
 
 }  // namespace
 
-std::span<const FaultName> fault_names() { return names; }
+std::span<const FaultName> fault_names() { return named_faults; }
 
 std::string FaultTable::set(std::string_view name, std::string_view mode, std::chrono::milliseconds delay) {
   if (!is_known(name))

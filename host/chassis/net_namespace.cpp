@@ -18,7 +18,7 @@
 namespace chassis {
 namespace {
 
-const std::filesystem::path folder = "/run/netns";
+const std::filesystem::path namespace_folder = "/run/netns";
 
 opal::bus::Descriptor open_read_only(const std::filesystem::path &file, int flags = 0) {
   return opal::bus::Descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC | flags, 0444));
@@ -30,8 +30,8 @@ opal::bus::Descriptor open_read_only(const std::filesystem::path &file, int flag
 
 /// The new namespace outlives the thread by its name in the folder.
 void make_named(const std::string &name) {
-  std::filesystem::create_directories(folder);
-  const std::filesystem::path file = folder / name;
+  std::filesystem::create_directories(namespace_folder);
+  const std::filesystem::path file = namespace_folder / name;
   if (!open_read_only(file, O_CREAT | O_EXCL)) fail(name, "making its file");
   const auto make = [&] {
     if (unshare(CLONE_NEWNET) != 0) fail(name, "making it");
@@ -45,7 +45,7 @@ void make_named(const std::string &name) {
 
 NetNamespace::NetNamespace(const std::string &name) {
   make_named(name);
-  namespace_ = open_read_only(folder / name);
+  namespace_ = open_read_only(namespace_folder / name);
   if (!namespace_) fail(name, "opening it");
   run([] {
     silence_ipv6();
@@ -64,7 +64,7 @@ void NetNamespace::run(const std::function<void()> &work) const {
 std::vector<std::string> net_namespace_names() {
   std::vector<std::string> names;
   std::error_code error;
-  for (const auto &entry : std::filesystem::directory_iterator(folder, error))
+  for (const auto &entry : std::filesystem::directory_iterator(namespace_folder, error))
     names.push_back(entry.path().filename());
   std::sort(names.begin(), names.end());
   return names;
@@ -74,7 +74,7 @@ std::string enter_net_namespace(const std::string &name) {
   const auto names = net_namespace_names();
   if (std::find(names.begin(), names.end(), name) == names.end())
     return fmt::format("there is no node '{}'; there are {}, and switch", name, fmt::join(names, ", "));
-  const auto file = open_read_only(folder / name);
+  const auto file = open_read_only(namespace_folder / name);
   if (!file || setns(file.get(), CLONE_NEWNET) != 0)
     return fmt::format("node {} cannot be entered: {}", name, std::strerror(errno));
   return "";

@@ -23,7 +23,7 @@ MacAddress mac_address(std::uint8_t station, std::size_t position) {
 }
 
 /// One loop, one frame at a time: all nodes share the buffer.
-FrameBuffer shared_buffer;
+FrameBuffer node_buffer;
 
 }  // namespace
 
@@ -68,20 +68,20 @@ void Node::add_access(asio::io_context &loop, const AccessInterface &access, std
 }
 
 ReadResult Node::read_trunk(Device &device) {
-  const auto place = shared_buffer.tagged_place();
+  const auto place = node_buffer.tagged_place();
   const ssize_t length = read(device.descriptor.get(), place.data(), place.size());
   if (length < 0) return result_of_failed_read(errno);
-  from_node_(shared_buffer.finish(static_cast<std::size_t>(length)));
+  from_node_(node_buffer.finish(static_cast<std::size_t>(length)));
   return ReadResult::taken;
 }
 
 ReadResult Node::read_access(Device &device) {
-  const auto place = shared_buffer.untagged_place();
+  const auto place = node_buffer.untagged_place();
   const ssize_t length = read(device.descriptor.get(), place.data(), place.size());
   if (length < 0) return result_of_failed_read(errno);
   if (static_cast<std::size_t>(length) < ethernet_header_bytes) return ReadResult::taken;
-  insert_tag(shared_buffer.tagged_place(), device.vlan.value);
-  from_node_(shared_buffer.finish(static_cast<std::size_t>(length) + tag_bytes));
+  insert_tag(node_buffer.tagged_place(), device.vlan.value);
+  from_node_(node_buffer.finish(static_cast<std::size_t>(length) + tag_bytes));
   return ReadResult::taken;
 }
 

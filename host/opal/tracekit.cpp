@@ -13,7 +13,7 @@ const char *tracekit_dbg_modname = program_invocation_short_name;
 
 namespace {
 
-constexpr std::uint32_t interface_version = 1;
+constexpr std::uint32_t tracekit_version = 1;
 constexpr std::uint32_t kvs_value_max = 256;
 
 /// What the program has registered.
@@ -73,7 +73,7 @@ int tracekit_dbg_init(qbus_queue_t queue, const char *name, const char *title, u
                       const char *const *descriptions, uint32_t version, kvs_service_t store,
                       tracekit_context_t *context) {
   const bool named = name != nullptr && title != nullptr && descriptions != nullptr;
-  if (version != interface_version || !named || !is_usable(context) || find_queue(queue) == nullptr ||
+  if (version != tracekit_version || !named || !is_usable(context) || find_queue(queue) == nullptr ||
       element_count > trace::category_end - trace::first_category)
     return static_cast<int>(RCODE_INVALID);
   tracekit_dbg_modname = name;
@@ -90,7 +90,7 @@ int tracekit_sys_init_helper(qbus_queue_t queue, const char *name, const char *t
                              uint32_t facility_number, uint32_t version, kvs_service_t,
                              tracekit_context_t *context) {
   const bool known = tracekit_sys_facility != nullptr && tracekit_sys_facility->fac_num == facility_number;
-  if (version != interface_version || name == nullptr || title == nullptr || !known || !is_usable(context) ||
+  if (version != tracekit_version || name == nullptr || title == nullptr || !known || !is_usable(context) ||
       find_queue(queue) == nullptr)
     return static_cast<int>(RCODE_INVALID);
   facility().syslog_context = context;

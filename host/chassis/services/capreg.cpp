@@ -4,7 +4,7 @@ namespace chassis {
 
 namespace {
 
-constexpr std::size_t features_max = 64;
+constexpr std::size_t feature_names_max = 64;
 
 }  // namespace
 
@@ -18,7 +18,7 @@ FeatureRegistry::FeatureRegistry(asio::io_context &loop, const FaultTable &fault
 bus::Result FeatureRegistry::take(const bus::FeatureStatus &status) {
   const std::string name(bus::text_of(status.feature));
   if (name.empty() || status.enabled > 1) return {RCODE_INVALID};
-  if (!features_.contains(name) && features_.size() >= features_max) return {RCODE_NO_MEMORY};
+  if (!features_.contains(name) && features_.size() >= feature_names_max) return {RCODE_NO_MEMORY};
   features_.insert_or_assign(name, status.enabled == 1);
   return {RCODE_SUCCESS};
 }

@@ -8,7 +8,7 @@ namespace chassis {
 
 namespace {
 
-constexpr std::uint32_t features_max = sizeof(vlan_feat_map_t::bits) * 8;
+constexpr std::uint32_t feature_numbers = sizeof(vlan_feat_map_t::bits) * 8;
 constexpr std::uint32_t reason_deleted_by_operator = 1;
 
 VlanSet vlans_of(const Description &description) {
@@ -24,7 +24,7 @@ VlanSet vlans_of(const Description &description) {
 }
 
 bool is_set(const vlan_feat_map_t &map, std::uint32_t feature) {
-  return feature < features_max && (map.bits[feature / 8] >> feature % 8 & 1) != 0;
+  return feature < feature_numbers && (map.bits[feature / 8] >> feature % 8 & 1) != 0;
 }
 
 }  // namespace
@@ -86,7 +86,7 @@ bus::Result VlanManager::check(const bus::CheckFeature &request) const {
 
 void VlanManager::take_feature_message(const bus::Message &message, bool on) {
   const auto request = bus::decode_feature_vlans(message.payload);
-  const bool valid = request && request->feature < features_max &&
+  const bool valid = request && request->feature < feature_numbers &&
                      std::all_of(request->vlans.begin(), request->vlans.end(),
                                  [](std::int32_t vlan) { return vlan_number(vlan).has_value(); });
   if (!valid) return endpoint_.answer_malformed(message);

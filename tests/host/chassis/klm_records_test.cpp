@@ -7,7 +7,7 @@
 namespace chassis {
 namespace {
 
-constexpr std::uint32_t known_port = 0x1a000002;
+constexpr std::uint32_t known_index = 0x1a000002;
 
 template <typename Record>
 std::span<const std::byte> bytes_of(const Record &record) {
@@ -17,7 +17,7 @@ std::span<const std::byte> bytes_of(const Record &record) {
 teskk_port_list_t one_port() {
   teskk_port_list_t list{};
   list.port_cnt = 1;
-  list.port_lst[0].if_idx = known_port;
+  list.port_lst[0].if_idx = known_index;
   list.port_lst[0].kestrix_port = 2;
   list.port_lst[0].vlan_cnt = 1;
   list.port_lst[0].vlan_lst[0] = {4095, 1};
@@ -42,7 +42,7 @@ struct KlmRecordsTest : testing::Test {
   int delete_vlan(std::uint16_t vlan) { return records.write(TESKK_DEL_VLAN, bytes_of(vlan)); }
   int delete_port(std::uint32_t port) { return records.write(TESKK_DEL_PORT, bytes_of(port)); }
 
-  KlmRecords records{[](IfIndex index) { return index.value == known_port; }};
+  KlmRecords records{[](IfIndex index) { return index.value == known_index; }};
 };
 
 TEST_F(KlmRecordsTest, SoundRecordsAreMirroredAndReplaced) {
@@ -51,7 +51,7 @@ TEST_F(KlmRecordsTest, SoundRecordsAreMirroredAndReplaced) {
   list.port_lst[0].vlan_lst[0].cbl_fwd = 0;
   EXPECT_EQ(ports(list), 0);
   ASSERT_EQ(records.mirror().ports.size(), 1U);
-  EXPECT_EQ(records.mirror().ports.at({known_port}).vlan_lst[0].cbl_fwd, 0);
+  EXPECT_EQ(records.mirror().ports.at({known_index}).vlan_lst[0].cbl_fwd, 0);
   EXPECT_EQ(vlans(vlans_from(3, 15)), 0);
   EXPECT_EQ(records.mirror().vlans.size(), 15U);
   EXPECT_EQ(records.mirror().vlans.at({17}).ltl_cbl, 5U);
@@ -90,7 +90,7 @@ TEST_F(KlmRecordsTest, VlansOutOfRangeAreRefused) {
 
 TEST_F(KlmRecordsTest, UnknownPortsAreRefused) {
   auto list = one_port();
-  list.port_lst[0].if_idx = known_port + 1;
+  list.port_lst[0].if_idx = known_index + 1;
   EXPECT_EQ(ports(list), EINVAL);
   list = one_port();
   list.port_lst[0].kestrix_port = asic_ports;
@@ -104,13 +104,13 @@ TEST_F(KlmRecordsTest, OneBadRecordRefusesTheWholeList) {
 
 TEST_F(KlmRecordsTest, OnlyWhatIsThereCanBeDeleted) {
   EXPECT_EQ(delete_vlan(100), ENOENT);
-  EXPECT_EQ(delete_port(known_port), ENOENT);
+  EXPECT_EQ(delete_port(known_index), ENOENT);
   vlans(vlans_from(100, 1));
   ports(one_port());
   EXPECT_EQ(delete_vlan(100), 0);
-  EXPECT_EQ(delete_port(known_port), 0);
+  EXPECT_EQ(delete_port(known_index), 0);
   EXPECT_EQ(delete_vlan(100), ENOENT);
-  EXPECT_EQ(delete_port(known_port), ENOENT);
+  EXPECT_EQ(delete_port(known_index), ENOENT);
 }
 
 TEST_F(KlmRecordsTest, ShortRecordsAndUnknownRequestsAreRefused) {

@@ -8,7 +8,7 @@
 namespace opal::test {
 namespace {
 
-constexpr bus::Address asker_address{0, 94};
+constexpr bus::Address config_address{0, 94};
 
 class RcgenTest : public testing::Test {
  protected:
@@ -38,7 +38,7 @@ class RcgenTest : public testing::Test {
     EXPECT_TRUE(view);
     return view.value_or(bus::GeneratedView{});
   }
-  bus::Socket asker_ = bind(asker_address);
+  bus::Socket asker_ = bind(config_address);
   bus::Message answer_;
 };
 

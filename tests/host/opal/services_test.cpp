@@ -15,7 +15,7 @@
 namespace opal::test {
 namespace {
 
-constexpr bus::Address peer_address{0, 93};
+constexpr bus::Address service_peer_address{0, 93};
 constexpr if_index_t port = 0x1a000002;
 constexpr if_index_t channel = 0x16000007;
 
@@ -26,7 +26,7 @@ class ServicesTest : public testing::Test {
     drain_queue();
   }
   qbus_msg_ref_t arrive(bus::Bytes payload) {
-    bus::Socket peer = bind(peer_address);
+    bus::Socket peer = bind(service_peer_address);
     EXPECT_FALSE(peer.send(bus::address::tesk, bus::Kind::notice, 1, 0, payload));
     return take_message().value_or(qbus_msg_ref_t{});
   }

@@ -26,6 +26,9 @@ namespace chassis {
 
 namespace bus = opal::bus;
 
+/// Interface index of ethernet 1/1.
+inline constexpr std::uint32_t ethernet = 26U << 24;
+
 /// A folder that is gone with the object.
 class TemporaryFolder {
  public:

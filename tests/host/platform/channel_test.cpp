@@ -4,7 +4,6 @@
 namespace chassis {
 namespace {
 
-constexpr std::uint32_t ethernet = 26U << 24;
 constexpr std::uint32_t channel_7 = 22U << 24 | 7U;
 
 Description with_channel() {

@@ -8,8 +8,6 @@
 namespace chassis {
 namespace {
 
-constexpr std::uint32_t ethernet = 26U << 24;
-
 std::string up_vlans(const portsvc_l2_port_state_t &state) {
   return to_ranges(from_record(state.vlan_up_bmp));
 }

@@ -3,16 +3,12 @@
 #include <gtest/gtest.h>
 
 #include "host/shell/lists.h"
+#include "tests/host/shell/trees.h"
 
 namespace shell {
 namespace {
 
 using namespace opal;
-
-const CommandTree &tree() {
-  static const CommandTree loaded = load_trees(TREES_FOLDER);
-  return loaded;
-}
 
 Parsed parsed(const std::string &line) {
   Parsed result = parse(tree(), split_line(line).front());

@@ -3,14 +3,10 @@
 #include <gtest/gtest.h>
 
 #include "host/shell/command_error.h"
+#include "tests/host/shell/trees.h"
 
 namespace shell {
 namespace {
-
-const CommandTree &tree() {
-  static const CommandTree loaded = load_trees(TREES_FOLDER);
-  return loaded;
-}
 
 Words words_of(const std::string &line) {
   const std::vector<Words> commands = split_line(line);
