@@ -1,9 +1,9 @@
 #include "bench/relay/daemon_under_test.h"
 
 #include <asio/post.hpp>
+#include <nlohmann/json.hpp>
 
 #include "bench/relay/frames.h"
-
 #include "host/chassis/failure.h"
 
 namespace bench {

@@ -60,8 +60,8 @@ ordered_json document(const std::string &command, bool ok) {
 }
 
 /// One line; bytes that are no UTF-8 are replaced, for what a program answered may hold any.
-std::string line_of(const ordered_json &json) {
-  return json.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n";
+std::string line_of(const ordered_json &value) {
+  return value.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n";
 }
 
 }  // namespace

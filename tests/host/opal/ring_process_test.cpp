@@ -14,7 +14,7 @@
 namespace opal::trace {
 namespace {
 
-constexpr std::size_t capacity = ring_capacity_min;
+constexpr std::size_t writers_ring = ring_capacity_min;
 
 /// A text that proves itself: its number, then as many letters as the number's remainder says.
 std::string text_of(std::uint64_t sequence) {
@@ -39,7 +39,7 @@ void append(RingWriter &ring, std::uint64_t sequence) {
 /// Appends for ever, from `sequence` on.
 [[noreturn]] void write_for_ever(const std::filesystem::path &file, std::uint64_t sequence) {
   std::string why;
-  std::optional<RingWriter> ring = RingWriter::open(file, capacity, why);
+  std::optional<RingWriter> ring = RingWriter::open(file, writers_ring, why);
   if (!ring) _exit(1);
   for (;; ++sequence) append(*ring, sequence);
 }
