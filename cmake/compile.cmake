@@ -9,6 +9,12 @@ if(TESK_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
 endif()
+# What the frame path runs through is optimised as one program where the daemon is linked; other programs link the
+# same libraries as usual.
+set(FRAME_PATH)
+if(NOT TESK_SANITIZE AND NOT TESK_COVERAGE)
+  set(FRAME_PATH -flto=auto -ffat-lto-objects)
+endif()
 # For sources that run once at a program's start and whose libraries are all templates, such as the command line's:
 # optimising them takes longer than they will ever run.
 set(RUNS_ONCE -O0)

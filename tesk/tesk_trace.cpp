@@ -20,6 +20,9 @@ boolean tesk_dbg_ctrl = false;
 
 namespace {
 
+constexpr size_t prefix_step = 8;
+static_assert(TESK_TRACE_PREFIX_BYTES % prefix_step == 0);
+
 constexpr const char *service_name = "tesk";
 constexpr const char *service_title = "Tesk and CIN Manager";
 constexpr uint32_t history_bytes = 0x10000;
@@ -39,7 +42,10 @@ void record_message(uint32_t category, const tesk_trace_place_t *place, size_t l
   tesk_trace_event_t event;
   const size_t room = sizeof event.text - 1 - place->prefix_length;
   const size_t taken = length < room ? length : room;
-  memcpy(event.text, place->prefix, place->prefix_length);
+  /* In steps of a fixed size, which are no calls; the text covers what is too much. */
+  for (size_t i = 0; i < place->prefix_length; i += prefix_step) {
+    memcpy(event.text + i, place->prefix + i, prefix_step);
+  }
   memcpy(event.text + place->prefix_length, tesk_trace_buf, taken);
   record(&event, category, place->prefix_length + taken);
 }
