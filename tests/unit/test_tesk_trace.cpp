@@ -212,4 +212,11 @@ TEST_F(TracePattern, TakesPercentSignsOfATextAsTheyAre) {
   EXPECT_TRUE(prints().at(0).ends_with("100 %s %d %n"));
 }
 
+TEST(TracePlace, SaysEveryDigitOfItsLine) {
+  for (const int line : {1, 9, 10, 11, 99, 100, 109, 1000, 65535}) {
+    const tesk_trace_place_t place = tesk_trace_place_of("f", line);
+    EXPECT_EQ(std::string(place.prefix, place.prefix_length), "f(" + std::to_string(line) + "): ");
+  }
+}
+
 }  // namespace
