@@ -324,4 +324,9 @@ TEST_F(ShellRequest, WithoutMemoryForItsHandleIsRefused) {
   expect(refused);
 }
 
+// Taken before any test runs: a program's start leaves the switch as it is.
+const boolean disabled_at_start = tesk_l2switch_disable;
+
+TEST(RelaySwitch, IsOnWhenTheProgramStarts) { EXPECT_FALSE(disabled_at_start); }
+
 }  // namespace

@@ -472,4 +472,12 @@ TEST_F(Synchronisation, SkipsAnEntryWhoseContextIsGone) {
   ignore_rest();
 }
 
+TEST(KernelRequests, AreNumberedInTheModulesOrder) {
+  EXPECT_EQ(_IOC_NR(TESKK_ADD_OR_UPDATE_VLANS), 0u);
+  EXPECT_EQ(_IOC_NR(TESKK_DEL_VLAN), 1u);
+  EXPECT_EQ(_IOC_NR(TESKK_ADD_OR_UPDATE_PORTS), 2u);
+  EXPECT_EQ(_IOC_NR(TESKK_DEL_PORT), 3u);
+  EXPECT_EQ(_IOC_NR(TESKK_GET_PORT_COUNTERS), 4u);
+}
+
 }  // namespace
