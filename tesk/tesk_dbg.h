@@ -82,7 +82,8 @@ void tesk_trace_message(uint32_t category, const tesk_trace_place_t *place, size
 /** Traces one message. Use the macros below. Inlined, so that the length of __func__ is known and the frame
  * path makes no calls for its texts. */
 template <tesk_format_text Format, class... Arguments>
-[[gnu::always_inline]] inline void tesk_trace(uint32_t category, const tesk_trace_place_t *place, Arguments... arguments) {
+[[gnu::always_inline]] inline void tesk_trace(uint32_t category, const tesk_trace_place_t *place,
+                                              Arguments... arguments) {
   const size_t length = tesk_format<Format>(tesk_trace_buf, sizeof tesk_trace_buf, arguments...);
   tesk_trace_message(category, place, length);
 }
