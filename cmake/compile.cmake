@@ -13,7 +13,7 @@ endif()
 # same libraries as usual.
 set(FRAME_PATH)
 if(NOT TESK_SANITIZE AND NOT TESK_COVERAGE)
-  set(FRAME_PATH -flto=auto -ffat-lto-objects)
+  set(FRAME_PATH -flto=auto -ffat-lto-objects -fno-plt)
 endif()
 # For sources that run once at a program's start and whose libraries are all templates, such as the command line's:
 # optimising them takes longer than they will ever run.

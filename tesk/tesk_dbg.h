@@ -31,8 +31,17 @@ typedef struct tesk_trace_event {
   char text[TESK_TRACE_TEXT_BYTES];
 } tesk_trace_event_t;
 
+/** The last message and, in front of it, room for what makes it an event of the history: a category of 32
+ * bits and the text of a place, which end where the message begins. So an event is put together where its
+ * message already stands, and two of them for each relayed frame cost no copy. */
+typedef struct tesk_trace_line {
+  char front[TESK_TRACE_PREFIX_BYTES + 16];
+  char message[TESK_TRACE_BUF_BYTES];
+} tesk_trace_line_t;
+extern tesk_trace_line_t tesk_trace_line;
+
 /** The last message, without its function and line. */
-extern char tesk_trace_buf[TESK_TRACE_BUF_BYTES];
+inline constexpr char (&tesk_trace_buf)[TESK_TRACE_BUF_BYTES] = tesk_trace_line.message;
 
 /** Descriptions of the categories in the order packet, control, error. */
 extern const char *const tesk_dbg_elem_desc[TESK_TRACE_ELEMENTS];
@@ -53,25 +62,29 @@ typedef struct tesk_trace_place {
   const char *function;
   int line;
   uint32_t prefix_length;
-  char prefix[TESK_TRACE_PREFIX_BYTES]; /**< "function(line): ", without a NUL */
+  char prefix[TESK_TRACE_PREFIX_BYTES]; /**< ends with "function(line): ", without a NUL */
 } tesk_trace_place_t;
 
 /** @param function of at most 64 characters; more of them are not shown in the history */
 constexpr tesk_trace_place_t tesk_trace_place_of(const char *function, int line) {
   tesk_trace_place_t place = {.function = function, .line = line, .prefix_length = 0, .prefix = {}};
-  while (*function != '\0' && place.prefix_length < TESK_TRACE_FUNCTION_MAX) {
-    place.prefix[place.prefix_length++] = *function++;
+  const auto prepend = [&place](char character) {
+    place.prefix[TESK_TRACE_PREFIX_BYTES - ++place.prefix_length] = character;
+  };
+  for (const char end : {' ', ':', ')'}) {
+    prepend(end);
   }
-  place.prefix[place.prefix_length++] = '(';
-  int unit = 1;
-  while (line / unit >= 10) {
-    unit *= 10;
+  do {
+    prepend((char)('0' + line % 10));
+    line /= 10;
+  } while (line > 0);
+  prepend('(');
+  int length = 0;
+  while (length < TESK_TRACE_FUNCTION_MAX && function[length] != '\0') {
+    length++;
   }
-  for (; unit > 0; unit /= 10) {
-    place.prefix[place.prefix_length++] = (char)('0' + line / unit % 10);
-  }
-  for (const char end : {')', ':', ' '}) {
-    place.prefix[place.prefix_length++] = end;
+  while (length > 0) {
+    prepend(function[--length]);
   }
   return place;
 }
@@ -83,7 +96,7 @@ void tesk_trace_message(uint32_t category, const tesk_trace_place_t *place, size
  * path makes no calls for its texts. */
 template <tesk_format_text Format, class... Arguments>
 [[gnu::always_inline]] inline void tesk_trace(uint32_t category, const tesk_trace_place_t *place,
-                                              Arguments... arguments) {
+                                              const Arguments &...arguments) {
   const size_t length = tesk_format<Format>(tesk_trace_buf, sizeof tesk_trace_buf, arguments...);
   tesk_trace_message(category, place, length);
 }

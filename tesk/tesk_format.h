@@ -16,6 +16,7 @@
 #include <stdint.h>
 #include <string.h>
 
+#include <bit>
 #include <charconv>
 #include <type_traits>
 #include <utility>
@@ -48,6 +49,13 @@ typedef struct tesk_text {
   const char *start;
   size_t length;
 } tesk_text_t;
+
+/** A text argument in a field of a fixed size, which is copied whole: a copy of a fixed size is no call. */
+enum { TESK_NAME_BYTES = 8 };
+typedef struct tesk_name {
+  const char *start;
+  size_t length;
+} tesk_name_t;
 
 /** Formats with snprintf: the message may have to be cut. @return length of what is in the buffer */
 size_t tesk_format_cut(char *buffer, size_t size, const char *format, ...);
@@ -115,9 +123,25 @@ constexpr size_t tesk_conversion_bytes(tesk_conversion_t conversion) {
   return conversion.letter == 's' ? 0 : number;
 }
 
-inline tesk_text_t tesk_measured(const char *text) {
+template <class Text>
+requires std::is_pointer_v<Text>
+inline tesk_text_t tesk_measured(const Text &text) {
   const char *start = text == nullptr ? "(null)" : text;
   return {.start = start, .length = strlen(start)};
+}
+
+template <size_t Size>
+inline tesk_text_t tesk_measured(const char (&text)[Size]) {
+  return {.start = text, .length = strlen(text)};
+}
+
+/** Names of devices have this room. */
+inline tesk_name_t tesk_measured(const char (&name)[TESK_NAME_BYTES]) {
+  size_t length = 0;
+  while (length < TESK_NAME_BYTES - 1 && name[length] != '\0') {
+    length++;
+  }
+  return {.start = name, .length = length};
 }
 
 template <tesk_number Number>
@@ -126,6 +150,8 @@ inline Number tesk_measured(Number number) {
 }
 
 inline size_t tesk_text_bytes(tesk_text_t text) { return text.length; }
+
+inline size_t tesk_text_bytes(tesk_name_t) { return TESK_NAME_BYTES; }
 
 template <tesk_number Number>
 inline size_t tesk_text_bytes(Number) {
@@ -142,26 +168,75 @@ inline char *tesk_put(char *to, tesk_text_t text) {
   return tesk_put_bytes(to, text.start, text.length);
 }
 
-template <tesk_conversion_t Conversion, tesk_number Number>
-inline char *tesk_put(char *to, Number number) {
-  constexpr bool is_signed = Conversion.letter == 'd' || Conversion.letter == 'i';
-  constexpr int base = Conversion.letter == 'x' ? 16 : 10;
-  using shown_t = std::conditional_t<is_signed, int32_t, uint32_t>;
-  constexpr size_t room = tesk_conversion_bytes(Conversion);
-  static_assert(!Conversion.prefixed || (base == 16 && Conversion.width == 0), "%#x takes no width");
-  if (Conversion.prefixed && number != 0) {
-    to = tesk_put_bytes(to, "0x", 2);
+/** Shows a number below 10,000, as nearly every one is: all digits at once, in the bytes of a word. */
+inline char *tesk_put_small(char *to, uint32_t number) {
+  const uint32_t hundreds = number / 100;
+  const uint32_t pairs = hundreds << 16 | (number - hundreds * 100);
+  /* A tenth of both halves: 103 / 1024 is near enough below 100. */
+  const uint32_t tens = pairs * 103 >> 10 & 0x000f000f;
+  const uint32_t digits = tens << 8 | (pairs - tens * 10);
+  const int leading_zeros = std::countl_zero(digits | 1) / 8;
+  uint32_t shown = (digits | 0x30303030) << 8 * leading_zeros;
+  if constexpr (std::endian::native == std::endian::little) {
+    shown = __builtin_bswap32(shown);
   }
+  memcpy(to, &shown, sizeof shown);
+  return to + sizeof shown - leading_zeros;
+}
+
+/** Shows a number's lowest hexadecimal digits. */
+template <size_t Digits>
+inline char *tesk_put_nibbles(char *to, uint32_t number) {
+  for (size_t digit = 0; digit < Digits; digit++) {
+    to[digit] = "0123456789abcdef"[number >> 4 * (Digits - 1 - digit) & 15];
+  }
+  return to + Digits;
+}
+
+template <tesk_conversion_t Conversion>
+inline char *tesk_put(char *to, tesk_name_t name) {
+  memcpy(to, name.start, TESK_NAME_BYTES);
+  return to + name.length;
+}
+
+/** Shows any number, with the library's digits. */
+template <tesk_conversion_t Conversion, class Shown>
+char *tesk_put_any(char *to, Shown number) {
+  constexpr int base = Conversion.letter == 'x' ? 16 : 10;
+  constexpr size_t room = tesk_conversion_bytes(Conversion);
   if constexpr (Conversion.width == 0) {
-    return std::to_chars(to, to + room, (shown_t)number, base).ptr;
+    return std::to_chars(to, to + room, number, base).ptr;
   } else {
-    static_assert(!is_signed, "a signed number has no width: where would its sign go");
     char digits[room];
-    const size_t length = (size_t)(std::to_chars(digits, digits + room, (shown_t)number, base).ptr - digits);
+    const size_t length = (size_t)(std::to_chars(digits, digits + room, number, base).ptr - digits);
     const size_t fillers = length < Conversion.width ? Conversion.width - length : 0;
     memset(to, Conversion.fill, fillers);
     return tesk_put_bytes(to + fillers, digits, length);
   }
+}
+
+template <tesk_conversion_t Conversion, tesk_number Number>
+inline char *tesk_put(char *to, Number number) {
+  constexpr bool is_signed = Conversion.letter == 'd' || Conversion.letter == 'i';
+  constexpr bool is_hexadecimal = Conversion.letter == 'x';
+  constexpr size_t width = Conversion.width;
+  static_assert(!Conversion.prefixed || (is_hexadecimal && width == 0), "%#x takes no width");
+  static_assert(!is_signed || width == 0, "a signed number has no width: where would its sign go");
+  using shown_t = std::conditional_t<is_signed, int32_t, uint32_t>;
+  if (Conversion.prefixed && number != 0) {
+    to = tesk_put_bytes(to, "0x", 2);
+  }
+  if constexpr (!is_hexadecimal && width == 0) {
+    if ((uint32_t)number < 10000) [[likely]] {
+      return tesk_put_small(to, (uint32_t)number);
+    }
+  }
+  if constexpr (is_hexadecimal && Conversion.fill == '0' && width <= 8) {
+    if ((uint64_t)(uint32_t)number >> 4 * width == 0) [[likely]] {
+      return tesk_put_nibbles<width>(to, (uint32_t)number);
+    }
+  }
+  return tesk_put_any<Conversion>(to, (shown_t)number);
 }
 
 template <tesk_format_text Format, size_t... Index, class... Arguments>
@@ -194,7 +269,7 @@ consteval size_t tesk_format_bytes(std::index_sequence<Index...>) {
  * @return length of what is in the buffer, without the NUL
  */
 template <tesk_format_text Format, class... Arguments>
-inline size_t tesk_format(char *buffer, size_t size, Arguments... arguments) {
+inline size_t tesk_format(char *buffer, size_t size, const Arguments &...arguments) {
   constexpr auto indexes = std::index_sequence_for<Arguments...>();
   static_assert(tesk_format_takes<Format, Arguments...>(indexes),
                 "a trace's arguments do not fit its format");

@@ -50,7 +50,7 @@ void count_flood(uint32_t ltl, const uint8_t *frame) {
 boolean choose_destination(const char *caller, const uint8_t *frame, uint16_t vlan, destination_t *to) {
   tesk_port_t *port = frame_is_group(frame) ? nullptr : tesk_fib_hash_lookup(frame, vlan);
   if (port != nullptr) {
-    if (!tesk_port_vlan_forwarding(port, vlan)) {
+    if (!tesk_port_vlan_forwarding(port, vlan)) [[unlikely]] {
       TESK_PKT_AS(caller, "%s:Port-VLAN[%08x-%d] CBL BLK, not forwarding\n", caller, port->if_idx, vlan);
       return false;
     }
@@ -81,21 +81,21 @@ void finish_header(kestrix_fh_hdr_t *header, uint16_t vlan, const destination_t 
 /* The port that a frame may enter by; null after tracing why it may not. */
 tesk_port_t *admit_inband(const char *caller, const uint8_t *packet, uint16_t vlan) {
   const auto *header = (const kestrix_th_hdr_t *)packet;
-  if (!kestrix_th_ce(header)) {
+  if (!kestrix_th_ce(header)) [[unlikely]] {
     TESK_PKT_AS(caller, "%s:Received Non-CE frame, dropping it [%s]\n", caller, TESK_INBAND_DEVICE);
     return nullptr;
   }
-  if (!kestrix_th_tagged(header)) {
+  if (!kestrix_th_tagged(header)) [[unlikely]] {
     TESK_PKT_AS(caller, "%s:Received Untagged frame, dropping it [%s]\n", caller, TESK_INBAND_DEVICE);
     return nullptr;
   }
   const uint8_t ingress = kestrix_th_ingress_plid(header);
   tesk_port_t *port = tesk_kes_port_to_port_context(ingress);
-  if (port == nullptr) {
+  if (port == nullptr) [[unlikely]] {
     TESK_PKT_AS(caller, "%s: Failed to lookup port context for Kestrix port[%d]\n", caller, ingress);
     return nullptr;
   }
-  if (!tesk_port_has_vlan(port, vlan)) {
+  if (!tesk_port_has_vlan(port, vlan)) [[unlikely]] {
     TESK_PKT_AS(caller, "%s: Ingress Port[0x%x] is not a member of VLAN[%d]\n", caller, port->if_idx, vlan);
     return nullptr;
   }
@@ -112,12 +112,12 @@ int tesk_rx_mgmt() {
       return length;
     }
     const uint16_t tpid = frame_word(frame, FRAME_TPID);
-    if (tpid != TESK_TPID) {
+    if (tpid != TESK_TPID) [[unlikely]] {
       TESK_PKT("%s:Received untagged frame(ET:0x%04x)\n", __func__, tpid);
       continue;
     }
     const uint16_t vlan = frame_vlan(frame);
-    if (!tesk_port_has_vlan(&amm_mgmt_port, vlan)) {
+    if (!tesk_port_has_vlan(&amm_mgmt_port, vlan)) [[unlikely]] {
       TESK_PKT("%s:Received traffic over non-SoL/CIN VLAN(%d)\n", __func__, vlan);
       continue;
     }
@@ -133,13 +133,13 @@ uint16_t tesk_tx_inband(uint16_t vlan, uint8_t *frame_buffer, int length) {
   kestrix_fh_clear(header);
   kestrix_fh_set_ce(header);
   destination_t to;
-  if (!choose_destination(__func__, frame, vlan, &to)) {
+  if (!choose_destination(__func__, frame, vlan, &to)) [[unlikely]] {
     return 0;
   }
   finish_header(header, vlan, &to);
   const int requested = length + KESTRIX_HDR_BYTES;
   const auto written = (uint16_t)write(sock_inband, frame_buffer, (size_t)requested);
-  if (written == 0) {
+  if (written == 0) [[unlikely]] {
     TESK_PKT("%s:Wrote %d bytes (Req:%d) for LTL: %05x [%s]:err(%d)\n", __func__, 0, requested, to.ltl,
              TESK_INBAND_DEVICE, errno);
     return 0;
@@ -162,13 +162,13 @@ int tesk_rx_inband() {
       return length;
     }
     const uint16_t tpid = frame_word(frame, FRAME_TPID);
-    if (tpid != TESK_TPID) {
+    if (tpid != TESK_TPID) [[unlikely]] {
       TESK_PKT("%s:Received untagged frame(0x%4x)\n", __func__, tpid);
       continue;
     }
     const uint16_t vlan = frame_vlan(frame);
     tesk_port_t *port = admit_inband(__func__, buf, vlan);
-    if (port == nullptr) {
+    if (port == nullptr) [[unlikely]] {
       continue;
     }
     TESK_PKT("%s: Received Frame (%d bytes) on Port [0x%x] over VLAN:%d\n", __func__, length, port->if_idx,
@@ -181,7 +181,7 @@ int tesk_rx_inband() {
 
 uint16_t tesk_tx_mgmt(const uint8_t *frame, int length) {
   const auto written = (uint16_t)write(sock_mgmt, frame, (size_t)length);
-  if (written == 0) {
+  if (written == 0) [[unlikely]] {
     TESK_PKT("%s:Wrote %d bytes, Req %d bytes [%s]:err(%d)\n", __func__, 0, length, lnx_eth_if, errno);
     return 0;
   }

@@ -7,7 +7,7 @@
 #include "tesk/tesk_qbus.h"
 #include "tesk/tesk_syslog_def.h"
 
-char tesk_trace_buf[TESK_TRACE_BUF_BYTES];
+alignas(64) tesk_trace_line_t tesk_trace_line;
 
 const char *const tesk_dbg_elem_desc[TESK_TRACE_ELEMENTS] = {
     "TESK Manager Packet Events", "TESK Manager Control Events", "TESK Manager Error Events"};
@@ -20,9 +20,6 @@ boolean tesk_dbg_ctrl = false;
 
 namespace {
 
-constexpr size_t prefix_step = 8;
-static_assert(TESK_TRACE_PREFIX_BYTES % prefix_step == 0);
-
 constexpr const char *service_name = "tesk";
 constexpr const char *service_title = "Tesk and CIN Manager";
 constexpr uint32_t history_bytes = 0x10000;
@@ -32,22 +29,33 @@ boolean is_recorded(uint32_t category) {
   return tracekit_hist_event_subtype_check(TESK_TRACE_EVENT, category) == 0;
 }
 
-void record(tesk_trace_event_t *event, uint32_t category, size_t length) {
-  event->category = category;
-  event->text[length] = '\0';
-  tracekit_hist_event(TESK_TRACE_EVENT, (uint32_t)(sizeof category + length + 1), event);
+/* @param event of the layout of tesk_trace_event_t, at any address */
+void record(const void *event, size_t text_length) {
+  tracekit_hist_event(TESK_TRACE_EVENT, (uint32_t)(sizeof(uint32_t) + text_length + 1), event);
 }
 
-void record_message(uint32_t category, const tesk_trace_place_t *place, size_t length) {
-  tesk_trace_event_t event;
-  const size_t room = sizeof event.text - 1 - place->prefix_length;
-  const size_t taken = length < room ? length : room;
-  /* In steps of a fixed size, which are no calls; the text covers what is too much. */
-  for (size_t i = 0; i < place->prefix_length; i += prefix_step) {
-    memcpy(event.text + i, place->prefix + i, prefix_step);
+/* A copy of a fixed size is no call, and nearly every prefix fits into the short one. */
+void put_in_front(char *message, const tesk_trace_place_t *place) {
+  constexpr size_t short_prefix = 32;
+  if (place->prefix_length <= short_prefix) [[likely]] {
+    memcpy(message - short_prefix, place->prefix + TESK_TRACE_PREFIX_BYTES - short_prefix, short_prefix);
+  } else {
+    memcpy(message - TESK_TRACE_PREFIX_BYTES, place->prefix, TESK_TRACE_PREFIX_BYTES);
   }
-  memcpy(event.text + place->prefix_length, tesk_trace_buf, taken);
-  record(&event, category, place->prefix_length + taken);
+}
+
+/* Makes the message an event in its place; what an event has no room for is cut only while it is recorded. */
+void record_message(uint32_t category, const tesk_trace_place_t *place, size_t length) {
+  char *message = (char *)&tesk_trace_line + offsetof(tesk_trace_line_t, message);
+  put_in_front(message, place);
+  char *event = message - place->prefix_length - sizeof category;
+  memcpy(event, &category, sizeof category);
+  const size_t room = TESK_TRACE_TEXT_BYTES - 1 - place->prefix_length;
+  const size_t taken = length < room ? length : room;
+  const char beyond = message[taken];
+  message[taken] = '\0';
+  record(event, place->prefix_length + taken);
+  message[taken] = beyond;
 }
 
 void context_free(tracekit_context_t *context) {
@@ -117,11 +125,11 @@ boolean tesk_init_tracekit() {
   return true;
 }
 
-void tesk_trace_message(uint32_t category, const tesk_trace_place_t *place, size_t length) {
-  if (is_recorded(category)) {
+[[gnu::flatten]] void tesk_trace_message(uint32_t category, const tesk_trace_place_t *place, size_t length) {
+  if (is_recorded(category)) [[likely]] {
     record_message(category, place, length);
   }
-  if (tesk_trace_is_printed(category)) {
+  if (tesk_trace_is_printed(category)) [[unlikely]] {
     (void)dbgprint(1, tracekit_dbg_modname, 0, "%s(%d): %s", place->function, place->line, tesk_trace_buf);
   }
 }
@@ -129,7 +137,8 @@ void tesk_trace_message(uint32_t category, const tesk_trace_place_t *place, size
 void tesk_trace_record_bare(uint32_t category, const char *text) {
   if (is_recorded(category)) {
     tesk_trace_event_t event;
-    record(&event, category, tesk_format<"%s">(event.text, sizeof event.text, text));
+    event.category = category;
+    record(&event, tesk_format<"%s">(event.text, sizeof event.text, text));
   }
 }
 

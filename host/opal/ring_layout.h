@@ -47,20 +47,21 @@ static_assert(sizeof(EventHead) == event_head_bytes);
 
 /// The first word of an event.
 constexpr std::uint64_t word_of(std::uint32_t text_length, std::uint32_t category) {
-  return std::bit_cast<std::uint64_t>(std::array{text_length, category});
+  return std::endian::native == std::endian::little ? std::uint64_t{category} << 32 | text_length
+                                                    : std::uint64_t{text_length} << 32 | category;
 }
 
 /// Reads the text's length of the event at `position`, whatever is there.
-inline std::uint32_t load_text_length(const RingMapping &mapping, std::uint64_t position) {
-  return std::bit_cast<std::array<std::uint32_t, 2>>(mapping.load(position))[0];
+inline std::uint32_t load_text_length(EventSpace events, std::uint64_t position) {
+  return std::bit_cast<std::array<std::uint32_t, 2>>(events.load(position))[0];
 }
 
 /// Reads the head of the event at `position`; nothing when no event can end before `end` that begins so.
-inline std::optional<EventHead> load_event_head(const RingMapping &mapping, std::uint64_t position,
+inline std::optional<EventHead> load_event_head(EventSpace events, std::uint64_t position,
                                                 std::uint64_t end) {
   if (end < position || end - position < event_head_bytes) return std::nullopt;
   const std::array<std::uint64_t, event_head_bytes / word_bytes> words{
-      mapping.load(position), mapping.load(position + word_bytes), mapping.load(position + 2 * word_bytes)};
+      events.load(position), events.load(position + word_bytes), events.load(position + 2 * word_bytes)};
   const auto head = std::bit_cast<EventHead>(words);
   if (head.text_length > ring_text_limit || head.bytes() > end - position) return std::nullopt;
   return head;

@@ -11,10 +11,10 @@
 namespace opal::trace {
 namespace {
 
-std::string load_text(const RingMapping &mapping, std::uint64_t position, std::size_t length) {
+std::string load_text(EventSpace events, std::uint64_t position, std::size_t length) {
   std::string text(length, '\0');
   for (std::size_t offset = 0; offset < length; offset += word_bytes) {
-    const std::uint64_t word = mapping.load(position + offset);
+    const std::uint64_t word = events.load(position + offset);
     std::memcpy(text.data() + offset, &word, std::min(word_bytes, length - offset));
   }
   return text;
@@ -70,9 +70,9 @@ void RingReader::read_mapping(std::vector<Event> &events) {
   const std::uint64_t end = mapping_.head();
   while (position_ < end) {
     position_ = std::max(position_, mapping_.tail());
-    const std::optional<EventHead> head = load_event_head(mapping_, position_, end);
+    const std::optional<EventHead> head = load_event_head(mapping_.events(), position_, end);
     std::string text =
-        head ? load_text(mapping_, position_ + event_head_bytes, head->text_length) : std::string();
+        head ? load_text(mapping_.events(), position_ + event_head_bytes, head->text_length) : std::string();
     std::atomic_thread_fence(std::memory_order_acquire);
     if (mapping_.tail() > position_) continue;
     if (!head) {

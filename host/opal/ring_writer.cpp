@@ -18,8 +18,8 @@ std::uint64_t load_word(const char *bytes) {
   return word;
 }
 
-/// The last bytes of a text, from `whole` on, with zeros behind them.
-std::uint64_t last_word(std::string_view text, std::size_t whole) {
+/// The last bytes of a text, fewer than a word, with zeros behind them.
+std::uint64_t last_word(std::string_view text, std::size_t count) {
   if (text.size() < word_bytes) {
     std::uint64_t word = 0;
     std::memcpy(&word, text.data(), text.size());
@@ -27,8 +27,64 @@ std::uint64_t last_word(std::string_view text, std::size_t whole) {
   }
   // Reads into the bytes before, which are there, and shifts them out.
   const std::uint64_t word = load_word(text.data() + text.size() - word_bytes);
-  const std::size_t foreign_bits = (word_bytes - (text.size() - whole)) * 8;
+  const std::size_t foreign_bits = (word_bytes - count) * 8;
   return std::endian::native == std::endian::little ? word >> foreign_bits : word << foreign_bits;
+}
+
+/// Stores words one behind the other.
+class StraightWriter {
+ public:
+  explicit StraightWriter(std::uint64_t *start) : next_(start) {}
+  template <class... Words>
+  void put(Words... words) {
+    (std::atomic_ref(*next_++).store(words, std::memory_order_relaxed), ...);
+  }
+
+ private:
+  std::uint64_t *next_;
+};
+
+/// Stores words one behind the other, going on at the beginning when the end is reached.
+class WrappingWriter {
+ public:
+  WrappingWriter(EventSpace events, std::uint64_t position) : events_(events), position_(position) {}
+  template <class... Words>
+  void put(Words... words) {
+    (StraightWriter(events_.at(std::exchange(position_, position_ + word_bytes))).put(words), ...);
+  }
+
+ private:
+  EventSpace events_;
+  std::uint64_t position_;
+};
+
+/// Writes one event. Every value goes from its source to the ring in whole words: a word that is put together
+/// in memory from smaller ones and then read would wait for each of them, and so would the relayed frame that
+/// is traced.
+template <class Writer>
+void write_event(Writer writer, std::uint64_t first_word, std::uint64_t sequence, std::int64_t time_ns,
+                 std::string_view text) {
+  constexpr std::size_t w = word_bytes;
+  writer.put(first_word, sequence, static_cast<std::uint64_t>(time_ns));
+  const char *next = text.data();
+  std::size_t left = text.size();
+  for (; left >= 4 * w; left -= 4 * w, next += 4 * w)
+    writer.put(load_word(next), load_word(next + w), load_word(next + 2 * w), load_word(next + 3 * w));
+  if (left >= 2 * w) {
+    writer.put(load_word(next), load_word(next + w));
+    left -= 2 * w, next += 2 * w;
+  }
+  if (left >= w) {
+    writer.put(load_word(next));
+    left -= w;
+  }
+  if (left > 0) writer.put(last_word(text, left));
+}
+
+[[gnu::cold, gnu::noinline]] void write_wrapping(EventSpace events, std::uint64_t position,
+                                                 std::uint64_t first_word, std::uint64_t sequence,
+                                                 std::int64_t time_ns, std::string_view text) {
+  write_event(WrappingWriter(events, position), first_word, sequence, time_ns, text);
 }
 
 /// Walks what the last writer left. @return the sequence number to go on with; nothing when damaged
@@ -40,7 +96,7 @@ std::optional<std::uint64_t> next_sequence_of(const RingMapping &mapping) {
     return std::nullopt;
   std::optional<std::uint64_t> next;
   while (position < end) {
-    const std::optional<EventHead> head = load_event_head(mapping, position, end);
+    const std::optional<EventHead> head = load_event_head(mapping.events(), position, end);
     if (!head || head->sequence != next.value_or(head->sequence)) return std::nullopt;
     next = head->sequence + 1;
     position += head->bytes();
@@ -97,32 +153,27 @@ std::optional<RingWriter> RingWriter::open(const std::filesystem::path &file, st
   return RingWriter(std::move(*mapping), 1);
 }
 
-void RingWriter::make_room(std::uint64_t end) noexcept {
-  if (end - tail_ <= mapping_.capacity()) return;
-  while (end - tail_ > mapping_.capacity()) {
-    const std::uint64_t oldest = event_bytes(load_text_length(mapping_, tail_));
-    // Only a stranger's hand in the file makes an event unreadable here; then all of them go.
-    tail_ = oldest <= head_ - tail_ ? tail_ + oldest : head_;
-  }
-  mapping_.set_tail(tail_);
-}
-
-// Every value goes from its source to the ring in whole words: a word that is put together in memory from
-// smaller ones and then read would wait for each of them, and so would the relayed frame that is traced.
 void RingWriter::append(std::int64_t time_ns, std::uint32_t category, std::string_view text) noexcept {
   text = text.substr(0, ring_text_limit);
+  const EventSpace events = mapping_.events();
   const auto length = static_cast<std::uint32_t>(text.size());
-  make_room(head_ + event_bytes(length));
-  WordWriter writer = mapping_.writer_at(head_);
-  writer.put(word_of(length, category));
-  writer.put(next_sequence_++);
-  writer.put(static_cast<std::uint64_t>(time_ns));
-  const std::size_t whole = text.size() / word_bytes * word_bytes;
-  for (std::size_t offset = 0; offset < whole; offset += word_bytes)
-    writer.put(load_word(text.data() + offset));
-  if (whole < text.size()) writer.put(last_word(text, whole));
-  head_ += event_bytes(length);
-  mapping_.set_head(head_);
+  const std::uint64_t start = head_;
+  const std::uint64_t bytes = event_bytes(length);
+  const std::uint64_t end = start + bytes;
+  while (end - tail_ > events.capacity()) {
+    const std::uint64_t oldest = event_bytes(load_text_length(events, tail_));
+    // Only a stranger's hand in the file makes an event unreadable here; then all of them go.
+    tail_ = std::min(tail_ + oldest, start);
+  }
+  mapping_.set_tail(tail_);
+  const std::uint64_t first_word = word_of(length, category);
+  const std::uint64_t sequence = next_sequence_++;
+  if (events.is_straight(start, bytes)) [[likely]]
+    write_event(StraightWriter(events.at(start)), first_word, sequence, time_ns, text);
+  else
+    write_wrapping(events, start, first_word, sequence, time_ns, text);
+  head_ = end;
+  mapping_.set_head(end);
 }
 
 }  // namespace opal::trace

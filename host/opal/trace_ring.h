@@ -48,18 +48,26 @@ struct Event {
 /// The file of one identity's history in a run-time folder: `folder`/trace/UUID.ring.
 std::filesystem::path ring_file(const std::filesystem::path &folder, std::uint32_t uuid);
 
-/// Stores words one behind the other, going on at the beginning when the end is reached.
-class WordWriter {
+/// The words of a ring's event space. Small, so that a writer keeps it in registers beside what it stores.
+class EventSpace {
  public:
-  WordWriter(std::span<std::uint64_t> words, std::size_t index) : words_(words), index_(index) {}
-  void put(std::uint64_t word) {
-    std::atomic_ref(words_[index_]).store(word, std::memory_order_relaxed);
-    if (++index_ == words_.size()) index_ = 0;
+  EventSpace(std::uint64_t *words, std::uint64_t capacity) : words_(words), mask_(capacity - 1) {}
+  std::uint64_t capacity() const { return mask_ + 1; }
+  /// The word at a position, which is a multiple of 8.
+  std::uint64_t *at(std::uint64_t position) const {
+    return words_ + (position & mask_) / sizeof(std::uint64_t);
+  }
+  std::uint64_t load(std::uint64_t position) const {
+    return std::atomic_ref(*at(position)).load(std::memory_order_relaxed);
+  }
+  /// Whether so many bytes from a position on lie one behind the other.
+  bool is_straight(std::uint64_t position, std::uint64_t bytes) const {
+    return (position & mask_) + bytes <= capacity();
   }
 
  private:
-  std::span<std::uint64_t> words_;
-  std::size_t index_;
+  std::uint64_t *words_;
+  std::uint64_t mask_;
 };
 
 /// A ring's file, mapped; the head's words and the event space are read and written as atomic words, so
@@ -80,14 +88,7 @@ class RingMapping {
     std::atomic_thread_fence(std::memory_order_release);
   }
   void set_head(std::uint64_t position) { head_word().store(position, std::memory_order_release); }
-  /// The event space's word at a position, which is a multiple of 8.
-  std::uint64_t load(std::uint64_t position) const {
-    return event_word(position).load(std::memory_order_relaxed);
-  }
-  /// Writes one word after another from a position on.
-  WordWriter writer_at(std::uint64_t position) {
-    return {words_.subspan(event_space), (position & (capacity_ - 1)) / sizeof(std::uint64_t)};
-  }
+  EventSpace events() const { return {&words_[event_space], capacity_}; }
   int fd() const { return file_.get(); }
 
  private:
@@ -97,7 +98,6 @@ class RingMapping {
   using Word = std::atomic_ref<std::uint64_t>;
   Word tail_word() const { return Word(words_[2]); }
   Word head_word() const { return Word(words_[3]); }
-  Word event_word(std::uint64_t position) const { return Word(words_[event_space + (position & (capacity_ - 1)) / 8]); }
 
   bus::Descriptor file_;
   std::span<std::uint64_t> words_;
@@ -117,7 +117,6 @@ class RingWriter {
 
  private:
   RingWriter(RingMapping mapping, std::uint64_t next_sequence);
-  void make_room(std::uint64_t end) noexcept;
   RingMapping mapping_;
   std::uint64_t tail_;
   std::uint64_t head_;

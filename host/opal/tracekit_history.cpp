@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <ranges>
 #include <string>
 #include <vector>
 
@@ -34,7 +35,8 @@ std::vector<History> histories;
 std::vector<EarlyEvent> early_events;
 
 History *find_history(std::uint32_t uuid) {
-  for (History &history : histories)
+  // The last one made is the program's own, and nearly every event is for it.
+  for (History &history : histories | std::views::reverse)
     if (history.uuid == uuid) return &history;
   return nullptr;
 }
@@ -65,9 +67,12 @@ int make_history(std::uint32_t uuid, std::uint32_t size) {
   return history.ring ? 0 : static_cast<int>(RCODE_IO);
 }
 
-void keep_early(std::uint32_t uuid, std::uint32_t category, std::string_view text) {
+/// Keeps an event for the history that its identity may get. @return where it goes meanwhile
+[[gnu::cold, gnu::noinline]] History *keep_early(std::uint32_t uuid, std::uint32_t category,
+                                                 std::string_view text) {
   if (early_events.size() < early_events_max)
     early_events.push_back({uuid, now_ns(), category, std::string(text)});
+  return find_history(process_wide);
 }
 
 }  // namespace
@@ -87,9 +92,6 @@ void tracekit_hist_event(uint32_t event_code, uint32_t length, const void *event
   if (text.ends_with('\0')) text.remove_suffix(1);
   const std::uint32_t uuid = event_code >> 16;
   History *history = find_history(uuid);
-  if (history == nullptr) {
-    keep_early(uuid, category, text);
-    history = find_history(process_wide);
-  }
+  if (history == nullptr) history = keep_early(uuid, category, text);
   if (history != nullptr && history->ring) history->ring->append(now_ns(), category, text);
 }

@@ -27,7 +27,8 @@ uint32_t random_word() {
 
 /** Numbers of all lengths, and those at which something changes. */
 uint32_t random_number() {
-  constexpr std::array<uint32_t, 8> edges = {0, 1, 9, 10, 0x7fffffff, 0x80000000, 0xfffffffe, 0xffffffff};
+  constexpr std::array<uint32_t, 10> edges = {0,     1,          9,          10,         9999,
+                                              10000, 0x7fffffff, 0x80000000, 0xfffffffe, 0xffffffff};
   const uint32_t number = random_word();
   if (number % 4 == 0) return edges[random_word() % edges.size()];
   return number >> (random_word() % 32);
@@ -85,6 +86,22 @@ void try_format(Arguments arguments) {
 
 TEST(Format, EveryFormatOfTheDaemonGivesWhatSnprintfGives){
 #include "formats.inc"
+}
+
+TEST(Format, ShowsEveryNumberThatIsPutAtOnce) {
+  for (int shown = 0; shown <= 10001; ++shown) {
+    ASSERT_TRUE(same<"%d">(buffer_bytes, shown));
+  }
+}
+
+TEST(Format, ShowsANameInAFieldOfEightBytes) {
+  char buffer[64];
+  for (const char *name : {"", "a", "mgmt0", "device7"}) {
+    char field[TESK_NAME_BYTES] = {};
+    strcpy(field, name);
+    EXPECT_EQ(tesk_format<"[%s]">(buffer, sizeof buffer, field), strlen(name) + 2);
+    EXPECT_EQ(std::string(buffer), "[" + std::string(name) + "]");
+  }
 }
 
 TEST(Format, FillsWithBlanksOrZeros) {

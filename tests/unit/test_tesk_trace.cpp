@@ -212,11 +212,43 @@ TEST_F(TracePattern, TakesPercentSignsOfATextAsTheyAre) {
   EXPECT_TRUE(prints().at(0).ends_with("100 %s %d %n"));
 }
 
+std::string prefix_of(const tesk_trace_place_t &place) {
+  return {place.prefix + TESK_TRACE_PREFIX_BYTES - place.prefix_length, place.prefix_length};
+}
+
 TEST(TracePlace, SaysEveryDigitOfItsLine) {
   for (const int line : {1, 9, 10, 11, 99, 100, 109, 1000, 65535}) {
     const tesk_trace_place_t place = tesk_trace_place_of("f", line);
-    EXPECT_EQ(std::string(place.prefix, place.prefix_length), "f(" + std::to_string(line) + "): ");
+    EXPECT_EQ(prefix_of(place), "f(" + std::to_string(line) + "): ");
   }
+}
+
+TEST(TracePlace, ShowsSixtyFourCharactersOfAFunction) {
+  for (const size_t length : {1u, 26u, 27u, 63u, 64u, 65u, 200u}) {
+    const std::string function(length, 'f');
+    const tesk_trace_place_t place = tesk_trace_place_of(function.c_str(), 2147483647);
+    EXPECT_EQ(prefix_of(place), function.substr(0, 64) + "(2147483647): ");
+  }
+}
+
+/* The prefix is put in front of the message in one of two sizes; 27 characters and a short line are the
+ * longest that fit into the smaller one. */
+TEST_F(TracePattern, RecordsFunctionsOfEveryLength) {
+  for (const size_t length : {1u, 26u, 27u, 28u, 63u, 64u}) {
+    const std::string function(length, 'f');
+    const tesk_trace_place_t place = tesk_trace_place_of(function.c_str(), 7);
+    tesk_trace<"text">(TESK_TRACE_PKT, &place);
+    const std::vector<uint8_t> &bytes = events().back().bytes;
+    EXPECT_EQ(std::string(bytes.begin() + 4, bytes.end() - 1), function + "(7): text");
+  }
+  ignore_rest();
+}
+
+TEST_F(TracePattern, LeavesTheMessageWholeWhenItsEventIsCut) {
+  const std::string message(600, 'x');
+  trace_packet(message.c_str());
+  EXPECT_EQ(std::string(tesk_trace_buf), message);
+  ignore_rest();
 }
 
 }  // namespace

@@ -288,6 +288,24 @@ TEST_F(CinVlanDeleted, WithACountAboveTheLimitComplainsAndGoesOn) {
   EXPECT_EQ(cin_vlan_count, 14);
 }
 
+TEST_F(CinVlanDeleted, WithACountAtTheLimitIsNoReasonToComplain) {
+  cin_vlan_count = 14;
+  EXPECT_TRUE(tesk_cli_vlan_del_handler(10));
+  expect_apart_from_control({"kvs_fetch(1, " + shown_key(10) + ")", "kvs_delete(1, " + shown_key(10) + ")",
+                             "ioctl(31, del_vlan, 10)"});
+  EXPECT_EQ(cin_vlan_count, 13);
+}
+
+TEST_F(CinVlanDeleted, MayHaveNumberZeroWhenTheTableHasIt) {
+  EXPECT_TRUE(tesk_vlan_hash_insert(0));
+  forget();
+  EXPECT_FALSE(tesk_cli_vlan_del_handler(0)) << "the store does not have it";
+  expect(lines(taken_out_of_ports(), port_marked(), "kvs_fetch(1, 8 zero bytes)",
+               control_of("tesk_kvs_get_cin_vlan_config", ": VLAN (0) configuration does not exist in KVS\n"),
+               error_of("tesk_kvs_del_cin_vlan_config", ": VLAN (0) configuration does not exist in KVS\n"),
+               error(deleter, "Failed to delete VLAN 0 from KVS\n")));
+}
+
 TEST_F(CinVlanDeleted, IsTheSolVlanTooUntilTheStoreRefuses) {
   EXPECT_FALSE(tesk_cli_vlan_del_handler(4095));
   expect(

@@ -21,9 +21,11 @@ class VlanWalk : public TablesTest {
 struct VlanList {
   VlanList() {
     uint32_t count = 99;
-    vlan_id_t *list = nullptr;
+    vlan_id_t nobodys = 0;
+    vlan_id_t *list = &nobodys;
     result = tesk_vlan_get_vlan_list(&count, &list);
     has_list = list != nullptr;
+    if (list == &nobodys) return;
     if (has_list) vlans.assign(list, list + count);
     EXPECT_EQ(vlans.size(), count);
     std::free(list);
