@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <ranges>
 #include <string>
 #include <vector>
 
@@ -36,8 +35,8 @@ std::vector<EarlyEvent> early_events;
 
 History *find_history(std::uint32_t uuid) {
   // The last one made is the program's own, and nearly every event is for it.
-  for (History &history : histories | std::views::reverse)
-    if (history.uuid == uuid) return &history;
+  for (auto history = histories.rbegin(); history != histories.rend(); ++history)
+    if (history->uuid == uuid) return &*history;
   return nullptr;
 }
 
