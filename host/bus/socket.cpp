@@ -8,18 +8,23 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 
 namespace opal::bus {
 namespace {
 
 constexpr std::size_t helper_limit = 7;
 constexpr int malformed_per_receive = 64;
+/// For so long an answer is looked for, processor in hand: falling asleep and being woken takes longer than
+/// most services take to answer.
+constexpr std::chrono::microseconds attention{100};
 constexpr std::uint32_t first_ephemeral_sap = 0x10000;
 constexpr std::uint32_t ephemeral_saps = 0x10000;
 constexpr std::size_t datagram_limit = sizeof(Header) + payload_limit;
@@ -282,12 +287,17 @@ std::optional<Message> Socket::ask(Address destination, std::uint32_t opcode,
   const std::uint32_t token = next_token_++;
   error = send(destination, Kind::request, opcode, token, payload);
   if (error) return std::nullopt;
+  const auto attentive_until = std::min(deadline, Clock::now() + attention);
   while (true) {
     std::optional<Message> message = receive(error);
     if (error) return std::nullopt;
     if (message && message->kind == Kind::response && message->opcode == opcode && message->token == token &&
         message->source == destination)
       return message;
+    if (Clock::now() < attentive_until) {
+      std::this_thread::yield();
+      continue;
+    }
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
     pollfd readable{descriptor_.get(), POLLIN, 0};
     if (left <= 0 || poll(&readable, 1, static_cast<int>(left)) == 0) {
