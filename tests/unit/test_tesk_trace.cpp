@@ -244,11 +244,4 @@ TEST_F(TracePattern, RecordsFunctionsOfEveryLength) {
   ignore_rest();
 }
 
-TEST_F(TracePattern, LeavesTheMessageWholeWhenItsEventIsCut) {
-  const std::string message(600, 'x');
-  trace_packet(message.c_str());
-  EXPECT_EQ(std::string(tesk_trace_buf), message);
-  ignore_rest();
-}
-
 }  // namespace
