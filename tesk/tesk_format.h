@@ -184,13 +184,28 @@ inline char *tesk_put_small(char *to, uint32_t number) {
   return to + sizeof shown - leading_zeros;
 }
 
-/** Shows a number's lowest hexadecimal digits. */
-template <size_t Digits>
-inline char *tesk_put_nibbles(char *to, uint32_t number) {
-  for (size_t digit = 0; digit < Digits; digit++) {
-    to[digit] = "0123456789abcdef"[number >> 4 * (Digits - 1 - digit) & 15];
+/** The four hexadecimal digits of a half, in the bytes of a word. */
+inline uint32_t tesk_hexadecimal_digits(uint32_t half) {
+  const uint32_t pairs = (half | half << 8) & 0x00ff00ff;
+  const uint32_t digits = (pairs | pairs << 4) & 0x0f0f0f0f;
+  const uint32_t letters = (digits + 0x06060606) >> 4 & 0x01010101;
+  return digits + 0x30303030 + letters * ('a' - '9' - 1);
+}
+
+/** Shows a number in hexadecimal digits, with zeros in front up to a width of at most eight. */
+template <unsigned Width>
+inline char *tesk_put_hexadecimal(char *to, uint32_t number) {
+  constexpr unsigned shown_at_least = Width == 0 ? 1 : Width;
+  const unsigned leading_zeros = (unsigned)std::countl_zero(number | 1) / 4;
+  const unsigned hidden = leading_zeros < 8 - shown_at_least ? leading_zeros : 8 - shown_at_least;
+  const uint64_t digits =
+      (uint64_t)tesk_hexadecimal_digits(number >> 16) << 32 | tesk_hexadecimal_digits(number & 0xffff);
+  uint64_t shown = digits << 8 * hidden;
+  if constexpr (std::endian::native == std::endian::little) {
+    shown = __builtin_bswap64(shown);
   }
-  return to + Digits;
+  memcpy(to, &shown, sizeof shown);
+  return to + sizeof shown - hidden;
 }
 
 template <tesk_conversion_t Conversion>
@@ -231,10 +246,8 @@ inline char *tesk_put(char *to, Number number) {
       return tesk_put_small(to, (uint32_t)number);
     }
   }
-  if constexpr (is_hexadecimal && Conversion.fill == '0' && width <= 8) {
-    if ((uint64_t)(uint32_t)number >> 4 * width == 0) [[likely]] {
-      return tesk_put_nibbles<width>(to, (uint32_t)number);
-    }
+  if constexpr (is_hexadecimal && width <= 8 && (width == 0 || Conversion.fill == '0')) {
+    return tesk_put_hexadecimal<width>(to, (uint32_t)number);
   }
   return tesk_put_any<Conversion>(to, (shown_t)number);
 }
