@@ -21,9 +21,9 @@
 namespace bench {
 
 struct Settings {
-  std::uint32_t rounds = 9;
-  std::uint32_t frames = 50'000;      ///< of each load in each round
-  std::uint32_t round_trips = 5'000;  ///< in each round
+  std::uint32_t rounds = 25;
+  std::uint32_t frames = 20'000;      ///< of each load in each round
+  std::uint32_t round_trips = 2'000;  ///< in each round
   std::uint32_t window = 128;
   std::uint32_t stations = 100'000;  ///< of the large table
   std::uint32_t requests = 300;
@@ -40,6 +40,8 @@ class Lab {
   static constexpr std::uint32_t stations = 20;
 
   /// Ends the daemon and starts another one, which learns these stations; a run folder of that name is made.
+  /// Where a process happens to lie in memory makes it faster or slower for all its life, by more than the
+  /// limits allow, so that a figure of one start is not the daemon's.
   DaemonUnderTest &restart_daemon(const std::string &run_folder);
 
   struct AbsentPeer {

@@ -14,13 +14,14 @@ struct Contestant {
   std::function<double()> measure;
 };
 
-/// Rounds in which the contestants take turns, each beginning with another one. An invalid run ends the
-/// contestant's series.
-void run_rounds(Figure &figure, std::uint32_t rounds, const std::vector<Contestant> &contestants) {
+/// Rounds in which the contestants take turns, each beginning with another one. Each round has a daemon of
+/// its own. An invalid run ends the contestant's series.
+void run_rounds(Figure &figure, Lab &lab, const std::vector<Contestant> &contestants) {
   for (const Contestant &contestant : contestants) {
     figure.of(contestant.name);
   }
-  for (std::uint32_t round = 0; round < rounds; ++round) {
+  for (std::uint32_t round = 0; round < lab.settings.rounds; ++round) {
+    lab.restart_daemon("relay");
     for (std::size_t turn = 0; turn < contestants.size(); ++turn) {
       const Contestant &contestant = contestants[(round + turn) % contestants.size()];
       Series &series = figure.of(contestant.name);
@@ -58,7 +59,7 @@ Figure saturated(Lab &lab, Direction direction, std::size_t bytes) {
   for (const Peer &peer : lab.peers) {
     contestants.push_back(contestant_of(peer, load));
   }
-  run_rounds(figure, lab.settings.rounds, contestants);
+  run_rounds(figure, lab, contestants);
   for (const Lab::AbsentPeer &absent : lab.absent_peers) {
     figure.of(absent.name).refusal = absent.why;
   }
@@ -73,7 +74,7 @@ Figure flood(Lab &lab) {
   const Load load{
       .frames = lab.settings.frames, .window = fitting_window(lab.settings.window, 64), .flood = true};
   Figure figure{"CPU time of a frame flooded to 20 ports, 64 bytes, saturated", "ns", {}, {}};
-  run_rounds(figure, lab.settings.rounds,
+  run_rounds(figure, lab,
              {{"bare loop", [&] { return measure(lab.bare_wire, lab.bare.pid(), load).relay_ns; }},
               {"daemon", [&] { return measure(lab.daemon_wire, lab.daemon->pid(), load).relay_ns; }}});
   figure.limits = {{"daemon", "bare loop", 1.15}};
@@ -100,7 +101,7 @@ Figure rejected(Lab &lab, const RejectedKind &kind) {
                 "ns",
                 {},
                 {}};
-  run_rounds(figure, lab.settings.rounds,
+  run_rounds(figure, lab,
              {{"read, discard", [&] { return measure(lab.discard_wire, lab.discard.pid(), load).relay_ns; }},
               {"daemon", [&] { return measure(lab.daemon_wire, lab.daemon->pid(), load).relay_ns; }}});
   figure.limits = {{"daemon", "read, discard", 1.15}};
@@ -119,8 +120,7 @@ std::vector<Figure> one_at_a_time(Lab &lab, std::size_t bytes) {
                         return times[times.size() / 2];
                       }};
   };
-  run_rounds(figures[0], lab.settings.rounds,
-             {both("bare loop", lab.bare_wire), both("daemon", lab.daemon_wire)});
+  run_rounds(figures[0], lab, {both("bare loop", lab.bare_wire), both("daemon", lab.daemon_wire)});
   for (Figure &figure : figures) {
     figure.limits = {{"daemon", "bare loop", 1.05}};
   }
