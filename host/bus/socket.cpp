@@ -22,9 +22,6 @@ namespace {
 
 constexpr std::size_t helper_limit = 7;
 constexpr int malformed_per_receive = 64;
-/// For so long an answer is looked for, processor in hand: falling asleep and being woken takes longer than
-/// most services take to answer.
-constexpr std::chrono::microseconds attention{100};
 constexpr std::uint32_t first_ephemeral_sap = 0x10000;
 constexpr std::uint32_t ephemeral_saps = 0x10000;
 constexpr std::size_t datagram_limit = sizeof(Header) + payload_limit;
@@ -170,6 +167,7 @@ Socket &Socket::operator=(Socket &&other) noexcept {
     folder_ = std::move(other.folder_);
     counters_ = other.counters_;
     next_token_ = other.next_token_;
+    attention_ = other.attention_;
   }
   return *this;
 }
@@ -287,7 +285,7 @@ std::optional<Message> Socket::ask(Address destination, std::uint32_t opcode,
   const std::uint32_t token = next_token_++;
   error = send(destination, Kind::request, opcode, token, payload);
   if (error) return std::nullopt;
-  const auto attentive_until = std::min(deadline, Clock::now() + attention);
+  const auto attentive_until = std::min<Clock::time_point>(deadline, Clock::now() + attention_);
   while (true) {
     std::optional<Message> message = receive(error);
     if (error) return std::nullopt;

@@ -12,6 +12,7 @@
 // his own in a header; that he is the same user is checked against the kernel's word for every datagram.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -83,6 +84,10 @@ class Socket {
   /// @return nothing when no message could be taken (`error` clear) or on failure (`error` set); never waits
   std::optional<Message> receive(std::error_code &error);
 
+  /// From now on `ask` looks for an answer for so long, processor in hand, before it sleeps: falling asleep
+  /// and being woken takes longer than most services take to answer.
+  void look_out_for(std::chrono::microseconds attention) { attention_ = attention; }
+
   /// Sends a request and waits for its response, at most `timeout_ms`; other messages that arrive in
   /// the meantime are dropped, so the socket must be one that only asks.
   /// @return nothing with ETIMEDOUT when no response came, or with the error of the send
@@ -101,6 +106,7 @@ class Socket {
   std::filesystem::path folder_;
   SocketCounters counters_;
   std::uint32_t next_token_ = 1;
+  std::chrono::microseconds attention_{0};
 };
 
 }  // namespace opal::bus

@@ -1,6 +1,7 @@
 #include "host/opal/ask.h"
 
 #include <cerrno>
+#include <chrono>
 
 #include "host/bus/socket.h"
 
@@ -11,7 +12,10 @@ namespace {
 bus::Socket *call_socket() {
   static std::optional<bus::Socket> socket;
   std::error_code error;
-  if (!socket) socket = bus::Socket::bind_ephemeral(bus::run_folder(), error);
+  if (!socket) {
+    socket = bus::Socket::bind_ephemeral(bus::run_folder(), error);
+    if (socket) socket->look_out_for(std::chrono::microseconds(100));
+  }
   return socket ? &*socket : nullptr;
 }
 

@@ -244,8 +244,15 @@ class Answers {
   std::thread thread_;
 };
 
-TEST_F(SocketTest, AskTakesOnlyTheResponseToItsOwnRequest) {
+/// How long an asker looks for its answer before it sleeps.
+class AskingSocketTest : public SocketTest, public testing::WithParamInterface<std::chrono::microseconds> {};
+INSTANTIATE_TEST_SUITE_P(Attention, AskingSocketTest,
+                         testing::Values(std::chrono::microseconds(0), std::chrono::microseconds(100),
+                                         std::chrono::hours(1)));
+
+TEST_P(AskingSocketTest, TakesOnlyTheResponseToItsOwnRequest) {
   Socket asker = bound(daemon_address);
+  asker.look_out_for(GetParam());
   const Answers answers(
       bound(address::board),
       {{5, 1, Kind::response}, {6, 0, Kind::response}, {5, 0, Kind::notice}, {5, 0, Kind::response}});
@@ -257,8 +264,9 @@ TEST_F(SocketTest, AskTakesOnlyTheResponseToItsOwnRequest) {
   EXPECT_EQ(asker.counters().received, 4u);
 }
 
-TEST_F(SocketTest, AskEndsAtItsBoundWhenNobodyAnswers) {
+TEST_P(AskingSocketTest, EndsAtItsBoundWhenNobodyAnswers) {
   Socket asker = bound(daemon_address);
+  asker.look_out_for(GetParam());
   const Socket silent = bound(address::board);
   std::error_code error;
   const auto start = std::chrono::steady_clock::now();
