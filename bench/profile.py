@@ -14,14 +14,13 @@ import pathlib
 import subprocess
 import sys
 import tempfile
-import time
 from collections.abc import Iterator
 from dataclasses import dataclass, field
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 BENCH = ROOT / "build/host/bin/relay_bench"
-SECONDS, BOUND = 12, 20.0
 WIDTH, ROW, MARGIN, TEXT_WIDTH = 1200, 17, 30, 7
+LOOP = {"[unknown]", "_start", "__libc_start_main@@GLIBC_2.34", "__libc_start_call_main", "main", "processing_pass"}
 KERNEL, USER = "#9db8d9", "#e8b06a"
 
 
@@ -40,46 +39,18 @@ class Frame:
         return 1 + max((callee.depth() for callee in self.callees.values()), default=0)
 
 
-def parent(pid: int) -> int:
-    try:
-        return int(pathlib.Path(f"/proc/{pid}/stat").read_text(encoding="ascii").rsplit(")", 1)[1].split()[1])
-    except (OSError, IndexError):
-        return 0
-
-
-def descends_from(pid: int, ancestor: int) -> bool:
-    while pid > 1 and pid != ancestor:
-        pid = parent(pid)
-    return pid == ancestor
-
-
-def daemon_of(bench: subprocess.Popen) -> int:
-    deadline = time.monotonic() + BOUND
-    while time.monotonic() < deadline and bench.poll() is None:
-        found = subprocess.run(["pgrep", "-x", "tesk"], capture_output=True, text=True, check=False).stdout.split()
-        for pid in map(int, found):
-            if descends_from(pid, bench.pid):
-                return pid
-        time.sleep(0.05)
-    sys.exit("profile.py: the benchmark started no daemon; run bench/run --quick relay to see why")
-
-
 def record(data: pathlib.Path) -> None:
-    command = [str(BENCH), "--only", "relay", "--rounds", "1", "--frames", "400000", "--sizes", "64"]
-    with subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as bench:
-        try:
-            done = subprocess.run(["perf", "record", "--event", "cpu-clock", "--freq", "4999", "--call-graph", "dwarf,4096",
-                                   "--pid", str(daemon_of(bench)), "--output", str(data), "--", "sleep", str(SECONDS)],
-                                  capture_output=True, text=True, check=False)
-        finally:
-            bench.terminate()
-    if done.returncode != 0:
-        sys.exit(f"profile.py: perf cannot sample here: {done.stderr.strip().splitlines()[-1]}")
+    """Samples the benchmark and all that it starts: each round has a daemon of its own."""
+    done = subprocess.run(["perf", "record", "--event", "cpu-clock", "--freq", "1999", "--call-graph", "dwarf,4096",
+                           "--output", str(data), "--", str(BENCH), "--only", "relay", "--rounds", "1",
+                           "--frames", "200000", "--sizes", "64"], capture_output=True, text=True, check=False)
+    if not data.exists() or data.stat().st_size == 0:
+        sys.exit(f"profile.py: perf cannot sample here: {(done.stderr.strip().splitlines() or ['it is silent'])[-1]}")
 
 
 def stacks(data: pathlib.Path) -> Iterator[list[tuple[str, bool]]]:
     """Each sample's functions, outermost first, and whether each is the kernel's."""
-    text = subprocess.run(["perf", "script", "--no-inline", "--fields", "ip,sym,dso", "--input", str(data)],
+    text = subprocess.run(["perf", "script", "--no-inline", "--comms", "tesk", "--fields", "ip,sym,dso", "--input", str(data)],
                           capture_output=True, text=True, check=True).stdout
     for sample in text.split("\n\n"):
         functions = []
@@ -88,8 +59,12 @@ def stacks(data: pathlib.Path) -> Iterator[list[tuple[str, bool]]]:
             name, _, library = rest.rpartition(" (")
             name = name.replace("(anonymous namespace)::", "").split("<")[0].split("+0x")[0]
             functions.append((name, "kernel" in library))
+        functions.reverse()
+        # Not every stack could be followed out to the loop that all of it runs in; so it is left out of all.
+        while len(functions) > 1 and functions[0][0] in LOOP:
+            functions.pop(0)
         if functions:
-            yield functions[::-1]
+            yield functions
 
 
 def tree_of(data: pathlib.Path) -> Frame:
