@@ -38,6 +38,7 @@ typedef struct tesk_trace_line {
   char front[TESK_TRACE_PREFIX_BYTES + 16];
   char message[TESK_TRACE_BUF_BYTES];
 } tesk_trace_line_t;
+static_assert(sizeof(tesk_trace_line_t::front) >= sizeof(uint32_t) + TESK_TRACE_PREFIX_BYTES);
 extern tesk_trace_line_t tesk_trace_line;
 
 /** The last message, without its function and line. */

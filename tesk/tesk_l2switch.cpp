@@ -10,6 +10,8 @@
 
 uint8_t buf[TESK_FRAME_BUF_BYTES];
 
+static_assert(sizeof lnx_eth_if == TESK_NAME_BYTES, "traces copy the device's name in one move");
+
 namespace {
 
 /* Offsets in an Ethernet frame. */
