@@ -33,7 +33,7 @@ typedef struct tesk_trace_event {
 
 /** The last message and, in front of it, room for what makes it an event of the history: a category of 32
  * bits and the text of a place, which end where the message begins. So an event is put together where its
- * message already stands, and two of them for each relayed frame cost no copy. */
+ * message already stands, and only the history copies it: two are made for each relayed frame. */
 typedef struct tesk_trace_line {
   char front[TESK_TRACE_PREFIX_BYTES + 16];
   char message[TESK_TRACE_BUF_BYTES];
