@@ -144,10 +144,11 @@ def build(workshop: Workshop, mutation: Mutation, place: pathlib.Path, parts: li
 
 
 def is_same_code(workshop: Workshop, mutation: Mutation, place: pathlib.Path) -> bool:
-    """Optimised, the daemon's objects are the original's to the byte."""
+    """Optimised and without lines for a debugger, the daemon's objects are the original's to the byte."""
+    flags = ("-O2", "-g0")
     for one in filter(workshop.is_library_part, workshop.affected(mutation.file)):
-        mutant, made = workshop.command(one, mutation, place, "-O2")
-        original = one.command(workshop.copy, one.source, str(made) + ".original") + ["-O2"]
+        mutant, made = workshop.command(one, mutation, place, *flags)
+        original = one.command(workshop.copy, one.source, str(made) + ".original") + [*flags]
         if not succeeds(workshop, mutant) or not succeeds(workshop, original):
             return False
         if made.read_bytes() != pathlib.Path(str(made) + ".original").read_bytes():

@@ -129,6 +129,12 @@ TEST(ToHostHeader, SplitsTheVlanAfterItsFifthBit) {
   EXPECT_EQ(kestrix_th_vlan(&header), 0x021);
 }
 
+TEST(ToHostHeader, IsAllZeroesOnceItWasCleared) {
+  kestrix_th_hdr_t header = to_host({0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff});
+  kestrix_th_clear(&header);
+  EXPECT_EQ(std::memcmp(&header, Ten{}.data(), KESTRIX_HDR_BYTES), 0);
+}
+
 TEST(ToHostHeader, IsReadBackAsItWasWritten) {
   for (uint8_t port = 0; port < 32; ++port) {
     kestrix_th_hdr_t header;

@@ -76,6 +76,14 @@ TEST_F(RelaySockets, CutALongDeviceNameButBindToTheWholeOne) {
   ignore_rest();
 }
 
+TEST_F(RelaySockets, MayHaveTheFirstDescriptorOfAll) {
+  when("socket").call(1).returns(0);
+  EXPECT_EQ(tesk_l2switch_init(), 0u);
+  EXPECT_EQ(sock_inband, 0);
+  EXPECT_TRUE(tesk_l2_init_done);
+  ignore_rest();
+}
+
 TEST_F(RelaySockets, FailWithoutAnInbandSocket) {
   when("socket").call(1).returns(-1).with_errno(EPERM);
   expect_failure(with(inband(1), {failure("Error creating RAW socket for device [inb0]\n")}));
