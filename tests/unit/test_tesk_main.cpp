@@ -15,6 +15,15 @@
 
 namespace {
 
+// Taken before any test runs.
+const boolean heartbeat_sent_at_start = tesk_overseer_hbt_sent;
+const boolean relay_up_at_start = tesk_l2_init_done;
+
+TEST(Process, BeginsWithoutARelayAndWithAHeartbeatToSend) {
+  EXPECT_FALSE(heartbeat_sent_at_start);
+  EXPECT_FALSE(relay_up_at_start);
+}
+
 /** A machine on which everything is in place: stores that open, one CIN VLAN configured. */
 class StartUp : public DaemonTest {
  protected:
@@ -268,6 +277,65 @@ TEST_F(StartUp, SaysSoWhenTheFeatureRegistryRefusesAndGoesOn) {
   ignore_rest();
 }
 
+/** A failure is any result but 0. */
+class StartUpRefused : public StartUp, public testing::WithParamInterface<int> {};
+
+INSTANTIATE_TEST_SUITE_P(OfEitherSign, StartUpRefused, testing::Values(-1, 1));
+
+TEST_P(StartUpRefused, ByTheBoardEnds) {
+  when("get_card_module_info").returns(GetParam());
+  EXPECT_EQ(start_and_listen(), exited(0));
+  EXPECT_EQ(output, "get_card_module_info error " + std::to_string(GetParam()) + "\n");
+  expect({"get_card_module_info()"});
+}
+
+TEST_P(StartUpRefused, ByTheCommandTreeEnds) {
+  when("cush_register_parse_tree").returns(GetParam());
+  EXPECT_EQ(start_and_listen(), exited(0));
+  EXPECT_EQ(output, "Failed to register CLI");
+  expect_end({"cush_register_parse_tree(30, 'tesk')"});
+}
+
+TEST_P(StartUpRefused, ByTheCommandBackEndEndsWithItsStatus) {
+  when("cmd_backend_init").returns(GetParam());
+  EXPECT_EQ(start(), exited(GetParam()));
+  expect_end({"cmd_backend_init(30)", error("tesk_init_cli", "Failed to init cmd_backend_init()")});
+}
+
+TEST_P(StartUpRefused, ByTheTraceFacilityReturns) {
+  when("tracekit_dbg_init").returns(GetParam());
+  EXPECT_EQ(start_and_listen(), returned(0));
+  EXPECT_EQ(output, "tracekit_dbg_init failed\n");
+  ignore_rest();
+}
+
+TEST_P(StartUpRefused, BySyslogReturns) {
+  when("tracekit_sys_init_helper").returns(GetParam());
+  EXPECT_EQ(start_and_listen(), returned(0));
+  EXPECT_EQ(output, "tracekit_sys_init Failed");
+  ignore_rest();
+}
+
+TEST_P(StartUpRefused, ByTheKernelModulesScriptGoesOn) {
+  when("system").returns(GetParam());
+  EXPECT_EQ(start(), waiting());
+  EXPECT_EQ(count_of(error("tesk_init", "Tesk KLM Initialization Failed\n")), 1u);
+  ignore_rest();
+}
+
+TEST_P(StartUpRefused, ByTheInterfaceManagerEnds) {
+  when("portsvc_ext_sbcr_init").returns(GetParam());
+  EXPECT_EQ(start(), exited(1));
+  expect_end({"portsvc_ext_sbcr_init(0, 0, 'Tesk')", error("tesk_init", "portsvc_ext_sbcr_init Failed\n")});
+}
+
+TEST_P(StartUpRefused, ByTheFeatureRegistryGoesOn) {
+  when("capreg_notify_feature_status").returns(GetParam());
+  EXPECT_EQ(start_and_listen(), waiting());
+  EXPECT_EQ(output, "TESK could not notify feature_manager");
+  ignore_rest();
+}
+
 class Supervisor : public DaemonTest {
  protected:
   Supervisor() { tesk_qbus_q = queue_descriptor; }
@@ -310,19 +378,30 @@ TEST_F(Supervisor, IsAskedForConditionsOnlyWhenTheConditionalHandshakeIsNotDone)
   ignore_rest();
 }
 
+TEST_F(Supervisor, IsNotAskedForConditionsAfterAConditionalHandshakeOfAnyAnswerButZero) {
+  when("overseer_conditional_srv_was_handshake_done").returns(-1);
+  EXPECT_TRUE(tesk_init_overseer());
+  expect(started());
+}
+
 TEST_F(Supervisor, MayReportAViolatedConditionWithoutStoppingStartUp) {
   when("overseer_conditional_srv_was_handshake_done").returns(0);
-  when("overseer_condition_verified").returns(1);
-  EXPECT_TRUE(tesk_init_overseer());
-  expect(started({"overseer_condition_verified(0, 0)",
-                  error("tesk_init_overseer", "overseer_handshake cond status Err\n")}));
+  for (const int violated : {1, -1}) {
+    when("overseer_condition_verified").returns(violated);
+    EXPECT_TRUE(tesk_init_overseer());
+    expect(started({"overseer_condition_verified(0, 0)",
+                    error("tesk_init_overseer", "overseer_handshake cond status Err\n")}));
+  }
 }
 
 TEST_F(Supervisor, MayRefuseTheStartStatusWithoutStoppingStartUp) {
-  when("overseer_notify_conditional_srv_start_status").returns(-3);
-  EXPECT_TRUE(tesk_init_overseer());
-  expect_end({"overseer_notify_conditional_srv_start_status(0)",
-              error("tesk_init_overseer", "Srv_start_status() returned error code: -3\n")});
+  for (const int status : {-3, 3}) {
+    when("overseer_notify_conditional_srv_start_status").returns(status);
+    EXPECT_TRUE(tesk_init_overseer());
+    expect_end({"overseer_notify_conditional_srv_start_status(0)",
+                error("tesk_init_overseer",
+                      "Srv_start_status() returned error code: " + std::to_string(status) + "\n")});
+  }
 }
 
 TEST_F(Supervisor, MayRefuseTimerAndHeartbeatsWithoutStoppingStartUp) {
@@ -386,6 +465,18 @@ TEST_F(Loop, WatchesTheSocketsOnceTheRelayIsUp) {
   expect({"select(43, read {30 41 42})"});
 }
 
+TEST_F(Loop, WaitsUpToTheHighestDescriptorWhicheverThatIs) {
+  tesk_l2_init_done = true;
+  sock_inband = second_socket;
+  sock_mgmt = first_socket;
+  EXPECT_EQ(loop(), waiting());
+  expect({"select(43, read {30 41 42})"});
+  sock_inband = 7;
+  sock_mgmt = 8;
+  EXPECT_EQ(loop(), waiting());
+  expect({"select(31, read {7 8 30})"});
+}
+
 TEST_F(Loop, LeavesFramesInTheSocketsWhileTheRelayIsDisabled) {
   tesk_l2_init_done = true;
   tesk_l2switch_disable = true;
@@ -427,6 +518,19 @@ TEST_F(Loop, ServesOnlyWhatIsReady) {
   wakes({second_socket});
   EXPECT_EQ(loop(), waiting());
   expect({"select(43, read {30 41 42})", "read(42, 2574)", "select(43, read {30 41 42})"});
+}
+
+TEST_F(Loop, ServesTheSocketsOfAPassWhoseMessageDisablesTheRelay) {
+  tesk_l2_init_done = true;
+  const int32_t set_request = 3;
+  queue({.opcode = 0x20402, .payload = Payload().raw(set_request).u32(4).zeros(104).u32(0)});
+  wakes({queue_descriptor, first_socket, second_socket});
+  EXPECT_EQ(loop(), waiting());
+  EXPECT_TRUE(tesk_l2switch_disable);
+  expect_apart_from_control(
+      {"select(43, read {30 41 42})", "qbus_recv(30, 0)", "overseer_dispatch(message 0x20402)",
+       "tracekit_process_msg(30, message 0x20402)", "qbus_reply(30, message 0x20402, 112 zero bytes)",
+       "qbus_drop(30, message 0x20402)", "read(41, 2584)", "read(42, 2574)", "select(31, read {30})"});
 }
 
 TEST_F(Loop, TakesOneMessageForEachWakeUp) {
