@@ -179,7 +179,7 @@ int qbus_reply(qbus_queue_t queue, const qbus_msg_ref_t *request, const void *pa
 }
 
 int qbus_errno_get(qbus_queue_t queue) {
-  static_cast<void>(queue);
+  EXPECT_EQ(queue, queue_descriptor);
   return quiet("qbus_errno_get").returns(ECONNREFUSED);
 }
 

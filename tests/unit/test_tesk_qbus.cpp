@@ -34,6 +34,7 @@ TEST_F(Queue, IsBoundAndGetsItsTwelveOpcodesInOrder) {
 TEST_F(Queue, AbortsTheProcessWhenItCannotBeBound) {
   when("qbus_bind").returns(-1).with_errno(98);
   EXPECT_EQ(run([] { return static_cast<int>(tesk_init_qbus()); }), aborted());
+  EXPECT_EQ(tesk_qbus_q, -1);
   expect({bind_line, error("tesk_init_qbus", "TESK QBUS Bind Fail98")});
   ASSERT_EQ(prints().size(), 1u) << "the reason reaches the console before the facility is up";
   EXPECT_TRUE(prints()[0].ends_with("TESK QBUS Bind Fail98"));
@@ -54,6 +55,16 @@ TEST_F(Queue, StopsRegisteringAtTheFirstRefusal) {
   expect_apart_from_control({bind_line, "qbus_options_set(30, 0xf407, 0x11)",
                              "qbus_options_set(30, 0x43c, 0x11)", "qbus_options_set(30, 0x20401, 0x11)",
                              error("ERROR: Could not register 2 132097, reason " + reason(EINVAL) + "\n")});
+}
+
+TEST_F(Queue, IsRefusedByMinusOneOnly) {
+  when("qbus_bind").returns(0);
+  when("qbus_options_set").returns(1);
+  EXPECT_TRUE(tesk_init_qbus());
+  EXPECT_EQ(tesk_qbus_q, 0);
+  EXPECT_EQ(count_of(control("tesk_init_qbus", " TESK QBUS Bind Success[0]\n")), 1u);
+  EXPECT_EQ(count_of("qbus_options_set(0, 0x5c2e, 0x1)"), 1u) << "the last one";
+  ignore_rest();
 }
 
 TEST(DispatchTable, NamesTheHandlerOfEachOpcode) {
@@ -111,6 +122,23 @@ TEST_F(Dispatch, DropsAMessageOfAnUnknownOpcodeAndSynchronisesAllTheSame) {
                              "qbus_drop(30, message 0x1234)", synchronised});
 }
 
+TEST_F(Dispatch, TracesNoMoreThanItsEntryForAnUnknownOpcode) {
+  qbus_msg_ref_t message = hold({.opcode = 0x1234});
+  tesk_qbus_msg_handler(queue_descriptor, &message);
+  expect({control("tesk_qbus_msg_handler", "tesk_qbus_msg_handler Enter\n"),
+          error("tesk_qbus_msg_handler", "opcode[4660] not found\n")});
+}
+
+TEST_F(Dispatch, TracesBeforeAndAfterTheHandler) {
+  tesk_l2_init_done = true;
+  qbus_msg_ref_t message = hold({.opcode = 0x43c});
+  tesk_qbus_msg_handler(queue_descriptor, &message);
+  expect({control("tesk_qbus_msg_handler", "tesk_qbus_msg_handler Enter\n"),
+          control("tesk_qbus_msg_handler", "opcode[1084] found index[1]\n"),
+          control("tesk_qbus_lc_online_msg", "QBUS_OPC_LC_ONLINE\n"),
+          control("tesk_qbus_msg_handler", "tesk_qbus_msg_handler Exit\n")});
+}
+
 TEST_F(Dispatch, LeavesAMessageToTheSupervisorThatTookIt) {
   when("overseer_dispatch").returns(1);
   receive({.opcode = 0x5c2d});
@@ -123,12 +151,25 @@ TEST_F(Dispatch, DropsTheSupervisorsMessageWithoutSynchronising) {
   expect({"qbus_recv(30, 0)", "overseer_dispatch(message 0x5c2d)", "qbus_drop(30, message 0x5c2d)"});
 }
 
-// An opcode that nobody serves: a handler that is asked for it traces an error.
-TEST_F(Dispatch, SkipsTheHandlerWhenTheSupervisorAnswersSomethingElse) {
-  when("overseer_dispatch").returns(2);
+/** Answers that hand no message to the program. An opcode that nobody serves: a handler that is asked for it
+ * traces an error. */
+class DispatchOfATakenMessage : public Dispatch, public testing::WithParamInterface<int> {};
+
+INSTANTIATE_TEST_SUITE_P(Answers, DispatchOfATakenMessage, testing::Values(-2, 2));
+
+TEST_P(DispatchOfATakenMessage, SkipsTheHandlerWhenTheSupervisorAnswersSomethingElse) {
+  when("overseer_dispatch").returns(GetParam());
   receive({.opcode = 0x1234});
   expect_apart_from_control({"qbus_recv(30, 0)", "overseer_dispatch(message 0x1234)",
                              "qbus_drop(30, message 0x1234)", synchronised});
+}
+
+TEST_P(DispatchOfATakenMessage, SkipsTheHandlerWhenTheTraceFacilityAnswersSomethingElse) {
+  when("tracekit_process_msg").returns(GetParam());
+  receive({.opcode = 0x1234});
+  expect_apart_from_control({"qbus_recv(30, 0)", "overseer_dispatch(message 0x1234)",
+                             "tracekit_process_msg(30, message 0x1234)", "qbus_drop(30, message 0x1234)",
+                             synchronised});
 }
 
 TEST_F(Dispatch, SkipsTheHandlerForTheTraceFacilitysMessage) {
@@ -140,10 +181,12 @@ TEST_F(Dispatch, SkipsTheHandlerForTheTraceFacilitysMessage) {
 }
 
 TEST_F(Dispatch, TracesAFailedReceiveAndGoesOn) {
-  when("qbus_recv").returns(-1).with_errno(EIO);
-  tesk_qbus_msg_process();
-  expect({"qbus_recv(30, 0)",
-          error("tesk_qbus_msg_process", "tesk_qbus_msg_process: qbus_recv() failed: errno(5)")});
+  for (const int result : {-1, 1}) {
+    when("qbus_recv").returns(result).with_errno(EIO);
+    tesk_qbus_msg_process();
+    expect({"qbus_recv(30, 0)",
+            error("tesk_qbus_msg_process", "tesk_qbus_msg_process: qbus_recv() failed: errno(5)")});
+  }
 }
 
 TEST_F(Dispatch, TakesOneMessageAtATime) {
@@ -171,8 +214,11 @@ TEST_F(Dispatch, StartsTheRelayOnTheFirstLineCardOnlineAndNotAgain) {
 
 TEST_F(Dispatch, OfLineCardOnlineLeavesARelayThatIsUpAlone) {
   tesk_l2_init_done = true;
-  tesk_qbus_lc_online_msg(nullptr);
-  expect({control("tesk_qbus_lc_online_msg", "QBUS_OPC_LC_ONLINE\n")});
+  for (const bool disabled : {false, true}) {
+    tesk_l2switch_disable = disabled;
+    tesk_qbus_lc_online_msg(nullptr);
+    expect({control("tesk_qbus_lc_online_msg", "QBUS_OPC_LC_ONLINE\n")});
+  }
 }
 
 TEST_F(Dispatch, GoesOnWhenAMessageCannotBeDropped) {
@@ -227,14 +273,16 @@ TEST_F(Sending, HandsTheReplyReferenceToItsCaller) {
 }
 
 TEST_F(Sending, ReturnsTheServicesErrorAndTracesItAsControl) {
-  when("fu_qbus_send").returns(-1);
   when("qbus_errno_get").returns(ENOBUFS);
-  qbus_msg_ref_t reply = {};
-  EXPECT_EQ(tesk_qbus_send(0x5c2d, "hello", 5, vlan_manager, &reply), static_cast<rcode_t>(ENOBUFS));
-  expect({"fu_qbus_send(30, {node 0xfe000000, sap 167}, 0x5c2d, 'hello', 0, 0)",
-          control("Qbus send error rc = 105 [" + reason(ENOBUFS) + "]\n"),
-          control("Sent qbus QBUS_OPC_VLAN_FEAT_CREATE\n")});
-  EXPECT_EQ(reply.word[0], 0u) << "an output that a failure must leave alone";
+  for (const int result : {-1, 1}) {
+    when("fu_qbus_send").returns(result);
+    qbus_msg_ref_t reply = {};
+    EXPECT_EQ(tesk_qbus_send(0x5c2d, "hello", 5, vlan_manager, &reply), static_cast<rcode_t>(ENOBUFS));
+    expect({"fu_qbus_send(30, {node 0xfe000000, sap 167}, 0x5c2d, 'hello', 0, 0)",
+            control("Qbus send error rc = 105 [" + reason(ENOBUFS) + "]\n"),
+            control("Sent qbus QBUS_OPC_VLAN_FEAT_CREATE\n")});
+    EXPECT_EQ(reply.word[0], 0u) << "an output that a failure must leave alone";
+  }
 }
 
 }  // namespace
