@@ -96,6 +96,7 @@ void reset_trace() {
   for (void *block : the_trace.kept) release_kept(block);
   the_trace = {};
   tracekit_sys_facility = nullptr;
+  tracekit_dbg_modname = "tesk";
 }
 
 }  // namespace standin

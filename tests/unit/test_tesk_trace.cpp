@@ -13,6 +13,15 @@ const char *const dbg_init_line =
 const char *const sys_init_line =
     "tracekit_sys_init_helper(30, 'tesk', 'Tesk and CIN Manager', 4408, 1, 12, {1, size 4})";
 
+// Taken before any test runs.
+const boolean packet_flag_at_start = tesk_dbg_pkt;
+const boolean control_flag_at_start = tesk_dbg_ctrl;
+
+TEST(DebugFlags, AreOffWhenTheProgramStarts) {
+  EXPECT_FALSE(packet_flag_at_start);
+  EXPECT_FALSE(control_flag_at_start);
+}
+
 /** The queue is bound and the debug store open, as they are when the facility is set up. */
 class TraceFacility : public DaemonTest {
  protected:
@@ -47,6 +56,17 @@ TEST_F(TraceFacility, IsSetUpInOrderAndTestsItself) {
           "dbgprint(1, 'tesk', 0, TRACEKIT ERR_TR SUCCESS!!!)",
           "tracekit_dbg_disable(101)",
           "tracekit_dbg_disable(100)"});
+  EXPECT_EQ(live_blocks(), 4u) << "the facility keeps both contexts and their values";
+}
+
+TEST_F(TraceFacility, PrintsItsSelfTestUnderTheFacilitysName) {
+  show_trace_calls();
+  tracekit_dbg_modname = "module";
+  EXPECT_TRUE(tesk_init_tracekit());
+  EXPECT_EQ(count_of("dbgprint(1, 'module', 0, TRACEKIT CTRL_TR SUCCESS!!!)"), 1u);
+  EXPECT_EQ(count_of("dbgprint(1, 'module', 0, TRACEKIT PKT_TR SUCCESS!!!)"), 1u);
+  EXPECT_EQ(count_of("dbgprint(1, 'module', 0, TRACEKIT ERR_TR SUCCESS!!!)"), 1u);
+  ignore_rest();
 }
 
 TEST_F(TraceFacility, IsSetUpThoughTheHistoryCannotBeSized) {
@@ -149,6 +169,18 @@ TEST_F(TracePattern, RecordsCategoryFunctionLineAndText) {
   ignore_rest();
 }
 
+TEST_F(TracePattern, SaysTheLineOnWhichTheTraceStands) {
+  const int line = __LINE__ + 1;
+  TESK_ERR("here");
+  EXPECT_EQ(events().at(0).text, "TestBody(" + std::to_string(line) + "): here");
+  EXPECT_EQ(prints().at(0), events().at(0).text);
+  const int line_as = __LINE__ + 1;
+  TESK_ERR_AS("an_operation", "here");
+  EXPECT_EQ(events().at(1).text, "an_operation(" + std::to_string(line_as) + "): here");
+  EXPECT_EQ(prints().at(1), events().at(1).text);
+  ignore_rest();
+}
+
 TEST_F(TracePattern, NamesTheCallingFunction) {
   trace_error("e");
   trace_control("c");
@@ -166,6 +198,14 @@ TEST_F(TracePattern, ChecksThenRecordsThenChecksThenPrints) {
   EXPECT_EQ(prints().at(0), "some_function(7): broken");
 }
 
+TEST_F(TracePattern, PrintsUnderTheFacilitysName) {
+  show_trace_calls();
+  tracekit_dbg_modname = "module";
+  trace_error("broken");
+  EXPECT_EQ(count_of("dbgprint(1, 'module', 0, broken)"), 1u);
+  ignore_rest();
+}
+
 TEST_F(TracePattern, PrintsACategoryThatIsNotRecorded) {
   when("tracekit_hist_event_subtype_check").returns(1);
   trace_error("only printed");
@@ -178,6 +218,38 @@ TEST_F(TracePattern, RecordsACategoryThatIsNotPrinted) {
   trace_control("only recorded");
   EXPECT_TRUE(prints().empty());
   expect({packet("only recorded"), control("only recorded")});
+}
+
+TEST_F(TracePattern, DoesNotReadTheDebugCommandsFlags) {
+  tesk_dbg_pkt = tesk_dbg_ctrl = true;
+  trace_packet("only recorded");
+  trace_control("only recorded");
+  EXPECT_TRUE(prints().empty());
+  tesk_dbg_pkt = tesk_dbg_ctrl = false;
+  when("tracekit_chk_int").returns(1);
+  trace_packet("printed");
+  trace_control("printed");
+  EXPECT_EQ(prints().size(), 2u);
+  expect({packet("only recorded"), control("only recorded"), packet("printed"), control("printed")});
+}
+
+TEST_F(TracePattern, IsPrintedForAnyAnswerButZeroAndRecordedForNone) {
+  when("tracekit_chk_int").returns(2);
+  when("tracekit_hist_event_subtype_check").returns(-1);
+  trace_packet("only printed");
+  EXPECT_EQ(prints().size(), 1u);
+  expect({});
+}
+
+TEST_F(TracePattern, AllocatesNothing) {
+  fail_allocation(1);
+  trace_error("short");
+  trace_error(std::string(1500, 'x').c_str());
+  EXPECT_TRUE(is_allocation_to_fail());
+  fail_allocation(0);
+  EXPECT_EQ(events().size(), 2u);
+  EXPECT_EQ(prints().size(), 2u);
+  ignore_rest();
 }
 
 TEST_F(TracePattern, FormatsEvenWhenNothingIsRecordedOrPrinted) {
