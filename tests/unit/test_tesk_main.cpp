@@ -2,7 +2,9 @@
 #include <sys/select.h>
 
 #include <cerrno>
+#include <cstddef>
 
+#include "opal/board.h"
 #include "tesk/tesk_dbg.h"
 #include "tesk/tesk_kvs.h"
 #include "tesk/tesk_l2switch.h"
@@ -22,6 +24,14 @@ const boolean relay_up_at_start = tesk_l2_init_done;
 TEST(Process, BeginsWithoutARelayAndWithAHeartbeatToSend) {
   EXPECT_FALSE(heartbeat_sent_at_start);
   EXPECT_FALSE(relay_up_at_start);
+}
+
+TEST(BoardIdentity, LiesAsTheBoardFillsIt) {
+  EXPECT_EQ(offsetof(card_module_info_t, procType), 0u);
+  EXPECT_EQ(offsetof(card_module_info_t, card_type), 1u);
+  EXPECT_EQ(offsetof(card_module_info_t, swCardId), 2u);
+  EXPECT_EQ(offsetof(card_module_info_t, mod_status), 4u);
+  EXPECT_EQ(offsetof(card_module_info_t, switch_hw_arch), 5u);
 }
 
 /** A machine on which everything is in place: stores that open, one CIN VLAN configured. */

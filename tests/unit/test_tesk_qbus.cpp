@@ -1,5 +1,6 @@
 /* The message queue: binding and registration, one message per readiness, dispatch, sending. */
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 
 #include "tesk/tesk_cli.h"
@@ -88,6 +89,19 @@ TEST(DispatchTable, NamesTheHandlerOfEachOpcode) {
     EXPECT_EQ(tesk_qbus_info_arr[row].options, expected[row].options) << "row " << row;
     EXPECT_EQ(tesk_qbus_info_arr[row].handler, expected[row].handler) << "row " << row;
   }
+}
+
+TEST(QueueRecords, LieAsTheMessageServiceReadsThem) {
+  EXPECT_EQ(offsetof(qbus_bind_options_t, version), 0u);
+  EXPECT_EQ(offsetof(qbus_bind_options_t, flags), 4u);
+  EXPECT_EQ(offsetof(qbus_bind_options_t, qlen), 8u);
+  EXPECT_EQ(offsetof(qbus_bind_options_t, uuid), 12u);
+  EXPECT_EQ(offsetof(qbus_bind_options_t, node), 16u);
+  EXPECT_EQ(offsetof(qbus_bind_options_t, buff_sum), 20u);
+  EXPECT_EQ(sizeof(qbus_bind_options_t), 24u);
+  EXPECT_EQ(offsetof(qbus_addr_t, node), 0u);
+  EXPECT_EQ(offsetof(qbus_addr_t, sap), 4u);
+  EXPECT_EQ(sizeof(qbus_addr_t), 8u);
 }
 
 /** Messages reach a daemon with one VLAN record that waits to be pushed to the kernel module. */

@@ -1,4 +1,6 @@
 /* The trace facility: how it is set up, and what one trace leaves in the history and on the console. */
+#include <cstddef>
+
 #include "tesk/tesk_dbg.h"
 #include "tesk/tesk_kvs.h"
 #include "tesk/tesk_qbus.h"
@@ -20,6 +22,19 @@ const boolean control_flag_at_start = tesk_dbg_ctrl;
 TEST(DebugFlags, AreOffWhenTheProgramStarts) {
   EXPECT_FALSE(packet_flag_at_start);
   EXPECT_FALSE(control_flag_at_start);
+}
+
+TEST(TraceRecords, LieAsTheFacilityReadsThem) {
+  EXPECT_EQ(offsetof(tesk_trace_event_t, category), 0u);
+  EXPECT_EQ(offsetof(tesk_trace_event_t, text), 4u);
+  EXPECT_EQ(sizeof(tesk_trace_event_t), 4u + 512u);
+  EXPECT_EQ(sizeof tesk_trace_buf, 1024u);
+  EXPECT_EQ(offsetof(tracekit_context_t, value), 0u);
+  EXPECT_EQ(offsetof(tracekit_context_t, size), sizeof(void *));
+  EXPECT_EQ(offsetof(tracekit_syslog_facility_t, fac_name), 0u);
+  EXPECT_EQ(offsetof(tracekit_syslog_facility_t, fac_num), sizeof(void *));
+  EXPECT_EQ(offsetof(tracekit_syslog_facility_t, default_filter), sizeof(void *) + 4);
+  EXPECT_EQ(offsetof(tracekit_syslog_facility_t, priority_filter), sizeof(void *) + 8);
 }
 
 /** The queue is bound and the debug store open, as they are when the facility is set up. */
