@@ -141,7 +141,11 @@ std::string shown_status_flags(int flags) {
 
 int interface_index(const Operation &ioctl, int descriptor, ifreq *request) {
   const std::string name(request->ifr_name, strnlen(request->ifr_name, IFNAMSIZ));
-  const Answer answer = call(ioctl, descriptor, std::string("SIOCGIFINDEX"), shown(name.c_str()));
+  const auto *bytes = reinterpret_cast<const uint8_t *>(request);
+  const bool is_clear =
+      std::all_of(bytes + name.size(), bytes + sizeof *request, [](uint8_t byte) { return byte == 0; });
+  const Answer answer = call(ioctl, descriptor, std::string("SIOCGIFINDEX"),
+                             shown(name.c_str()) + (is_clear ? "" : ", rest not cleared"));
   if (!answer.has_result()) request->ifr_ifindex = name == "inb0" ? 5 : 6;
   return answer.returns(0);
 }

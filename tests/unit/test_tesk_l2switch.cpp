@@ -194,6 +194,7 @@ TEST_F(Relay, DropsAFrameToAStationBehindAPortThatIsBlocked) {
   expect({read_mgmt, rx_mgmt("Read 60 bytes on [mgmt0]\n"),
           tx_inband("Port-VLAN[1a000003-100] CBL BLK, not forwarding\n"), read_mgmt});
   EXPECT_TRUE(written(41).empty());
+  expect_counts(amm_mgmt_port.rx_stats, 1, 0);
   expect_counts(blade->tx_stats, 0, 0);
 }
 
@@ -251,6 +252,75 @@ TEST_F(Relay, FloodsToAKnownStationWhosePortHasNoAsicPort) {
   expect({read_mgmt, rx_mgmt("Read 60 bytes on [mgmt0]\n"),
           tx_inband("Could not retrieve HW port number for ifindex [0x1a000003]\n"), "write(41, 70)",
           tx_inband("Wrote 70 bytes (Req:70) for Flood LTL: 00018 [inb0]\n"), read_mgmt});
+}
+
+TEST_F(Relay, DropsAFrameToABlockedPortThatHasNoAsicPortEither) {
+  learn(blade_mac, blade);
+  blade->kestrix_port = 255;
+  bitset_clear_bit(&blade->vlan_cbl_bmp, 100);
+  from_management(tagged_frame(blade_mac, amm_mac, 100));
+  expect({read_mgmt, rx_mgmt("Read 60 bytes on [mgmt0]\n"),
+          tx_inband("Port-VLAN[1a000003-100] CBL BLK, not forwarding\n"), read_mgmt});
+}
+
+TEST_F(Relay, ReturnsNothingSentForADroppedFrameAndHasOnlyBegunItsHeader) {
+  const Bytes begun = {0x01, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+  const Bytes frame = tagged_frame(blade_mac, amm_mac, 100);
+  Bytes whole = behind(Bytes(10, 0xff), frame);
+  tesk_vlan_hash_set_cbl(100, 0);
+  forget();
+  EXPECT_EQ(tesk_tx_inband(100, whole.data(), 60), 0);
+  expect({tx_inband("Failed to retrieve LTL for vlan [100]\n")});
+  EXPECT_EQ(whole, behind(begun, frame));
+
+  whole = behind(Bytes(10, 0xff), frame);
+  learn(blade_mac, blade);
+  bitset_clear_bit(&blade->vlan_cbl_bmp, 100);
+  EXPECT_EQ(tesk_tx_inband(100, whole.data(), 60), 0);
+  expect({tx_inband("Port-VLAN[1a000003-100] CBL BLK, not forwarding\n")});
+  EXPECT_EQ(whole, behind(begun, frame));
+}
+
+TEST_F(Relay, SendsWhatItIsGivenInTheVlanThatItIsTold) {
+  const Bytes frame = tagged_frame(other_mac, amm_mac, 200);
+  Bytes whole = behind(Bytes(10), frame);
+  EXPECT_EQ(tesk_tx_inband(100, whole.data(), 60), 70);
+  EXPECT_EQ(written(41).at(0), behind(flood_100, frame));
+  ignore_rest();
+}
+
+TEST_F(Relay, TracesAShortInterfaceIndexWithZerosOnlyWhereItSaysWhatIsBlocked) {
+  blade->if_idx = 0x5000007;
+  learn(blade_mac, blade);
+  bitset_clear_bit(&blade->vlan_cbl_bmp, 100);
+  from_management(tagged_frame(blade_mac, amm_mac, 100));
+  EXPECT_EQ(count_of(tx_inband("Port-VLAN[05000007-100] CBL BLK, not forwarding\n")), 1u);
+  bitset_set_bit(&blade->vlan_cbl_bmp, 100);
+  blade->kestrix_port = 255;
+  from_management(tagged_frame(blade_mac, amm_mac, 100));
+  EXPECT_EQ(count_of(tx_inband("Could not retrieve HW port number for ifindex [0x5000007]\n")), 1u);
+  from_inband(from_asic(3, tagged_frame(amm_mac, blade_mac, 101)));
+  EXPECT_EQ(count_of(rx_inband(" Ingress Port[0x5000007] is not a member of VLAN[101]\n")), 1u);
+  from_inband(from_asic(3, tagged_frame(amm_mac, blade_mac, 100)));
+  EXPECT_EQ(count_of(rx_inband(" Received Frame (70 bytes) on Port [0x5000007] over VLAN:100\n")), 1u);
+  ignore_rest();
+}
+
+TEST_F(Relay, CountsInThirtyTwoBits) {
+  blade->tx_stats.ucast = 0xffff;
+  other->tx_stats.ucast = 0xffffffff;
+  from_management(tagged_frame(blade_mac, amm_mac, 100));
+  expect_counts(blade->tx_stats, 0x10000, 0);
+  expect_counts(other->tx_stats, 0, 0);
+  ignore_rest();
+}
+
+TEST_F(Relay, CountsAFloodOnAPortChannelForEachOfItsPorts) {
+  kes_port_map[4] = blade;
+  from_management(tagged_frame(other_mac, amm_mac, 100));
+  expect_counts(blade->tx_stats, 2, 0);
+  expect_counts(other->tx_stats, 0, 0);
+  ignore_rest();
 }
 
 TEST_F(Relay, GivesAnAsicPortOfThirtyTwoOrMoreNoBit) {
@@ -391,6 +461,28 @@ TEST_F(Relay, DropsAFrameOfAVlanThatItsPortIsNotAMemberOf) {
   expect_counts(blade->rx_stats, 0, 0);
 }
 
+/* Each fault is mended in its turn; the last that is left is the VLAN. */
+TEST_F(Relay, NamesTheFirstOfAFramesFaults) {
+  Bytes whole = from_asic(20, untagged_frame(amm_mac, blade_mac));
+  whole[1] = whole[2] = 0;
+  from_inband(whole);
+  whole[22] = 0x81;
+  from_inband(whole);
+  whole[1] = 0x01;
+  from_inband(whole);
+  whole[2] = 0x20;
+  from_inband(whole);
+  whole[3] = 0xc0;
+  whole[4] = 0x00;
+  from_inband(whole);
+  expect({read_inband, rx_inband("Received untagged frame(0x 800)\n"), read_inband,                      //
+          read_inband, rx_inband("Received Non-CE frame, dropping it [inb0]\n"), read_inband,            //
+          read_inband, rx_inband("Received Untagged frame, dropping it [inb0]\n"), read_inband,          //
+          read_inband, rx_inband(" Failed to lookup port context for Kestrix port[20]\n"), read_inband,  //
+          read_inband, rx_inband(" Ingress Port[0x1a000003] is not a member of VLAN[3599]\n"), read_inband});
+  expect_counts(blade->rx_stats, 0, 0);
+}
+
 TEST_F(Relay, CountsAFailedWriteToTheManagementDeviceAs65535BytesSent) {
   when("write").returns(-1).with_errno(ENETDOWN);
   from_inband(from_asic(3, tagged_frame(amm_mac, blade_mac, 100)));
@@ -403,6 +495,8 @@ TEST_F(Relay, TracesAWriteToTheManagementDeviceThatTookNothing) {
   when("write").returns(0).with_errno(ENOBUFS);
   from_inband(from_asic(3, tagged_frame(amm_mac, blade_mac, 100)));
   expect_end({"write(42, 60)", tx_mgmt("Wrote 0 bytes, Req 60 bytes [mgmt0]:err(105)\n"), read_inband});
+  EXPECT_EQ(tesk_fib_hash_lookup(blade_mac.data(), 100), blade);
+  expect_counts(blade->rx_stats, 1, 0);
   expect_counts(amm_mgmt_port.tx_stats, 0, 0);
 }
 

@@ -149,6 +149,16 @@ TEST_F(RelaySockets, FailTheSameWhenTheyCannotBeClosed) {
   }
 }
 
+TEST_F(RelaySockets, NameTheManagementDeviceOnceTheInbandSocketIsBound) {
+  when("bind").call(1).returns(-1).with_errno(ENODEV);
+  EXPECT_EQ(tesk_l2switch_init(), 8u);
+  EXPECT_STREQ(lnx_eth_if, "");
+  when("socket").call(2).returns(-1).with_errno(EPERM);
+  EXPECT_EQ(tesk_l2switch_init(), 8u);
+  EXPECT_STREQ(lnx_eth_if, "mgmt0");
+  ignore_rest();
+}
+
 TEST_F(RelaySockets, ForgetEarlierDescriptorsWhenTheyFail) {
   sock_inband = 7;
   sock_mgmt = 8;
