@@ -28,12 +28,15 @@ TEST_F(InterfaceTable, ChoosesTheBucketByChannelOrPortNumber) {
                   {port_channel(4096), 0}, {0x05000001, 0}};
   for (const auto &row : expected)
     EXPECT_EQ(tesk_ifindex_hash_fn(row.if_index, 32), row.bucket) << row.if_index;
+  EXPECT_EQ(tesk_ifindex_hash_fn(ethernet(19), 8), 3u) << "of as many buckets as are told";
   expect({});
 }
 
 TEST_F(InterfaceTable, PutsAnIndexOfUnknownTypeIntoBucketZero) {
   EXPECT_EQ(tesk_ifindex_hash_fn(unknown_type, 32), 0u);
-  expect({error_of("tesk_ifindex_hash_fn", ": Invalid interface index 99000001\n")});
+  EXPECT_EQ(tesk_ifindex_hash_fn(0x7, 32), 0u);
+  expect({error_of("tesk_ifindex_hash_fn", ": Invalid interface index 99000001\n"),
+          error_of("tesk_ifindex_hash_fn", ": Invalid interface index 00000007\n")});
 }
 
 TEST_F(InterfaceTable, PutsAnIndexWhoseNumberCannotBeReadIntoBucketZero) {
@@ -62,6 +65,12 @@ TEST_F(InterfaceTable, RefusesAnIndexThatIsTakenAndKeepsTheFirst) {
   EXPECT_EQ(tesk_ifindex_hash_find(ethernet(3)), first);
   EXPECT_EQ(ifidx_bucket[3]->next, nullptr);
   std::free(second);
+}
+
+TEST_F(InterfaceTable, TracesAShortIndexThatIsTakenWithoutZeros) {
+  has(0x5000003);
+  EXPECT_FALSE(tesk_ifindex_hash_insert(0x5000003, nullptr));
+  expect({error_of("tesk_ifindex_hash_insert", ": IfIndex (0x5000003) already exists on Hash Tbl\n")});
 }
 
 TEST_F(InterfaceTable, IsSilentWhenMemoryIsShort) {

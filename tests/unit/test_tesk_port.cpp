@@ -1,4 +1,7 @@
 /* The life of port contexts: start of the port layer, creation, deletion. */
+#include <algorithm>
+#include <cstddef>
+
 #include "tesk/tesk_fib.h"
 #include "tesk/tesk_krnl_adapter.h"
 #include "tests/unit/tables.h"
@@ -7,6 +10,34 @@ namespace {
 
 const char *const creation = "tesk_create_port_context";
 const char *const deletion = "tesk_delete_port_context";
+
+TEST(PortRecords, HaveTheirFieldsInOrder) {
+  const std::vector<size_t> context = {offsetof(tesk_port_t, next),
+                                       offsetof(tesk_port_t, if_idx),
+                                       offsetof(tesk_port_t, if_type),
+                                       offsetof(tesk_port_t, iod),
+                                       offsetof(tesk_port_t, learnt_addr),
+                                       offsetof(tesk_port_t, tx_stats),
+                                       offsetof(tesk_port_t, rx_stats),
+                                       offsetof(tesk_port_t, is_dirty),
+                                       offsetof(tesk_port_t, vlan_bmp),
+                                       offsetof(tesk_port_t, shadow_vlan_bmp),
+                                       offsetof(tesk_port_t, kestrix_port),
+                                       offsetof(tesk_port_t, vlan_cbl_bmp),
+                                       offsetof(tesk_port_t, pc_member_count),
+                                       offsetof(tesk_port_t, pc_member_list)};
+  const std::vector<size_t> entry = {offsetof(ifindex_hash_entry_t, if_index),
+                                     offsetof(ifindex_hash_entry_t, param),
+                                     offsetof(ifindex_hash_entry_t, next)};
+  const std::vector<size_t> address = {offsetof(tesk_fib_entry_t, mac_address),
+                                       offsetof(tesk_fib_entry_t, tesk_port),
+                                       offsetof(tesk_fib_entry_t, next)};
+  EXPECT_TRUE(std::ranges::is_sorted(context));
+  EXPECT_TRUE(std::ranges::is_sorted(entry));
+  EXPECT_TRUE(std::ranges::is_sorted(address));
+  EXPECT_EQ(offsetof(tesk_port_stats_t, ucast), 0u);
+  EXPECT_EQ(offsetof(tesk_port_stats_t, mcast), 4u);
+}
 
 /** The port layer before its start. */
 class PortLayer : public DaemonTest {
@@ -54,6 +85,23 @@ TEST_F(PortLayer, DoesNotStartWithoutATypeOfTheManagementPort) {
   expect({error_of("tesk_init_ports", ": Failed to derive if type for (0x5000000)\n")});
 }
 
+TEST_F(PortLayer, ThatDoesNotStartHasAnEmptyMapAndTheTableAsItWas) {
+  for (const char *const operation : {"if_index_mgmt_sup_port_init", "if_index_get_type"}) {
+    tesk_port_t stray{};
+    ifindex_hash_entry_t stray_entry{};
+    kes_port_map[19] = &stray;
+    ifidx_bucket[31] = &stray_entry;
+    when(operation).once().returns(RCODE_INVALID);
+    EXPECT_FALSE(tesk_init_ports());
+    EXPECT_EQ(kes_port_map[19], nullptr) << operation;
+    EXPECT_EQ(amm_mgmt_port.vlan_bmp.size, 512) << operation;
+    EXPECT_EQ(ifidx_bucket[31], &stray_entry) << operation;
+    ifidx_bucket[31] = nullptr;
+    amm_mgmt_port = {};
+  }
+  ignore_rest();
+}
+
 TEST_F(PortLayer, StartsThoughTheKernelModuleRefuses) {
   when("ioctl").returns(-1).with_errno(EBADF);
   EXPECT_TRUE(tesk_init_ports());
@@ -90,6 +138,9 @@ TEST_F(PortContext, IsBornAMemberOfTheSolVlan) {
   EXPECT_EQ(port->if_idx, ethernet(3));
   EXPECT_EQ(port->if_type, 26);
   EXPECT_EQ(port->iod, 77u);
+  EXPECT_EQ(port->next, nullptr);
+  for (const uint8_t byte : port->learnt_addr) EXPECT_EQ(byte, 0);
+  EXPECT_EQ(port->pc_member_count, 0);
   EXPECT_EQ(port->kestrix_port, 3);
   EXPECT_EQ(port->is_dirty, 0u);
   EXPECT_EQ(shown_set(port->vlan_bmp), "{4095}");
@@ -148,7 +199,25 @@ TEST_F(PortContext, AddsNoBitForAnAsicPortOf32OrMore) {
 
 TEST_F(PortContext, IsNotMadeForAnIndexOfUnknownType) {
   EXPECT_EQ(tesk_create_port_context(0x99000001, 1), nullptr);
-  expect({error_of(creation, ":Invalid interface index 0x99000001\n")});
+  EXPECT_EQ(tesk_create_port_context(0x7, 1), nullptr);
+  expect({error_of(creation, ":Invalid interface index 0x99000001\n"),
+          error_of(creation, ":Invalid interface index 0x00000007\n")});
+}
+
+TEST_F(PortContext, WithAShortIndexIsTracedWithoutZeros) {
+  constexpr uint32_t short_index = 0x5000003;
+  created(short_index);
+  EXPECT_EQ(tesk_create_port_context(short_index, 1), nullptr);
+  when("tesk_fib_purge_port_entries").returns(0);
+  when("tesk_ifindex_hash_delete").once().returns(0);
+  EXPECT_EQ(tesk_delete_port_context(short_index), 0u);
+  EXPECT_EQ(tesk_delete_port_context(short_index), 6u);
+  for (const char *const text : {": Failed to purge FIB entries for Port [0x5000003]\n",
+                                 ": Failed to delete port context(0x5000003) from hash\n",
+                                 ": Failed to retrieve the port context for if_index(0x5000003)\n"})
+    EXPECT_EQ(count_of(error_of(deletion, text)), 1u) << text;
+  EXPECT_EQ(count_of(error_of(creation, ": Failed to add port context(0x5000003) to hash\n")), 1u);
+  ignore_rest();
 }
 
 TEST_F(PortContext, IsNotMadeSilentlyWhenMemoryIsShort) {
@@ -164,6 +233,12 @@ TEST_F(PortContext, IsNotMadeWithoutAnAsicPort) {
           error_of("tesk_ifindex_to_kes_port", ":if_index_get_port failed for ifindex 0x1a000003\n"),
           error_of(creation, ":Failed to retrieve Kestrix Port ID\n")});
   EXPECT_EQ(tesk_ifindex_hash_find_(ethernet(3)), nullptr);
+}
+
+TEST_F(PortContext, IsNotMadeForAsicPort255) {
+  EXPECT_EQ(tesk_create_port_context(ethernet(255), 1), nullptr);
+  expect(lines(converted(ethernet(255)), error_of(creation, ":Failed to retrieve Kestrix Port ID\n")));
+  EXPECT_EQ(tesk_ifindex_hash_find_(ethernet(255)), nullptr);
 }
 
 TEST_F(PortContext, IsNotMadeTwice) {

@@ -33,6 +33,15 @@ TEST_F(AsicPort, IsTheDestinationIndexCutToAByte) {
           control(converter, "tesk_ifindex_to_kes_port:IfIndex [0x1a000003], Kestrix Port[5]\n")});
 }
 
+TEST_F(AsicPort, OfAShortIndexIsTracedWithoutZeros) {
+  channel_has(7, 0x5000002, {});
+  EXPECT_EQ(tesk_ifindex_to_kes_port(port_channel(7)), 2);
+  expect(lines(channel_resolved(7, 0x5000002), converted(0x5000002)));
+  when("ltlsvc_lib_ifidx_to_di").returns(RCODE_INVALID);
+  EXPECT_EQ(tesk_ifindex_to_kes_port(0x5000002), 255);
+  expect(not_converted(0x5000002));
+}
+
 TEST_F(AsicPort, OfAnIndexOfUnknownTypeIsNone) {
   EXPECT_EQ(tesk_ifindex_to_kes_port(0x99000001), 255);
   EXPECT_EQ(tesk_ifindex_to_kes_port(0x7), 255);
@@ -98,6 +107,24 @@ TEST_F(Downlink, IsToldByTheConvertedIndexOnTheVorlundBoard) {
   const char *const test = "tesk_port_is_downlink_ifindex";
   expect(lines(converted(ethernet(3)), control_of(test, ":IfIndex [0x1a000003] Downlink Port\n"),
                converted(ethernet(4)), control_of(test, ":IfIndex [0x1a000004] Uplink Port\n")));
+}
+
+TEST_F(Downlink, IsDeniedToAsicPort255OnTheVorlundBoard) {
+  vorlund_platform = true;
+  EXPECT_FALSE(tesk_port_is_downlink_ifindex(ethernet(255)));
+  expect(lines(
+      converted(ethernet(255)),
+      error_of("tesk_port_is_downlink_ifindex", ":Failed to derive Kestrix port for ifindex 0x1a0000ff\n")));
+}
+
+TEST_F(Downlink, IsToldOfAShortIndexWithoutZeros) {
+  vorlund_platform = true;
+  const char *const test = "tesk_port_is_downlink_ifindex";
+  EXPECT_TRUE(tesk_port_is_downlink_ifindex(0x5000003));
+  expect(lines(converted(0x5000003), control_of(test, ":IfIndex [0x5000003] Downlink Port\n")));
+  EXPECT_FALSE(tesk_port_is_downlink_ifindex(0x7));
+  expect({error("tesk_ifindex_to_kes_port", "Invalid interface index 0x00000007\n"),
+          error_of(test, ":Failed to derive Kestrix port for ifindex 0x7\n")});
 }
 
 TEST_F(Downlink, IsDeniedToAnIndexThatCannotBeConvertedOnTheVorlundBoard) {
@@ -237,6 +264,13 @@ TEST_F(PortMap, IsClearedWithoutAskingWhoseSlotItIs) {
   kes_port_map[19] = &other;
   EXPECT_TRUE(tesk_remove_kes_to_port_map(port));
   EXPECT_EQ(kes_port_map[19], nullptr);
+
+  channel_of(ethernet(5), {ethernet(5), ethernet(6)});
+  EXPECT_TRUE(tesk_setup_kes_to_port_map(port));
+  kes_port_map[6] = &other;
+  EXPECT_TRUE(tesk_remove_kes_to_port_map(port));
+  EXPECT_EQ(kes_port_map[6], nullptr);
+  ignore_rest();
 }
 
 }  // namespace
