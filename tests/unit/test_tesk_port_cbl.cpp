@@ -99,6 +99,16 @@ TEST_F(CblNotice, OfAnUplinkIsPassedOverOnTheVorlundBoard) {
                control_of(handler, ":Port (0x1a000004) is not downlink\n")));
 }
 
+TEST_F(CblNotice, ServesThePortBehindAnUplink) {
+  vorlund_platform = true;
+  announce(cbl_notice({{ethernet(4), {10}}, {ethernet(3), {10}}}));
+  expect(lines(converted(ethernet(4)),
+               control_of("tesk_port_is_downlink_ifindex", ":IfIndex [0x1a000004] Uplink Port\n"),
+               control_of(handler, ":Port (0x1a000004) is not downlink\n"), converted(ethernet(3)),
+               control_of("tesk_port_is_downlink_ifindex", ":IfIndex [0x1a000003] Downlink Port\n"),
+               printed("10,4095"), port_marked(), vlan_now(10, 0x8), vlan_now(20, 0), vlan_now(4095, 0x8)));
+}
+
 TEST_F(CblNotice, PrintsALongSetInChunksThatFitTheBuffer) {
   std::vector<uint32_t> even;
   for (uint32_t vlan = 100; vlan < 200; vlan += 2) even.push_back(vlan);

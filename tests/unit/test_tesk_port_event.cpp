@@ -44,6 +44,13 @@ Line exists(uint32_t port) {
   return control_of(handler, format(":TESK Port (0x%x)UP and instance exists\n", ethernet(port)));
 }
 
+/** A port of the vorlund board turns out to be a downlink. */
+Lines downlink(uint32_t port) {
+  return lines(
+      converted(ethernet(port)),
+      control_of("tesk_port_is_downlink_ifindex", format(":IfIndex [0x%x] Downlink Port\n", ethernet(port))));
+}
+
 /** A daemon with the CIN VLAN 10. */
 class PortState : public TablesTest {
  protected:
@@ -102,6 +109,20 @@ TEST_F(PortState, UpJoinsThoughTheActivationFails) {
   EXPECT_EQ(shown_set(tesk_ifindex_hash_find(ethernet(3))->vlan_bmp), "{10 4095}");
 }
 
+TEST_F(PortState, UpJoinsTheVlansInAscendingOrderThoughAnActivationFails) {
+  tesk_vlan_hash_insert(20);
+  tesk_port_t *port = port_is_up(ethernet(3), {});
+  when("kinb_tesk_vlan_add").once().returns(5);
+  report(state_notice({port_state(ethernet(3), up, {20, 4095, 10})}));
+  expect(lines(received, reported(ethernet(3), 1), exists(3), changed,
+               "ltlsvc_send_ltl_alloc(30, 7, 10, 0, 0, 0)", token_kept(10, 1001), "kinb_tesk_vlan_add(10)",
+               error_of("tesk_vlan_activate", ": Tesk classification setup for vlan 10 failed\n"),
+               error_of(change, ":Failed to activate CIN VLAN:10\n"), port_marked(), ltl_set(10, 0x8),
+               vlan_marked(), activated(20, 1002), port_marked(), ltl_set(20, 0x8), vlan_marked(), shadowed));
+  EXPECT_EQ(shown_set(port->vlan_bmp), "{10 20 4095}");
+  EXPECT_EQ(shown_set(port->shadow_vlan_bmp), "{10 20 4095}");
+}
+
 TEST_F(PortState, UpAlsoLeavesTheVlansReportedDown) {
   port_is_up(ethernet(3), {10, 20});
   report(state_notice({port_state(ethernet(3), up, {30}, {10, 20})}));
@@ -110,6 +131,29 @@ TEST_F(PortState, UpAlsoLeavesTheVlansReportedDown) {
   const tesk_port_t *port = tesk_ifindex_hash_find(ethernet(3));
   EXPECT_EQ(shown_set(port->vlan_bmp), "{4095}");
   EXPECT_EQ(shown_set(port->shadow_vlan_bmp), "{30}");
+}
+
+TEST_F(PortState, LeavesTheVlansInAscendingOrderThoughADeactivationFails) {
+  tesk_vlan_hash_insert(20);
+  tesk_port_t *port = port_is_up(ethernet(3), {10, 20});
+  when("kinb_tesk_vlan_del").once().returns(5);
+  report(state_notice({port_state(ethernet(3), up, {}, {20, 4095, 10})}));
+  expect(lines(received, reported(ethernet(3), 1), exists(3), changed, ltl_set(10, 0), vlan_marked(),
+               port_marked(), "kinb_tesk_vlan_del(10)",
+               error_of("tesk_vlan_deactivate", ": Tesk classification deletion for vlan 10 failed\n"),
+               error_of(change, ":Failed to deactivate CIN VLAN:10\n"), ltl_set(20, 0), vlan_marked(),
+               port_marked(), deactivated(20, 1003), ltl_set(4095, 0), vlan_marked(), port_marked(),
+               deactivated(4095, 1004), shadowed));
+  EXPECT_EQ(shown_set(port->vlan_bmp), "{}");
+  EXPECT_EQ(shown_set(port->shadow_vlan_bmp), "{}");
+}
+
+TEST_F(PortState, DownOfAVlanWithoutPortsDeactivatesItAllTheSame) {
+  port_is_up(ethernet(3), {});
+  report(state_notice({port_state(ethernet(3), up, {}, {10})}));
+  expect(lines(received, reported(ethernet(3), 1), exists(3), changed,
+               error_of(change, ": No SoL/CIN VLAN (10) information in member Port (0x1a000003)\n"),
+               ltl_set(10, 0), vlan_marked(), port_marked(), deactivated(10, 1001), shadowed));
 }
 
 TEST_F(PortState, DownWithdrawsThePortAndDeletesItsContext) {
@@ -158,6 +202,16 @@ TEST_F(PortState, DownOfTheSolVlanTakesThePortOutOfItsMask) {
   EXPECT_EQ(shown_set(tesk_ifindex_hash_find(ethernet(3))->vlan_bmp), "{}");
 }
 
+TEST_F(PortState, UpOfTheSolVlanJoinsItOnceItWasDown) {
+  tesk_port_t *port = port_is_up(ethernet(3), {});
+  report(state_notice({port_state(ethernet(3), up, {}, {4095})}));
+  forget();
+  report(state_notice({port_state(ethernet(3), up, {4095})}));
+  expect(lines(received, reported(ethernet(3), 1), exists(3), changed, activated(4095, 1002), port_marked(),
+               ltl_set(4095, 0x8), vlan_marked(), shadowed));
+  EXPECT_EQ(shown_set(port->vlan_bmp), "{4095}");
+}
+
 TEST_F(PortState, DownWithVlansUpIsAnErrorTwiceAndJoinsNone) {
   port_is_up(ethernet(3), {});
   report(state_notice({port_state(ethernet(3), down, {10})}));
@@ -165,6 +219,41 @@ TEST_F(PortState, DownWithVlansUpIsAnErrorTwiceAndJoinsNone) {
   expect(lines(received, reported(ethernet(3), 2), shadowed, error_of(shadow, text), changed,
                error_of(change, text), deleted(3)));
   EXPECT_EQ(tesk_vlan_hash_get_ltl(10), 0u);
+}
+
+TEST_F(PortState, DownWithTheFirstOrTheLastVlanUpIsAnError) {
+  tesk_port_t *port = port_is_up(ethernet(3), {});
+  const std::string text = ": Port (0x1a000003) DOWN, Non-empty VLAN UP BMP\n";
+  for (const uint32_t vlan : {0u, 4095u}) {
+    const portsvc_l2_port_state_t state = port_state(ethernet(3), down, {vlan});
+    tesk_port_upd_vlan_shadowdb(port, &state);
+    tesk_l2psc_vlan_state_change(port, &state);
+    expect({shadowed, error_of(shadow, text), changed, error_of(change, text)});
+  }
+}
+
+TEST_F(PortState, OfALinkThatIsNotUpOnlyTakesVlansOutOfTheShadowSet) {
+  tesk_port_t *port = port_is_up(ethernet(3), {10, 20});
+  tesk_krnl_do_sync();
+  forget();
+  portsvc_l2_port_state_t state = port_state(ethernet(3), down, {30}, {20});
+  tesk_port_upd_vlan_shadowdb(port, &state);
+  expect({shadowed, error_of(shadow, ": Port (0x1a000003) DOWN, Non-empty VLAN UP BMP\n")});
+  EXPECT_EQ(shown_set(port->shadow_vlan_bmp), "{10}");
+  state = port_state(ethernet(3), 3, {30}, {10});
+  tesk_port_upd_vlan_shadowdb(port, &state);
+  expect({shadowed});
+  EXPECT_EQ(shown_set(port->shadow_vlan_bmp), "{}");
+  EXPECT_FALSE(port->is_dirty);
+}
+
+TEST_F(PortState, OfALinkThatIsNotUpJoinsNoVlanButLeavesThoseReportedDown) {
+  tesk_vlan_hash_insert(20);
+  tesk_port_t *port = port_is_up(ethernet(3), {10});
+  const portsvc_l2_port_state_t state = port_state(ethernet(3), 3, {20}, {10});
+  tesk_l2psc_vlan_state_change(port, &state);
+  expect(lines(changed, ltl_set(10, 0), vlan_marked(), port_marked(), deactivated(10, 1002)));
+  EXPECT_EQ(shown_set(port->vlan_bmp), "{4095}");
 }
 
 TEST_F(PortState, DownIsAnErrorWhenTheContextCannotBeDeleted) {
@@ -182,6 +271,16 @@ TEST_F(PortState, ChangesThePortThoughTheMaskOfAVlanCannotBeSet) {
   expect(lines(received, reported(ethernet(3), 1), exists(3), changed, activated(10, 1001), port_marked(),
                error_of(change, ": Failed to set LTL(0x8) for VLAN(10)\n"), vlan_marked(), shadowed));
   EXPECT_TRUE(tesk_port_has_vlan(tesk_ifindex_hash_find(ethernet(3)), 10));
+}
+
+TEST_F(PortState, LeavesAVlanThoughItsMaskCannotBeSet) {
+  tesk_port_t *port = port_is_up(ethernet(3), {10});
+  when("tesk_vlan_hash_set_ltl").once().returns(0);
+  report(state_notice({port_state(ethernet(3), up, {}, {10})}));
+  expect(lines(received, reported(ethernet(3), 1), exists(3), changed,
+               error_of(change, ": Failed to set LTL(0x0) for VLAN(10)\n"), vlan_marked(), port_marked(),
+               deactivated(10, 1002), shadowed));
+  EXPECT_FALSE(tesk_port_has_vlan(port, 10));
 }
 
 TEST_F(PortState, DownOfAnUnknownPortIsAnError) {
@@ -209,6 +308,25 @@ TEST_F(PortState, GoesOnWithTheNextPortWhenACreationFails) {
                error_of("tesk_create_port_context", ":Failed to retrieve Kestrix Port ID\n"),
                error_of(handler, ":TESK Port (0x1a000003) instance creation failed\n"),
                reported(ethernet(4), 1), created(4), changed, shadowed));
+}
+
+TEST_F(PortState, GoesOnWithTheNextPortAfterEachThatIsNotServed) {
+  vorlund_platform = true;
+  port_is_up(ethernet(7), {});
+  when("tesk_delete_port_context").once().returns(6);
+  report(state_notice({port_state(ethernet(5), up, {10}), port_state(ethernet(3), down, {}),
+                       port_state(ethernet(3), 3, {}), port_state(ethernet(7), down, {}),
+                       port_state(ethernet(7), up, {10})}));
+  expect(lines(received, reported(ethernet(5), 1), converted(ethernet(5)),
+               control_of("tesk_port_is_downlink_ifindex", ":IfIndex [0x1a000005] Uplink Port\n"),
+               control_of(handler, ":Port (0x1a000005) is not downlink\n"), reported(ethernet(3), 2),
+               downlink(3), error_of(handler, ":TESK Port (0x1a000003)DOWN and instance does not exist\n"),
+               reported(ethernet(3), 3), downlink(3),
+               error_of(handler, ":Not handling PHY_LINK_STATE_CHG:3 for port (0x1a000003)\n"),
+               reported(ethernet(7), 2), downlink(7), shadowed, changed,
+               error_of(handler, ":Failed to delete the port context:0x1a000007\n"), reported(ethernet(7), 1),
+               downlink(7), exists(7), changed, activated(10, 1001), port_marked(), ltl_set(10, 0x80),
+               vlan_marked(), shadowed));
 }
 
 TEST_F(PortState, UpTriesAgainAfterAFailedCreation) {
@@ -246,6 +364,14 @@ TEST_F(PortState, ThatDoesNotParseIsAbandoned) {
   expect(
       {received, error_of(handler, ": Failed to parse PORTSVC L2 Proto change notification rc=0x40010007 [" +
                                        std::string(rcode2str(RCODE_CORRUPT)) + "]\n")});
+}
+
+TEST_F(PortState, ThatNeitherParsesNorHasAPayloadSaysThatItDoesNotParse) {
+  when("portsvc_parse_l2_protocol_state_change").returns(RCODE_NO_MEMORY);
+  report({});
+  expect(
+      {received, error_of(handler, ": Failed to parse PORTSVC L2 Proto change notification rc=0x40010008 [" +
+                                       std::string(rcode2str(RCODE_NO_MEMORY)) + "]\n")});
 }
 
 TEST_F(PortState, WithoutPayloadIsAbandoned) {

@@ -59,6 +59,18 @@ TEST_F(PortWalk, TakesAVlanOutOfTheMembersAlone) {
   EXPECT_EQ(dirty_port_count, 1);
 }
 
+TEST_F(PortWalk, TakesAVlanOutOfEveryMemberOfEveryChain) {
+  for (const uint32_t number : {3u, 35u, 7u}) tesk_port_add_vlan(has(ethernet(number)), 10);
+  EXPECT_EQ(tesk_port_vlan_delete(10), 0u);
+  const auto taken_out = [](uint32_t number) {
+    return lines(
+        control_of("tesk_port_vlan_delete", format(": Deleting VLAN 10 from Port 0x%x\n", ethernet(number))),
+        port_marked());
+  };
+  expect(lines(control_of("tesk_port_vlan_delete", ":\n"), taken_out(35), taken_out(3), taken_out(7)));
+  EXPECT_EQ(dirty_port_count, 3);
+}
+
 TEST_F(PortWalk, MeetsAnEntryWithoutContextWhenAVlanIsTakenOut) {
   tesk_port_add_vlan(has(ethernet(4)), 10);
   has_entry_without_context(ethernet(3));
@@ -98,7 +110,10 @@ TEST_F(PortWalk, ListsTheFirstThirtyTwoOfFortyPorts) {
   shadows_hold(40, 10);
   const PortList list(10);
   EXPECT_EQ(list.result, 0u);
-  EXPECT_EQ(list.ports.size(), 32u);
+  std::vector<uint32_t> first;
+  for (uint32_t i = 0; i < 8; ++i) first.insert(first.end(), {ethernet(32 + i), ethernet(i)});
+  for (uint32_t i = 8; i < 24; ++i) first.push_back(ethernet(i));
+  EXPECT_EQ(list.ports, first);
   expect({error_of("tesk_port_vlan_shadowdb_get_port_list", ":Port list size 32 exhausted\n")});
 }
 
