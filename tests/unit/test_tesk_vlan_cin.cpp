@@ -186,6 +186,27 @@ TEST_F(CinVlanAdded, PassesOverAMemberWhoseContextIsNotUnderItsIndex) {
                control_of(adder, ":VLAN 10 not active on any downlink port\n")));
 }
 
+TEST_F(CinVlanAdded, TakesTheMemberBehindAnUplinkAndOneWithoutContext) {
+  tesk_port_t *stray = loose_port(ethernet(9), 9);
+  bitset_set_bit(&stray->shadow_vlan_bmp, 10);
+  ASSERT_TRUE(tesk_ifindex_hash_insert(ethernet(3), stray));
+  const tesk_port_t *uplink = port_is_up(ethernet(4), {10});
+  const tesk_port_t *member = port_is_up(ethernet(8), {10});
+  vorlund_platform = true;
+  EXPECT_TRUE(tesk_cli_vlan_add_handler(10));
+  const auto is = [](uint32_t port, const char *what) {
+    return lines(converted(ethernet(port)),
+                 control_of("tesk_port_is_downlink_ifindex",
+                            format(":IfIndex [0x%x] %s Port\n", ethernet(port), what)));
+  };
+  expect(lines(entered_and_stored(10), is(9, "Downlink"),
+               error_of(adder, ":Failed to Retrieve Port Context for 0x1a000009\n"), is(4, "Uplink"),
+               is(8, "Downlink"), port_marked(), ltl_set(10, 0x100), activated(10, 1000)));
+  EXPECT_EQ(shown_set(uplink->vlan_bmp), "{4095}");
+  EXPECT_EQ(shown_set(member->vlan_bmp), "{10 4095}");
+  EXPECT_EQ(cin_vlan_count, 1);
+}
+
 TEST_F(CinVlanAdded, WhoseMasksCannotBeSetFails) {
   tesk_port_t *port = port_is_up(ethernet(3), {10, 11});
   bitset_set_bit(&port->vlan_cbl_bmp, 11);
@@ -276,6 +297,25 @@ TEST_F(CinVlanDeleted, WithACountOfNoneIsCorrected) {
   EXPECT_TRUE(tesk_cli_vlan_del_handler(10));
   expect(lines(error(deleter, "Invalid CIN VLAN count:0\n"), taken_out_of_ports(), port_marked(),
                unstored(10), vlan_removed(10), error(deleter, "Correcting CIN VLAN count (-1)\n")));
+  EXPECT_EQ(cin_vlan_count, 0);
+}
+
+TEST_F(CinVlanDeleted, WithACountBelowZeroIsCorrected) {
+  cin_vlan_count = -1;
+  EXPECT_TRUE(tesk_cli_vlan_del_handler(10));
+  expect(lines(error(deleter, "Invalid CIN VLAN count:-1\n"), taken_out_of_ports(), port_marked(),
+               unstored(10), vlan_removed(10), error(deleter, "Correcting CIN VLAN count (-2)\n")));
+  EXPECT_EQ(cin_vlan_count, 0);
+}
+
+TEST_F(CinVlanDeleted, ComplainsOfTheCountBeforeTheDeactivation) {
+  port_is_up(ethernet(3), {10});
+  cin_vlan_count = 0;
+  when("kinb_tesk_vlan_del").returns(5);
+  EXPECT_FALSE(tesk_cli_vlan_del_handler(10));
+  expect({error(deleter, "Invalid CIN VLAN count:0\n"), "kinb_tesk_vlan_del(10)",
+          error_of("tesk_vlan_deactivate", ": Tesk classification deletion for vlan 10 failed\n"),
+          error(deleter, "Failed to deactivate VLAN 10\n")});
   EXPECT_EQ(cin_vlan_count, 0);
 }
 

@@ -91,6 +91,28 @@ TEST_F(DeletionNotice, PassesOverAVlanThatPortsOrTableKeep) {
   EXPECT_NE(vlan_entry(10), nullptr);
 }
 
+TEST_F(DeletionNotice, GoesOnWithTheNextVlanWhenPortsOrTableKeepOne) {
+  when("tesk_port_vlan_delete").once().returns(5);
+  when("tesk_vlan_hash_delete").once().returns(0);
+  deleted({10, 20, 20, 10});
+  expect(lines(error_of(deleted_handler, ": Failed to delete VLAN 10 from Port Contexts\n"),
+               control_of("tesk_port_vlan_delete", ":\n"), port_marked(), unstored(20),
+               error_of(deleted_handler, ": Failed to delete VLAN 20 from Hash Table\n"),
+               control_of("tesk_port_vlan_delete", ":\n"), port_marked(), looked_up(20, "does not exist"),
+               error_of("tesk_kvs_del_cin_vlan_config", ": VLAN (20) configuration does not exist in KVS\n"),
+               error_of(deleted_handler, ":Failed to delete VLAN 20 from KVS\n"), removed(10),
+               unset_sent("10")));
+  EXPECT_EQ(cin_vlan_count, 1) << "only what was removed in full is counted";
+}
+
+TEST_F(DeletionNotice, ComplainsOfACountAboveTheLimitForEachVlan) {
+  cin_vlan_count = 16;
+  deleted({10, 20});
+  expect(lines(error(deleted_handler, "Invalid CIN VLAN count:16\n"), removed(10),
+               error(deleted_handler, "Invalid CIN VLAN count:15\n"), removed(20), unset_sent("10 20")));
+  EXPECT_EQ(cin_vlan_count, 14);
+}
+
 TEST_F(DeletionNotice, ComplainsOfACountOutOfRangeAndCorrectsIt) {
   cin_vlan_count = 0;
   deleted({10});
@@ -182,6 +204,21 @@ TEST_F(LtlAnswer, WithAnUnknownTokenChangesNothing) {
   EXPECT_EQ(vlan_entry(10)->rr_token, 1001u);
 }
 
+TEST_F(LtlAnswer, ClosesTheFirstInTableOrderOfTwoRequestsWithItsToken) {
+  for (const uint16_t vlan : std::initializer_list<uint16_t>{5, 37, 64}) tesk_vlan_hash_insert(vlan);
+  for (const uint16_t vlan : std::initializer_list<uint16_t>{5, 37}) tesk_vlan_hash_set_req_ref(vlan, 1001);
+  forget();
+  qbus_msg_ref_t message = answer(1001);
+  tesk_vlan_ltlsvc_alloc_ltl_resp(&message);
+  expect({text(": Alloc Response\n"), text(":Received Alloc response for VLAN 37 rr_token(0x3e9)\n")});
+  EXPECT_EQ(vlan_entry(37)->rr_token, 0xffffffffu);
+  EXPECT_EQ(vlan_entry(5)->rr_token, 1001u);
+  EXPECT_EQ(vlan_entry(10)->rr_token, 1001u);
+  tesk_vlan_ltlsvc_alloc_ltl_resp(&message);
+  expect({text(": Alloc Response\n"), text(":Received Alloc response for VLAN 5 rr_token(0x3e9)\n")});
+  EXPECT_EQ(vlan_entry(10)->rr_token, 1001u);
+}
+
 TEST_F(LtlAnswer, ThatIsNoResponseIsIgnored) {
   qbus_msg_ref_t message = hold({.is_response = false, .token = 1001});
   tesk_vlan_ltlsvc_alloc_ltl_resp(&message);
@@ -229,6 +266,12 @@ TEST_P(FeatureMessage, GoesToTheVlanManager) {
 TEST_P(FeatureMessage, IsNotSentWithoutAPayload) {
   when(GetParam().builder).returns(12).gives(-1);
   EXPECT_EQ(send(), 12);
+  expect({trace("Null qbus pld from vlan manager\n")});
+}
+
+TEST_P(FeatureMessage, IsASuccessWithoutAPayloadWhenItsBuilderSaysSo) {
+  when(GetParam().builder).gives(-1);
+  EXPECT_EQ(send(), 0);
   expect({trace("Null qbus pld from vlan manager\n")});
 }
 

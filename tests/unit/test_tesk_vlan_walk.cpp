@@ -60,7 +60,9 @@ TEST_F(VlanWalk, ListsTheFirstThirtyTwoOfMoreVlans) {
   has_many(33);
   const VlanList list;
   EXPECT_EQ(list.result, 0u);
-  EXPECT_EQ(list.vlans.size(), 32u);
+  std::vector<int32_t> first = {128, 129, 130, 131, 132};
+  for (int32_t vlan = 100; vlan < 127; ++vlan) first.push_back(vlan);
+  EXPECT_EQ(list.vlans, first);
   expect({error_of("tesk_vlan_get_vlan_list", ":VLAN list size 32 exhausted\n")});
 }
 
@@ -92,6 +94,19 @@ TEST_F(VlanWalk, TakesAPortsForwardingStateIntoEveryVlan) {
   std::free(port);
 }
 
+TEST_F(VlanWalk, TakesAPortsForwardingStateIntoEveryVlanOfAChain) {
+  has({5, 37, 69});
+  tesk_port_t *port = loose_port(ethernet(3), 3);
+  const vlan_bitset_t forwards = vlan_set({5, 69});
+  EXPECT_EQ(tesk_vlan_cbl_change_one_port(port, &forwards), 0u);
+  EXPECT_EQ(vlan_entry(69)->cbl, 0x8u);
+  EXPECT_EQ(vlan_entry(37)->cbl, 0u);
+  EXPECT_EQ(vlan_entry(5)->cbl, 0x8u);
+  EXPECT_EQ(dirty_vlan_count, 4) << "a VLAN is pushed whether the port forwards it or not";
+  ignore_rest();
+  std::free(port);
+}
+
 TEST_F(VlanWalk, LetsAPortForwardInTheSolVlanWhateverItsSetSays) {
   tesk_port_t *port = loose_port(ethernet(19), 19);
   const vlan_bitset_t none = vlan_set({});
@@ -117,16 +132,16 @@ TEST_F(VlanWalk, MovesNoBitForAPortOnAsicPort32OrMore) {
 }
 
 TEST_F(VlanWalk, GathersTheDirtyVlansInBucketOrder) {
-  has({40, 5, 10});
-  tesk_vlan_hash_set_ltl(40, 1);
-  tesk_vlan_hash_set_ltl(5, 1);
+  has({40, 5, 37, 69, 10});
+  for (const uint16_t vlan : std::initializer_list<uint16_t>{40, 5, 69}) tesk_vlan_hash_set_ltl(vlan, 1);
   forget();
   vlan_hash_entry_t *list[TESKK_VLANS] = {};
   uint16_t count = 99;
   EXPECT_EQ(tesk_vlan_get_dirty_list(list, &count), 0u);
-  EXPECT_EQ(count, 2);
-  EXPECT_EQ(list[0], vlan_entry(5));
-  EXPECT_EQ(list[1], vlan_entry(40));
+  EXPECT_EQ(count, 3);
+  EXPECT_EQ(list[0], vlan_entry(69));
+  EXPECT_EQ(list[1], vlan_entry(5));
+  EXPECT_EQ(list[2], vlan_entry(40));
   expect(entered("tesk_vlan_get_dirty_list"));
 }
 
