@@ -57,6 +57,20 @@ TEST_F(KernelAdapter, TracesADeviceThatDoesNotOpen) {
           error("tesk_krnl_adapter_init", "Failed to open /dev/klm_tesk, err:6\n")});
 }
 
+TEST_F(KernelAdapter, AsksADeviceThatDidNotOpenAllTheSame) {
+  teskkfd = -1;
+  when("open").returns(-1).with_errno(ENOENT);
+  EXPECT_EQ(tesk_krnl_adapter_init(), 5u);
+  forget();
+  when("ioctl").returns(-1).with_errno(EBADF);
+  EXPECT_EQ(tesk_krnl_add_or_update_vlan(&vlan(100)), 5u);
+  EXPECT_EQ(tesk_krnl_del_port(&port(3)), 5u);
+  expect_apart_from_control({"ioctl(-1, add_or_update_vlans, {100 ports 0x0})",
+                             error("tesk_krnl_add_or_update_vlans", "ioctl failure: 9\n"),
+                             "ioctl(-1, del_port, 0x1a000003)",
+                             error("tesk_krnl_del_port", "ioctl failure: 9\n")});
+}
+
 TEST_F(KernelAdapter, TracesTheEntryIntoEachOperation) {
   vlan_hash_entry_t &entry = vlan(100);
   tesk_port_t &context = port(3);
@@ -83,6 +97,23 @@ TEST_F(KernelAdapter, TracesTheEntryIntoEachSynchronisation) {
   EXPECT_EQ(count_of(control("tesk_krnl_sync_port", "\n")), 1u);
   EXPECT_EQ(count_of(control("tesk_krnl_sync_vlan", "\n")), 1u);
   ignore_rest();
+}
+
+TEST_F(KernelAdapter, TracesTheEntryBeforeARefusal) {
+  tesk_krnl_add_or_update_vlans(nullptr, 0);
+  tesk_krnl_add_or_update_ports(nullptr, 0);
+  tesk_krnl_del_vlan(nullptr);
+  tesk_krnl_del_port(nullptr);
+  tesk_krnl_get_port_counters(ethernet(0), nullptr);
+  tesk_krnl_vlan_info_dirty(101);
+  Lines refused;
+  for (const char *operation : {"tesk_krnl_add_or_update_vlans", "tesk_krnl_add_or_update_ports",
+                                "tesk_krnl_del_vlan", "tesk_krnl_del_port", "tesk_krnl_get_port_counters"}) {
+    refused.push_back(control(operation, "\n"));
+    refused.push_back(error(operation, "Invalid Input\n"));
+  }
+  refused.push_back(control("tesk_krnl_vlan_info_dirty", "\n"));
+  expect(refused);
 }
 
 TEST_F(KernelAdapter, CountsARecordOnceHoweverOftenItChanges) {
@@ -131,6 +162,14 @@ TEST_F(KernelAdapter, LaysAPortListOutAsTheModuleReadsIt) {
       Payload().u16(1).u16(0).u32(0x1a000003).u8(26).u8(3).u16(2).u16(100).u8(0).u8(0).u16(200).u8(1).u8(0);
   ASSERT_EQ(last_module_record().size(), 1432u);
   EXPECT_TRUE(std::equal(start.begin(), start.end(), last_module_record().begin()));
+  ignore_rest();
+}
+
+TEST_F(KernelAdapter, LaysADeletionOutAsTheModuleReadsIt) {
+  EXPECT_EQ(tesk_krnl_del_vlan(&vlan(0x0123)), 0u);
+  EXPECT_EQ(last_module_record(), Bytes(Payload().u16(0x0123)));
+  EXPECT_EQ(tesk_krnl_del_port(&port(3)), 0u);
+  EXPECT_EQ(last_module_record(), Bytes(Payload().u32(0x1a000003)));
   ignore_rest();
 }
 
@@ -185,6 +224,9 @@ TEST_F(KernelAdapter, StopsAtANullPortAndSendsNothing) {
   EXPECT_EQ(tesk_krnl_add_or_update_ports(list, 3), 5u);
   expect_apart_from_control({error("tesk_krnl_add_or_update_ports", "Invalid Port instance\n")});
   EXPECT_FALSE(list[0]->is_dirty) << "the entries before it were filled";
+  EXPECT_EQ(port_lst.port_cnt, 3);
+  EXPECT_EQ(port_lst.port_lst[0].if_idx, ethernet(1));
+  EXPECT_EQ(port_lst.port_lst[2].if_idx, 0u);
   EXPECT_TRUE(list[2]->is_dirty);
 }
 
@@ -246,6 +288,21 @@ TEST_F(KernelAdapter, UncountsADirtyRecordThatIsDeleted) {
   EXPECT_EQ(dirty_port_count, 0);
   EXPECT_EQ(dirty_vlan_count, 0);
   expect_apart_from_control({"ioctl(31, del_port, 0x1a000003)", "ioctl(31, del_vlan, 100)"});
+}
+
+TEST_F(KernelAdapter, UncountsADirtyRecordWhoseDeletionIsRefused) {
+  tesk_port_t &context = port(3);
+  vlan_hash_entry_t &entry = vlan(100);
+  tesk_krnl_port_info_dirty(&context);
+  tesk_krnl_vlan_info_dirty_(&entry);
+  when("ioctl").returns(-1).with_errno(ENOENT);
+  EXPECT_EQ(tesk_krnl_del_port(&context), 5u);
+  EXPECT_EQ(tesk_krnl_del_vlan(&entry), 5u);
+  EXPECT_FALSE(context.is_dirty);
+  EXPECT_FALSE(entry.is_dirty);
+  EXPECT_EQ(dirty_port_count, 0);
+  EXPECT_EQ(dirty_vlan_count, 0);
+  ignore_rest();
 }
 
 TEST_F(KernelAdapter, LeavesTheCountsWhenACleanRecordIsDeleted) {
@@ -379,12 +436,18 @@ TEST_F(Synchronisation, CountsTheManagementPortButNeverGathersIt) {
 }
 
 TEST_F(Synchronisation, TakesAFailedPushOfPortsAsDelivered) {
-  tesk_krnl_port_info_dirty(plug(3));
+  tesk_port_t *context = plug(3);
+  tesk_krnl_port_info_dirty(context);
+  tesk_vlan_hash_set_cbl(4095, 0x8);
   forget();
-  when("ioctl").returns(-1).with_errno(EIO);
+  when("ioctl").once().returns(-1).with_errno(EIO);
   EXPECT_EQ(tesk_krnl_do_sync(), 0u);
+  expect_apart_from_control({"ioctl(31, add_or_update_ports, {0x1a000003 type 26 asic 3 [4095 blk]})",
+                             error("tesk_krnl_add_or_update_ports", "ioctl failure: 5\n"),
+                             "ioctl(31, add_or_update_vlans, {4095 ports 0x8})"});
+  EXPECT_FALSE(context->is_dirty);
   EXPECT_EQ(dirty_port_count, 0);
-  ignore_rest();
+  EXPECT_EQ(dirty_vlan_count, 0);
 }
 
 TEST_F(Synchronisation, KeepsTheCountAfterAFailedPushOfVlansAndReportsItNextTime) {
@@ -478,6 +541,23 @@ TEST(KernelRequests, AreNumberedInTheModulesOrder) {
   EXPECT_EQ(_IOC_NR(TESKK_ADD_OR_UPDATE_PORTS), 2u);
   EXPECT_EQ(_IOC_NR(TESKK_DEL_PORT), 3u);
   EXPECT_EQ(_IOC_NR(TESKK_GET_PORT_COUNTERS), 4u);
+}
+
+TEST(KernelRequests, CarryTypeDirectionAndSize) {
+  const struct {
+    uint32_t request;
+    uint32_t direction;
+    uint32_t size;
+  } requests[] = {{TESKK_ADD_OR_UPDATE_VLANS, _IOC_WRITE, 124},
+                  {TESKK_DEL_VLAN, _IOC_WRITE, 2},
+                  {TESKK_ADD_OR_UPDATE_PORTS, _IOC_WRITE, 1432},
+                  {TESKK_DEL_PORT, _IOC_WRITE, 4},
+                  {TESKK_GET_PORT_COUNTERS, _IOC_READ, 20}};
+  for (const auto &[request, direction, size] : requests) {
+    EXPECT_EQ(_IOC_TYPE(request), 0x73u);
+    EXPECT_EQ(_IOC_DIR(request), direction);
+    EXPECT_EQ(_IOC_SIZE(request), size);
+  }
 }
 
 }  // namespace
