@@ -19,6 +19,7 @@ LONG_FILES: dict[str, str] = {
     "tests/unit/test_tesk_main.cpp": "every start-up failure of one file of the daemon",
     "tests/unit/test_tesk_krnl_adapter.cpp": "every failure path of one file of the daemon",
     "tests/unit/test_tesk_l2switch.cpp": "every rejection of one file of the daemon",
+    "tests/unit/test_tesk_port_event.cpp": "every turn of a port notice, one file of the daemon",
 }
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*(["<])([^">]+)[">]', re.M)

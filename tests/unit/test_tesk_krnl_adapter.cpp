@@ -252,6 +252,23 @@ TEST_F(KernelAdapter, SendsTheFifteenLowestOfSixteenVlansOfAPort) {
   EXPECT_EQ(port_lst.port_lst[1].if_idx, 0u) << "the next record is not written into";
 }
 
+TEST_F(KernelAdapter, SendsThePortBehindOneWithTooManyVlans) {
+  tesk_port_t &full = port(3);
+  for (uint16_t number = 10; number < 26; ++number) tesk_port_add_vlan(&full, number);
+  tesk_port_t &next = port(4);
+  tesk_port_add_vlan(&next, 30);
+  tesk_port_t *list[] = {&full, &next};
+  full.is_dirty = next.is_dirty = true;
+  EXPECT_EQ(tesk_krnl_add_or_update_ports(list, 2), 0u);
+  expect_apart_from_control(
+      {error("tesk_krnl_add_or_update_ports", "Max VLAN count reached for port: 0x1a000003\n"),
+       "ioctl(31, add_or_update_ports, {0x1a000003 type 26 asic 3 [10 blk, 11 blk, 12 blk, 13 blk, 14 blk, "
+       "15 blk, 16 blk, 17 blk, 18 blk, 19 blk, 20 blk, 21 blk, 22 blk, 23 blk, 24 blk]; "
+       "0x1a000004 type 26 asic 4 [30 blk]})"});
+  EXPECT_FALSE(full.is_dirty);
+  EXPECT_FALSE(next.is_dirty);
+}
+
 TEST_F(KernelAdapter, ReturnsAFailedPushOfVlansButNotOneOfPorts) {
   when("ioctl").returns(-1).with_errno(EINVAL);
   EXPECT_EQ(tesk_krnl_add_or_update_vlan(&vlan(100)), 5u);

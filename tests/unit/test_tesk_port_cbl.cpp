@@ -1,4 +1,5 @@
 /* CBL notices: in which VLANs each port forwards. */
+#include "tesk/tesk_krnl_adapter.h"
 #include "tests/unit/tables.h"
 
 namespace {
@@ -63,6 +64,15 @@ TEST_F(CblNotice, ReplacesWhatWasSaidBefore) {
   announce(cbl_notice({{ethernet(3), {20}}}));
   expect(lines(printed("20,4095"), port_marked(), vlan_now(10, 0), vlan_now(20, 0x8), vlan_now(4095, 0x8)));
   EXPECT_EQ(shown_set(port->vlan_cbl_bmp), "{20 4095}");
+}
+
+TEST_F(CblNotice, SayingTheSameAgainMarksTheRecordsAgain) {
+  for (int i = 0; i < 2; ++i) {
+    announce(cbl_notice({{ethernet(3), {10}}}));
+    expect(lines(printed("10,4095"), port_marked(), vlan_now(10, 0x8), vlan_now(20, 0), vlan_now(4095, 0x8)));
+    tesk_krnl_do_sync();
+    forget();
+  }
 }
 
 TEST_F(CblNotice, LeavesThePortForwardingInTheSolVlanWhateverItSays) {

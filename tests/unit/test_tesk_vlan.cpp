@@ -103,6 +103,16 @@ TEST_F(VlanTable, FloodsToTheMembersThatForward) {
   EXPECT_EQ(dirty_vlan_count, 1) << "once, however often it changes";
 }
 
+TEST_F(VlanTable, MarksAVlanThatIsSetToWhatItHas) {
+  has(10);
+  EXPECT_TRUE(tesk_vlan_hash_set_ltl(10, 0));
+  EXPECT_TRUE(tesk_vlan_hash_set_cbl(10, 0));
+  EXPECT_TRUE(tesk_vlan_hash_set_req_ref(10, 0xffffffff));
+  expect(lines(ltl_set(10, 0), cbl_set(10, 0),
+               control_of("tesk_vlan_hash_set_req_ref", ":VLAN:10, rr_token:0xffffffff\n")));
+  EXPECT_EQ(dirty_vlan_count, 1);
+}
+
 TEST_F(VlanTable, KeepsARequestsTokenWithoutTellingTheKernelModule) {
   has(10);
   EXPECT_TRUE(tesk_vlan_hash_set_req_ref(10, 0xabc));
