@@ -56,6 +56,10 @@ TEST_F(CblNotice, SetsWhereThePortForwards) {
   EXPECT_EQ(vlan_entry(4095)->cbl, 0x8u);
   EXPECT_TRUE(vlan_entry(10)->is_dirty);
   EXPECT_TRUE(port->is_dirty);
+  EXPECT_EQ(vlan_entry(10)->ltl, 0x8u);
+  EXPECT_EQ(vlan_entry(20)->ltl, 0u);
+  EXPECT_EQ(shown_set(port->vlan_bmp), "{10 4095}");
+  EXPECT_EQ(shown_set(port->shadow_vlan_bmp), "{10}");
 }
 
 TEST_F(CblNotice, ReplacesWhatWasSaidBefore) {

@@ -83,6 +83,15 @@ TEST_F(PortState, UpAgainChangesNothing) {
   EXPECT_EQ(dirty_vlan_count, 0);
 }
 
+TEST_F(PortState, UpAgainKeepsTheOrdinalOfTheCreation) {
+  const tesk_port_t *port = port_is_up(ethernet(3), {});
+  portsvc_l2_port_state_t state = port_state(ethernet(3), up, {});
+  state.iod = 77;
+  report(state_notice({state}));
+  expect({received, reported(ethernet(3), 1), exists(3), changed, shadowed});
+  EXPECT_EQ(port->iod, 3u);
+}
+
 TEST_F(PortState, UpOfASecondPortJoinsWithoutActivation) {
   port_is_up(ethernet(3), {10});
   port_is_up(ethernet(4), {});
@@ -271,6 +280,18 @@ TEST_F(PortState, ChangesThePortThoughTheMaskOfAVlanCannotBeSet) {
   expect(lines(received, reported(ethernet(3), 1), exists(3), changed, activated(10, 1001), port_marked(),
                error_of(change, ": Failed to set LTL(0x8) for VLAN(10)\n"), vlan_marked(), shadowed));
   EXPECT_TRUE(tesk_port_has_vlan(tesk_ifindex_hash_find(ethernet(3)), 10));
+}
+
+TEST_F(PortState, LeavesTheForwardingStateAsItIs) {
+  tesk_port_t *port = port_is_up(ethernet(3), {10});
+  bitset_set_bit(&port->vlan_cbl_bmp, 10);
+  tesk_vlan_hash_set_cbl(10, 0x18);
+  report(state_notice({port_state(ethernet(3), up, {}, {10})}));
+  EXPECT_EQ(vlan_entry(10)->cbl, 0x18u);
+  report(state_notice({port_state(ethernet(3), up, {10})}));
+  EXPECT_EQ(vlan_entry(10)->cbl, 0x18u);
+  EXPECT_EQ(shown_set(port->vlan_cbl_bmp), "{10}");
+  ignore_rest();
 }
 
 TEST_F(PortState, LeavesAVlanThoughItsMaskCannotBeSet) {

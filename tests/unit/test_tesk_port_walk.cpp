@@ -44,6 +44,9 @@ struct PortList {
 TEST_F(PortWalk, TakesAVlanOutOfTheMembersAlone) {
   tesk_port_t *member = has(ethernet(3));
   tesk_port_t *other = has(ethernet(4));
+  tesk_vlan_hash_insert(10);
+  tesk_vlan_hash_set_ltl(10, 0x8);
+  forget();
   member->vlan_bmp = vlan_set({10, 20});
   tesk_port_shadow_add_vlan(member, 10);
   bitset_set_bit(&member->vlan_cbl_bmp, 10);
@@ -57,6 +60,7 @@ TEST_F(PortWalk, TakesAVlanOutOfTheMembersAlone) {
   EXPECT_EQ(shown_set(member->vlan_cbl_bmp), "{10}");
   EXPECT_EQ(shown_set(other->vlan_bmp), "{20}");
   EXPECT_EQ(dirty_port_count, 1);
+  EXPECT_EQ(tesk_vlan_hash_get_ltl(10), 0x8u);
 }
 
 TEST_F(PortWalk, TakesAVlanOutOfEveryMemberOfEveryChain) {

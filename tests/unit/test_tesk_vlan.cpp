@@ -171,6 +171,17 @@ TEST_F(Activation, IsTakenBackInTheReverseOrder) {
   EXPECT_EQ(token(), 1001u);
 }
 
+TEST_F(Activation, LeavesTheVlansPortsAsTheyAre) {
+  tesk_vlan_hash_set_ltl(10, 0x18);
+  tesk_vlan_hash_set_cbl(10, 0x8);
+  for (int (*change)(uint16_t) : {tesk_vlan_activate, tesk_vlan_deactivate}) {
+    EXPECT_EQ(change(10), 0);
+    EXPECT_EQ(vlan_entry(10)->ltl, 0x18u);
+    EXPECT_EQ(vlan_entry(10)->cbl, 0x8u);
+  }
+  ignore_rest();
+}
+
 TEST_F(Activation, IsNotReleasedWhenTheClassificationStays) {
   when("kinb_tesk_vlan_del").returns(7);
   EXPECT_EQ(tesk_vlan_deactivate(10), 7);

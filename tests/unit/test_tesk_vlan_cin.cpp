@@ -91,6 +91,7 @@ TEST_F(CinVlanAdded, OnAsicPort40HasNoMask) {
   EXPECT_TRUE(tesk_cli_vlan_add_handler(10));
   expect(lines(entered_and_stored(10), port_marked(),
                control_of(adder, ":VLAN 10 not active on any downlink port\n")));
+  EXPECT_EQ(shown_set(tesk_ifindex_hash_find(ethernet(40))->vlan_bmp), "{10 4095}");
 }
 
 TEST_F(CinVlanAdded, AsTheFifteenthIsRefused) {
@@ -174,6 +175,9 @@ TEST_F(CinVlanAdded, ThatCannotBeActivatedKeepsItsMembersAndHasNoForwardingMask)
   EXPECT_EQ(vlan_entry(10)->cbl, 0u);
   EXPECT_EQ(shown_set(port->vlan_bmp), "{10 4095}");
   EXPECT_EQ(cin_vlan_count, 0);
+  EXPECT_EQ(vlan_entry(10)->ltl, 0x8u);
+  EXPECT_TRUE(is_stored(10));
+  EXPECT_TRUE(is_accepted(10));
 }
 
 TEST_F(CinVlanAdded, PassesOverAMemberWhoseContextIsNotUnderItsIndex) {
@@ -219,6 +223,12 @@ TEST_F(CinVlanAdded, WhoseMasksCannotBeSetFails) {
   expect(lines(entered_and_stored(11), entered("tesk_krnl_port_info_dirty"), ltl_set(11, 0x8),
                activated(11, 1000), error_of(adder, ":Failed to set CBL: 00008 for VLAN 11\n")));
   EXPECT_EQ(cin_vlan_count, 0);
+  EXPECT_EQ(shown_set(port->vlan_bmp), "{10 11 4095}");
+  for (const uint16_t vlan : std::initializer_list<uint16_t>{10, 11}) {
+    EXPECT_NE(vlan_entry(vlan), nullptr);
+    EXPECT_TRUE(is_stored(vlan));
+    EXPECT_TRUE(is_accepted(vlan));
+  }
 }
 
 /** VLAN 10 is configured. */
@@ -255,7 +265,7 @@ TEST_F(CinVlanDeleted, WithAMemberIsDeactivatedFirst) {
 }
 
 TEST_F(CinVlanDeleted, ThatCannotBeDeactivatedStays) {
-  port_is_up(ethernet(3), {10});
+  const tesk_port_t *port = port_is_up(ethernet(3), {10});
   when("kinb_tesk_vlan_del").returns(5);
   EXPECT_FALSE(tesk_cli_vlan_del_handler(10));
   expect({"kinb_tesk_vlan_del(10)",
@@ -263,6 +273,9 @@ TEST_F(CinVlanDeleted, ThatCannotBeDeactivatedStays) {
           error(deleter, "Failed to deactivate VLAN 10\n")});
   EXPECT_TRUE(is_stored(10));
   EXPECT_EQ(cin_vlan_count, 1);
+  EXPECT_TRUE(is_accepted(10));
+  EXPECT_EQ(tesk_vlan_hash_get_ltl(10), 0x8u);
+  EXPECT_EQ(shown_set(port->vlan_bmp), "{10 4095}");
 }
 
 TEST_F(CinVlanDeleted, ThatIsNotStoredFailsAndStaysInTheTable) {
@@ -282,6 +295,8 @@ TEST_F(CinVlanDeleted, ThatThePortsKeepStaysStored) {
   expect({error(deleter, "Failed to delete VLAN 10 from Port Contexts\n")});
   EXPECT_TRUE(is_stored(10));
   EXPECT_EQ(cin_vlan_count, 1);
+  EXPECT_TRUE(is_accepted(10));
+  EXPECT_NE(vlan_entry(10), nullptr);
 }
 
 TEST_F(CinVlanDeleted, ThatTheTableKeepsStaysCounted) {
@@ -290,6 +305,8 @@ TEST_F(CinVlanDeleted, ThatTheTableKeepsStaysCounted) {
   expect(lines(taken_out_of_ports(), port_marked(), unstored(10),
                error(deleter, "Failed to delete VLAN 10 from Hash Table\n")));
   EXPECT_EQ(cin_vlan_count, 1);
+  EXPECT_FALSE(is_stored(10));
+  EXPECT_FALSE(is_accepted(10));
 }
 
 TEST_F(CinVlanDeleted, WithACountOfNoneIsCorrected) {

@@ -114,6 +114,8 @@ TEST_F(VlanStart, StopsWithoutMemoryForTheSolVlan) {
   fail_allocation(1);
   EXPECT_FALSE(tesk_init_vlan());
   expect({error_of(init, ": Failed to add SoL VLAN(4095) to VLAN Hash Tbl\n")});
+  EXPECT_EQ(accepted(), "{}");
+  EXPECT_EQ(dirty_port_count, 0);
 }
 
 TEST_F(VlanStart, GoesOnWithoutStoredVlansWhenTheirListCannotBeMade) {

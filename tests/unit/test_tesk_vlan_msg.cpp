@@ -46,13 +46,15 @@ TEST_F(DeletionNotice, TellsTheVlanManagerOnceForAllVlans) {
 }
 
 TEST_F(DeletionNotice, DoesNotDeactivateAVlanWithMembers) {
-  port_is_up(ethernet(3), {10});
+  const tesk_port_t *port = port_is_up(ethernet(3), {10});
   deleted({10});
   expect_apart_from_control(
       {"kvs_fetch(1, " + shown_key(10) + ")", "kvs_delete(1, " + shown_key(10) + ")",
        "ioctl(31, del_vlan, 10)",
        "fu_qbus_send(30, {node 0xfe000000, sap 167}, 0x5c2e, 'unset feature 4 in 10', 0, 0)",
        "qbus_drop(30, request 1002)"});
+  EXPECT_EQ(shown_set(port->vlan_bmp), "{4095}");
+  EXPECT_EQ(shown_set(port->shadow_vlan_bmp), "{10}");
 }
 
 TEST_F(DeletionNotice, DoesNotExemptTheSolVlan) {
@@ -60,6 +62,8 @@ TEST_F(DeletionNotice, DoesNotExemptTheSolVlan) {
   deleted({4095});
   expect(lines(removed(4095), unset_sent("4095")));
   EXPECT_EQ(vlan_entry(4095), nullptr);
+  EXPECT_FALSE(tesk_port_has_vlan(&amm_mgmt_port, 4095));
+  EXPECT_EQ(cin_vlan_count, 1);
 }
 
 TEST_F(DeletionNotice, OfAVlanTwiceRemovesItOnce) {
@@ -78,17 +82,21 @@ TEST_F(DeletionNotice, GoesOnWithTheNextVlanWhenTheStoreFails) {
       error_of(deleted_handler, ":Failed to delete VLAN 10 from KVS\n"), removed(20), unset_sent("20")));
   EXPECT_NE(vlan_entry(10), nullptr);
   EXPECT_EQ(cin_vlan_count, 1);
+  EXPECT_FALSE(tesk_port_has_vlan(&amm_mgmt_port, 10));
 }
 
 TEST_F(DeletionNotice, PassesOverAVlanThatPortsOrTableKeep) {
   when("tesk_port_vlan_delete").call(1).returns(5);
   deleted({10});
   expect({error_of(deleted_handler, ": Failed to delete VLAN 10 from Port Contexts\n")});
+  EXPECT_TRUE(tesk_port_has_vlan(&amm_mgmt_port, 10));
   when("tesk_vlan_hash_delete").returns(0);
   deleted({10});
   expect(lines(control_of("tesk_port_vlan_delete", ":\n"), port_marked(), unstored(10),
                error_of(deleted_handler, ": Failed to delete VLAN 10 from Hash Table\n")));
   EXPECT_NE(vlan_entry(10), nullptr);
+  EXPECT_FALSE(tesk_port_has_vlan(&amm_mgmt_port, 10));
+  EXPECT_EQ(cin_vlan_count, 2);
 }
 
 TEST_F(DeletionNotice, GoesOnWithTheNextVlanWhenPortsOrTableKeepOne) {
@@ -178,6 +186,16 @@ TEST_F(LtlAnswer, ClosesTheRequestThatItBelongsTo) {
   expect({text(": Alloc Response\n"), text(":Received Alloc response for VLAN 10 rr_token(0x3e9)\n")});
   EXPECT_EQ(vlan_entry(10)->rr_token, 0xffffffffu);
   EXPECT_EQ(dirty_vlan_count, 0);
+}
+
+TEST_F(LtlAnswer, LeavesTheVlansPortsAsTheyAre) {
+  tesk_vlan_hash_set_ltl(10, 0x18);
+  tesk_vlan_hash_set_cbl(10, 0x8);
+  qbus_msg_ref_t message = answer(1001);
+  tesk_vlan_ltlsvc_alloc_ltl_resp(&message);
+  EXPECT_EQ(vlan_entry(10)->ltl, 0x18u);
+  EXPECT_EQ(vlan_entry(10)->cbl, 0x8u);
+  ignore_rest();
 }
 
 TEST_F(LtlAnswer, OfAReleaseSaysSo) {
