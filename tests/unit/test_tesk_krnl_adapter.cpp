@@ -355,6 +355,8 @@ TEST_F(KernelAdapter, LeavesTheRecordAloneWhenThereAreNoCounters) {
   tesk_cli_sh_stat_t stat = {9, 8, 7, 6, 5};
   EXPECT_EQ(tesk_krnl_get_port_counters(ethernet(3), &stat), 5u);
   EXPECT_EQ(stat.tx_pkt_ucast, 9u);
+  EXPECT_EQ(stat.tx_pkt_mcast, 8u);
+  EXPECT_EQ(stat.rx_pkt_ucast, 7u);
   EXPECT_EQ(stat.rx_pkt_mcast, 6u);
   EXPECT_EQ(stat.if_idx, 5u);
   expect_apart_from_control({"ioctl(31, get_port_counters, 0x1a000003)",
@@ -494,6 +496,8 @@ TEST_F(Synchronisation, RefusesMoreThanTwentyOneDirtyPortsWholeAndLeavesVlansAlo
                              error("tesk_krnl_sync_port", "Failed to synchronize dirty port list")});
   EXPECT_EQ(dirty_port_count, 25);
   EXPECT_EQ(dirty_vlan_count, 1);
+  for (const tesk_port_t *context : contexts) EXPECT_TRUE(context->is_dirty);
+  EXPECT_TRUE((*tesk_vlan_hash_find_(4095))->is_dirty);
 }
 
 TEST_F(Synchronisation, RefusesMoreThanFifteenDirtyVlansWhole) {
@@ -506,6 +510,7 @@ TEST_F(Synchronisation, RefusesMoreThanFifteenDirtyVlansWhole) {
   expect_apart_from_control({error("tesk_krnl_add_or_update_vlans", "Invalid VLAN Count\n"),
                              error("tesk_krnl_sync_vlan", "Failed to synchronize dirty Vlan list")});
   EXPECT_EQ(dirty_vlan_count, 20);
+  for (uint16_t number = 1; number <= 20; ++number) EXPECT_TRUE((*tesk_vlan_hash_find_(number))->is_dirty);
 }
 
 TEST_F(Synchronisation, GathersTheTrueNumberButWritesNoMoreThanTheListHolds) {

@@ -104,6 +104,8 @@ TEST_F(CinVlanAdded, AsTheFifteenthIsRefused) {
        control_of(adder, ":VLAN 114 has already been configured as CIN VLAN\n")});
   EXPECT_EQ(cin_vlan_count, 14);
   EXPECT_EQ(vlan_entry(115), nullptr);
+  EXPECT_FALSE(is_stored(115));
+  EXPECT_FALSE(is_accepted(115));
 }
 
 TEST_F(CinVlanAdded, WithACountBelowZeroComplainsAndGoesOn) {
@@ -127,6 +129,7 @@ TEST_F(CinVlanAdded, WithoutMemoryForItsEntryFails) {
   EXPECT_FALSE(tesk_cli_vlan_add_handler(10));
   expect({error_of(adder, ":Failed to insert VLAN 10 in Hash Table\n")});
   EXPECT_EQ(cin_vlan_count, 0);
+  EXPECT_FALSE(is_accepted(10));
 }
 
 TEST_F(CinVlanAdded, ThatCannotBeStoredKeepsItsEntry) {
