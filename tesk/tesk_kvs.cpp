@@ -24,30 +24,31 @@ enum { VERSION_SLOT = 1, DEBUG_MAX_KEY = 512, RUNNING_MAX_VALUE = 256 };
 version_id_t debug_version() { return version_id_set(1, 0, 1); }
 version_id_t running_version() { return version_id_set(0, 0, 1); }
 
-/* @return 0, or -1 or a code of the store service */
-rcode_t debug_store_create(const char *caller) {
-  rcode_t result = 0;
-  const kvs_service_t created = kvs_create(tesk_kvs_debug_url, &result);
+/* @param result receives -1 or a code of the store service
+ * @return false when the store was not made; a creation without a handle is none, whatever its code */
+boolean debug_store_create(const char *caller, rcode_t *result) {
+  const kvs_service_t created = kvs_create(tesk_kvs_debug_url, result);
   if (created == 0) {
     TESK_ERR_AS(caller, "TESK KVS Create Error\n");
-    return result;
+    return false;
   }
-  result = kvs_max_key(created, DEBUG_MAX_KEY);
-  if (result != 0) {
+  *result = kvs_max_key(created, DEBUG_MAX_KEY);
+  if (*result != 0) {
     TESK_ERR_AS(caller, "TESK kvs_max_key Error\n");
-    return result;
+    return false;
   }
-  result = kvs_max_value(created, (tracekit_get_max_kvsvalue() * 2) & 0xFFFE);
-  if (result != 0) {
+  *result = kvs_max_value(created, (tracekit_get_max_kvsvalue() * 2) & 0xFFFE);
+  if (*result != 0) {
     TESK_ERR_AS(caller, "TESK kvs_max_value Error\n");
     tesk_kvs_startup_cfg = 0;
-    return result;
+    return false;
   }
   if (tesk_cfg_kvs_version(created) != 0) {
     TESK_ERR_AS(caller, "TESK set_kvs_ver Error\n");
-    return (rcode_t)-1;
+    *result = (rcode_t)-1;
+    return false;
   }
-  return 0;
+  return true;
 }
 
 /* Copies the startup store if it is of this version. */
@@ -130,8 +131,7 @@ rcode_t tesk_kvs_dbg_init() {
   rcode_t result = 0;
   tesk_debug_kvs = kvs_open(tesk_kvs_debug_url, &result);
   if (tesk_debug_kvs == 0) {
-    result = debug_store_create(__func__);
-    if (result != 0) {
+    if (!debug_store_create(__func__, &result)) {
       return result;
     }
     tesk_debug_kvs = kvs_open(tesk_kvs_debug_url, &result);

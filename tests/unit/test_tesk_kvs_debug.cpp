@@ -1,0 +1,110 @@
+/* The debug store: how it comes to be at start. */
+#include "tesk/tesk_kvs.h"
+#include "tests/unit/tables.h"
+
+namespace {
+
+class DebugStore : public DaemonTest {
+ protected:
+  static constexpr const char *init = "tesk_kvs_dbg_init";
+
+  const Lines looked_for = {control(init, "tesk_kvs_init uri[running:]\n"), "kvs_open('running:debug_data')"};
+  const Lines created = lines(looked_for, "kvs_create('running:debug_data')");
+  const Lines keys_limited = lines(created, "kvs_max_key(1, 512)");
+  const Lines values_limited = lines(keys_limited, "kvs_max_value(1, 4096)");
+  const Lines version_set = lines(values_limited, "kvs_version_set(1, 1, 0x100001)");
+};
+
+TEST_F(DebugStore, IsOpenedWhenItExists) {
+  store(debug_store);
+  EXPECT_EQ(tesk_kvs_dbg_init(), 0u);
+  expect(lines(looked_for, error(init, "tesk_kvs_init Debug KVS success!\n")));
+  EXPECT_EQ(tesk_debug_kvs, 1u);
+  EXPECT_STREQ(tesk_kvs_debug_url, "running:debug_data");
+}
+
+TEST_F(DebugStore, IsMadeWhenItDoesNotExist) {
+  EXPECT_EQ(tesk_kvs_dbg_init(), 0u);
+  expect(lines(version_set, "kvs_open('running:debug_data')",
+               error(init, "tesk_kvs_init Debug KVS success!\n")));
+  EXPECT_EQ(tesk_debug_kvs, 2u);
+  EXPECT_EQ(store(debug_store).versions[1], 0x100001u);
+}
+
+TEST_F(DebugStore, HasNoUriWhenTheSupervisorDoesNotTell) {
+  when("overseer_running_cfg_uri_get").returns(0);
+  store("");
+  EXPECT_EQ(tesk_kvs_dbg_init(), 0u);
+  expect({control(init, "tesk_kvs_init uri[(null)]\n"), "kvs_open('')",
+          error(init, "tesk_kvs_init Debug KVS success!\n")});
+}
+
+TEST_F(DebugStore, TakesValuesOfTwiceTheFacilitysLargestKeptTo16Bits) {
+  const struct {
+    int64_t largest;
+    const char *limit;
+  } expected[] = {{33, "kvs_max_value(1, 66)"},
+                  {32767, "kvs_max_value(1, 65534)"},
+                  {32768, "kvs_max_value(1, 0)"},
+                  {40000, "kvs_max_value(1, 14464)"},
+                  {0xffffffff, "kvs_max_value(1, 65534)"}};
+  for (const auto &row : expected) {
+    reset_stores();
+    when("tracekit_get_max_kvsvalue").returns(row.largest);
+    EXPECT_EQ(tesk_kvs_dbg_init(), 0u);
+    EXPECT_EQ(count_of(row.limit), 1u) << row.largest;
+    forget();
+  }
+}
+
+TEST_F(DebugStore, IsGivenUpWhenItCannotBeCreated) {
+  when("kvs_create").returns(0).gives(RCODE_IO);
+  EXPECT_EQ(tesk_kvs_dbg_init(), RCODE_IO);
+  expect(lines(created, error(init, "TESK KVS Create Error\n")));
+  EXPECT_EQ(tesk_debug_kvs, 0u);
+}
+
+TEST_F(DebugStore, IsGivenUpWhenItsCreationHasNoHandleThoughItReportsSuccess) {
+  when("kvs_create").returns(0).gives(RCODE_SUCCESS);
+  EXPECT_EQ(tesk_kvs_dbg_init(), RCODE_SUCCESS);
+  expect(lines(created, error(init, "TESK KVS Create Error\n")));
+  EXPECT_EQ(tesk_debug_kvs, 0u);
+}
+
+TEST_F(DebugStore, IsGivenUpWhenItsKeysCannotBeLimited) {
+  when("kvs_max_key").returns(RCODE_INVALID);
+  EXPECT_EQ(tesk_kvs_dbg_init(), RCODE_INVALID);
+  expect(lines(keys_limited, error(init, "TESK kvs_max_key Error\n")));
+}
+
+TEST_F(DebugStore, IsGivenUpWithTheStartupHandleWhenItsValuesCannotBeLimited) {
+  tesk_kvs_startup_cfg = 77;
+  when("kvs_max_value").returns(RCODE_INVALID);
+  EXPECT_EQ(tesk_kvs_dbg_init(), RCODE_INVALID);
+  expect(lines(values_limited, error(init, "TESK kvs_max_value Error\n")));
+  EXPECT_EQ(tesk_kvs_startup_cfg, 0u);
+}
+
+TEST_F(DebugStore, IsGivenUpWhenItsVersionCannotBeSet) {
+  when("kvs_version_set").returns(RCODE_IO);
+  EXPECT_EQ(tesk_kvs_dbg_init(), 0xffffffffu);
+  expect(lines(version_set, error(init, "TESK set_kvs_ver Error\n")));
+}
+
+TEST_F(DebugStore, IsGivenUpWhenItDoesNotOpenAfterCreation) {
+  when("kvs_open").call(2).returns(0).gives(RCODE_CORRUPT);
+  EXPECT_EQ(tesk_kvs_dbg_init(), RCODE_CORRUPT);
+  expect(lines(version_set, "kvs_open('running:debug_data')",
+               error(init, "TESK kvs_open after Create Error\n")));
+  EXPECT_EQ(tesk_debug_kvs, 0u);
+}
+
+TEST_F(DebugStore, HasItsVersionSetOrReportsMinusOne) {
+  open_store(running_store);
+  when("kvs_version_set").call(2).returns(RCODE_IO);
+  EXPECT_EQ(tesk_cfg_kvs_version(open_store(debug_store)), 0);
+  EXPECT_EQ(tesk_cfg_kvs_version(2), -1);
+  expect({"kvs_version_set(2, 1, 0x100001)", "kvs_version_set(2, 1, 0x100001)"});
+}
+
+}  // namespace
