@@ -39,6 +39,7 @@ struct Services {
   std::set<vlan_id_t> redirected;
   Timer timer;
   std::string completed_uri;
+  std::string file_prefix;
 };
 
 Services the_services;
@@ -232,7 +233,9 @@ const char *overseer_startup_cfg_uri_get(void) {
 }
 
 const char *overseer_file_prefix_get(void) {
-  return quiet("overseer_file_prefix_get").has_result() ? "100%d-" : "";
+  const Answer answer = quiet("overseer_file_prefix_get");
+  the_services.file_prefix = answer.has_result() ? "100%d-" : std::string(answer.gives<size_t>(0), 'p');
+  return the_services.file_prefix.c_str();
 }
 
 const char *overseer_uri_complete(const char *base_uri, const char *file_prefix, const char *name) {

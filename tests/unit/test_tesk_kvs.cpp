@@ -22,6 +22,21 @@ TEST_F(Stores, AreFoundUnderTheBaseThePrefixAndTheNameAsTheyAre) {
   EXPECT_EQ(tesk_init_kvs(), 0);
   EXPECT_STREQ(tesk_kvs_debug_url, "running:100%d-debug_data");
   EXPECT_STREQ(tesk_kvs_config_url, "running:100%d-tesk_cfg");
+  EXPECT_FALSE(tesk_open_startup_config_kvs());
+  EXPECT_EQ(count_of("kvs_open('startup:100%d-tesk_startup_cfg')"), 1u);
+  qbus_msg_ref_t request = hold({.opcode = 0x77});
+  EXPECT_EQ(overseercb_cfg_write(&request, "elsewhere:", "debug:"), 0);
+  EXPECT_TRUE(store_exists("elsewhere:100%d-tesk_startup_cfg"));
+  ignore_rest();
+}
+
+TEST_F(Stores, HaveUrisOfAtMost255Characters) {
+  const std::string prefix(300, 'p');
+  when("overseer_file_prefix_get").gives(300);
+  EXPECT_EQ(tesk_init_kvs(), 0);
+  EXPECT_EQ(tesk_kvs_debug_url, ("running:" + prefix).substr(0, 255));
+  EXPECT_EQ(tesk_kvs_config_url, ("running:" + prefix).substr(0, 255));
+  EXPECT_EQ(count_of("kvs_create('" + ("running:" + prefix).substr(0, 255) + "')"), 2u);
   ignore_rest();
 }
 
@@ -63,6 +78,14 @@ TEST_F(StartupStore, IsNotOpenWhenTheStoreServiceSaysSo) {
   when("kvs_open").returns(55).gives(RCODE_CORRUPT);
   EXPECT_FALSE(tesk_open_startup_config_kvs());
   expect({"kvs_open('startup:tesk_startup_cfg')", error_of(opener, ": Failed to open startup config KVS\n")});
+  EXPECT_EQ(tesk_kvs_startup_cfg, 0u);
+}
+
+TEST_F(StartupStore, IsOpenWhenTheStoreServiceSaysSoWhateverItsHandle) {
+  when("kvs_open").returns(0).gives(RCODE_SUCCESS);
+  EXPECT_TRUE(tesk_open_startup_config_kvs());
+  expect({"kvs_open('startup:tesk_startup_cfg')",
+          control_of(opener, ": Startup config KVS [startup:tesk_startup_cfg] opened\n")});
   EXPECT_EQ(tesk_kvs_startup_cfg, 0u);
 }
 
@@ -186,6 +209,33 @@ TEST_F(RunningStore, IsGivenUpWhenItDoesNotOpen) {
   EXPECT_EQ(handle, 0u);
 }
 
+TEST_F(RunningStore, IsGivenUpWhenItsCopyDoesNotOpen) {
+  when("kvs_open").returns(0).gives(RCODE_CORRUPT);
+  EXPECT_EQ(make(startup_of_version(1)), RCODE_CORRUPT);
+  expect({"kvs_version_get(1, 1)", compatible, "kvs_snapshot(1, 0, 'running:tesk_cfg')",
+          control_of(maker, ":Startup Configuration copied to running configuration\n"), opened,
+          failed(":Failed to open created running cfg KVS\n"), given_up});
+  EXPECT_EQ(handle, 0u);
+}
+
+TEST_F(RunningStore, IsJudgedByTheCodeAndKeepsTheLastHandleWhateverItIs) {
+  when("kvs_create").once().returns(55).gives(RCODE_IO);
+  EXPECT_EQ(make(0), RCODE_IO);
+  expect(
+      {fresh, "kvs_create('running:tesk_cfg')", failed(":Failed to create KVS for running KVS\n"), given_up});
+  EXPECT_EQ(handle, 55u);
+  when("kvs_open").call(1).returns(56).gives(RCODE_CORRUPT);
+  EXPECT_EQ(make(0), RCODE_CORRUPT);
+  expect(lines(fresh, made_fresh(1), opened, failed(":Failed to open created running cfg KVS\n"), given_up));
+  EXPECT_EQ(handle, 56u);
+  when("kvs_create").once().returns(0).gives(RCODE_SUCCESS);
+  for (const char *operation : {"kvs_version_set", "kvs_max_value"}) when(operation).once().returns(0);
+  when("kvs_open").call(1).returns(0).gives(RCODE_SUCCESS);
+  EXPECT_EQ(make(0), RCODE_SUCCESS);
+  expect(lines(fresh, made_fresh(0), opened));
+  EXPECT_EQ(handle, 0u);
+}
+
 TEST_F(RunningStore, HasNoUriWhenTheSupervisorDoesNotTell) {
   when("overseer_running_cfg_uri_get").returns(0);
   EXPECT_EQ(tesk_kvs_cfg_init(), 0u);
@@ -213,6 +263,36 @@ TEST_F(Stores, OfTheStartNeverStopIt) {
              "tesk_kvs_create_and_open_config_kvs:Failed to create KVS for running KVS\n"),
        error("tesk_kvs_create_and_open_config_kvs",
              "tesk_kvs_create_and_open_config_kvs: Cfg KVS Failed\n")});
+}
+
+TEST_F(Stores, StartEmptyWhenTheDebugStoresValuesCannotBeLimited) {
+  startup_of_version(1, {10});
+  EXPECT_TRUE(tesk_open_startup_config_kvs());
+  when("kvs_max_value").once().returns(RCODE_INVALID);
+  EXPECT_EQ(tesk_init_kvs(), 0);
+  EXPECT_EQ(store(running_store).records.size(), 0u);
+  tesk_close_startup_config_kvs();
+  EXPECT_EQ(count_of_operation("kvs_snapshot"), 0u);
+  EXPECT_EQ(count_of_operation("kvs_close"), 0u);
+  ignore_rest();
+}
+
+TEST_F(Stores, StartEmptyWhenTheStartupStoreHasNoUri) {
+  startup_of_version(1, {10});
+  when("overseer_startup_cfg_uri_get").returns(0);
+  EXPECT_TRUE(tesk_open_startup_config_kvs());
+  EXPECT_EQ(tesk_init_kvs(), 0);
+  EXPECT_EQ(store(running_store).records.size(), 0u);
+  EXPECT_EQ(count_of_operation("kvs_create"), 2u);
+  EXPECT_EQ(count_of_operation("kvs_snapshot"), 0u);
+  ignore_rest();
+}
+
+// Taken before any test runs: a program's start leaves the handles as they are.
+const kvs_service_t handles_at_start[] = {tesk_debug_kvs, tesk_kvs_cfg, tesk_kvs_startup_cfg};
+
+TEST(StoreHandles, AreNoneWhenTheProgramStarts) {
+  for (const kvs_service_t handle : handles_at_start) EXPECT_EQ(handle, 0u);
 }
 
 /* ---- the save request ---- */

@@ -171,6 +171,30 @@ TEST_F(CinRecords, TellWhetherAVlanIsStored) {
   expect(lines(looked_up(10, "exists"), looked_up(11, "does not exist")));
 }
 
+TEST_F(CinRecords, HoldSignedNumbers) {
+  EXPECT_EQ(tesk_kvs_add_cin_vlan_config(-2), 0u);
+  EXPECT_EQ(records()[0].first, cin_key(-2));
+  expect({"kvs_fetch(1, 00000000fffffffe)",
+          control("tesk_kvs_get_cin_vlan_config",
+                  "tesk_kvs_get_cin_vlan_config: VLAN (-2) configuration does not exist in KVS\n"),
+          "kvs_store(1, 1, 00000000fffffffe, '')",
+          control_of(adder, ": VLAN (-2) configuration saved in KVS\n")});
+  EXPECT_EQ(Listing().vlans, std::vector<int32_t>{-2});
+  forget();
+  EXPECT_EQ(tesk_kvs_add_cin_vlan_config(-2), 0u);
+  EXPECT_EQ(count_of(error_of(adder, ": VLAN (-2) configuration already exists in KVS\n")), 1u);
+  EXPECT_EQ(tesk_kvs_del_cin_vlan_config(-2), 0u);
+  EXPECT_EQ(count_of(control_of(deleter, ": VLAN (-2) configuration deleted from KVS\n")), 1u);
+  ignore_rest();
+}
+
+TEST_F(CinRecords, AreThereWhenTheStoreSaysSoThoughItShowsNoValue) {
+  store_cin_vlans(running_store, {10});
+  when("kvs_fetch").returns(0);
+  EXPECT_EQ(tesk_kvs_get_cin_vlan_config(10), 0u);
+  expect(looked_up(10, "exists"));
+}
+
 TEST_F(CinRecords, AreAddedOnceAndASecondTimeIsASuccess) {
   EXPECT_EQ(tesk_kvs_add_cin_vlan_config(10), 0u);
   expect(lines(looked_up(10, "does not exist"), "kvs_store(1, 1, 000000000000000a, '')",

@@ -71,10 +71,41 @@ TEST_F(DebugStore, IsGivenUpWhenItsCreationHasNoHandleThoughItReportsSuccess) {
   EXPECT_EQ(tesk_debug_kvs, 0u);
 }
 
+TEST_F(DebugStore, IsJudgedByItsHandleAndNotByTheCode) {
+  when("kvs_open").returns(55).gives(RCODE_CORRUPT);
+  EXPECT_EQ(tesk_kvs_dbg_init(), 0u);
+  expect(lines(looked_for, error(init, "tesk_kvs_init Debug KVS success!\n")));
+  EXPECT_EQ(tesk_debug_kvs, 55u);
+}
+
+TEST_F(DebugStore, IsJudgedByItsHandlesWhenItIsMade) {
+  const uint32_t handle = open_store(debug_store);
+  when("kvs_create").returns(handle).gives(RCODE_IO);
+  when("kvs_open").call(2).returns(55).gives(RCODE_CORRUPT);
+  EXPECT_EQ(tesk_kvs_dbg_init(), 0u);
+  expect(lines(version_set, "kvs_open('running:debug_data')",
+               error(init, "tesk_kvs_init Debug KVS success!\n")));
+  EXPECT_EQ(tesk_debug_kvs, 55u);
+}
+
 TEST_F(DebugStore, IsGivenUpWhenItsKeysCannotBeLimited) {
   when("kvs_max_key").returns(RCODE_INVALID);
   EXPECT_EQ(tesk_kvs_dbg_init(), RCODE_INVALID);
   expect(lines(keys_limited, error(init, "TESK kvs_max_key Error\n")));
+}
+
+TEST_F(DebugStore, IsGivenUpAloneForAnyOtherReason) {
+  const std::pair<const char *, unsigned> failing[] = {
+      {"kvs_create", 1}, {"kvs_max_key", 1}, {"kvs_version_set", 1}, {"kvs_open", 2}};
+  for (const auto &[operation, number] : failing) {
+    reset_stores();
+    tesk_kvs_startup_cfg = 77;
+    script_failure(operation).call(number);
+    EXPECT_NE(tesk_kvs_dbg_init(), 0u) << operation;
+    EXPECT_EQ(tesk_debug_kvs, 0u) << operation;
+    EXPECT_EQ(tesk_kvs_startup_cfg, 77u) << operation;
+  }
+  ignore_rest();
 }
 
 TEST_F(DebugStore, IsGivenUpWithTheStartupHandleWhenItsValuesCannotBeLimited) {
