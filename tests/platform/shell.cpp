@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstring>
 #include <deque>
+#include <span>
 
 #include "opal/cush.h"
 #include "opal/rcgen.h"
@@ -59,6 +61,12 @@ const Generation &generation_of(const qbus_msg_ref_t *request) {
 
 std::string shown_handle(const cmd_rx_handle_t *handle) {
   return handle == nullptr ? "null" : "command " + std::to_string(command_of(handle).id);
+}
+
+/** An answer in the making is the one that was started last. */
+void expect_in_the_making(const rcgen_hdl *handle) {
+  if (the_shell.handles.empty() || handle != &the_shell.handles.back())
+    ADD_FAILURE() << "the daemon adds to a configuration text that it did not start";
 }
 
 std::string shown_value(const void *value, uint32_t length) {
@@ -152,7 +160,10 @@ int cmd_req_attr_get(cmd_rx_handle_t *handle, uint32_t attribute, void **value, 
 }
 
 cmd_rsp_t *cmd_rsp_init(cmd_rx_handle_t *handle, void *buffer, uint32_t size) {
-  static_cast<void>(buffer);
+  const std::span<uint8_t> room(static_cast<uint8_t *>(buffer), size);
+  if (!std::ranges::all_of(room, [](uint8_t byte) { return byte == 0; }))
+    ADD_FAILURE() << "the daemon starts a response in a buffer that is not cleared";
+  std::ranges::fill(room, uint8_t{0xa5});
   the_shell.response = {};
   return call("cmd_rsp_init", shown_handle(handle), size).hands(&the_shell.response);
 }
@@ -187,10 +198,13 @@ cmd_mrange_t *cmd_mrange_create(uint32_t attribute) {
 
 int cmd_mrange_range_add(cmd_mrange_t *mrange, uint32_t lower, uint32_t upper) {
   if (mrange == nullptr) return quiet("cmd_mrange_range_add").returns(1);
+  if (mrange != &the_shell.ranges.back()) ADD_FAILURE() << "a range goes to a list of another time";
   return call("cmd_mrange_range_add", lower, upper).returns(0);
 }
 
 int cmd_rsp_error_set(cmd_rx_handle_t *handle, cmd_mrange_t *mrange) {
+  if (mrange != nullptr && mrange != &the_shell.ranges.back())
+    ADD_FAILURE() << "a list of another time goes with the answer";
   const std::string list = mrange == nullptr ? "null" : "list for " + shown(hex(mrange->attribute));
   return call("cmd_rsp_error_set", shown_handle(handle), list).returns(0);
 }
@@ -214,17 +228,17 @@ rcgen_hdl_t *rcgen_hdl_init(const qbus_msg_ref_t *request) {
 }
 
 int rcgen_elem_add(rcgen_hdl_t *handle, uint32_t uuid, uint32_t element, uint32_t kind) {
-  static_cast<void>(handle);
+  expect_in_the_making(handle);
   return call("rcgen_elem_add", uuid, element, kind).returns(0);
 }
 
 int rcgen_elem_property_set(rcgen_hdl_t *handle, uint32_t element, uint32_t property) {
-  static_cast<void>(handle);
+  expect_in_the_making(handle);
   return call("rcgen_elem_property_set", element, property).returns(0);
 }
 
 int rcgen_elem_dependency_add(rcgen_hdl_t *handle, uint32_t element, uint32_t uuid, uint32_t other_element) {
-  static_cast<void>(handle);
+  expect_in_the_making(handle);
   return call("rcgen_elem_dependency_add", element, uuid, other_element).returns(0);
 }
 
@@ -243,17 +257,17 @@ const char *rcgen_startup_cfg_uri_prefix_get(const qbus_msg_ref_t *request) {
 
 int rcgen_elem_vlan_key_str_add_indent(rcgen_hdl_t *handle, uint32_t element, vlan_id_t vlan,
                                        const char *text, uint32_t indent) {
-  static_cast<void>(handle);
+  expect_in_the_making(handle);
   return call("rcgen_elem_vlan_key_str_add_indent", element, vlan, text, indent).returns(0);
 }
 
 int rcgen_set_response_status(rcgen_hdl_t *handle, rcode_t status, const char *text) {
-  static_cast<void>(handle);
+  expect_in_the_making(handle);
   return call("rcgen_set_response_status", hex(status), text).returns(0);
 }
 
 int rcgen_respond(rcgen_hdl_t *handle, qbus_queue_t queue, qbus_msg_ref_t *request) {
-  static_cast<void>(handle);
+  expect_in_the_making(handle);
   --the_shell.unanswered_generations;
   return call("rcgen_respond", queue, "message " + shown(hex(qbus_opc_get(request)))).returns(0);
 }

@@ -8,7 +8,8 @@
 
 namespace {
 
-constexpr int32_t get_request = 1, set_request = 3, delete_request = 4;
+constexpr int32_t set_request = 3, delete_request = 4;
+constexpr int32_t other_requests[] = {-1, 0, 1, 2, 5, 6, 7};
 
 /** A request: its header, with what it says of its body's length, and the body. */
 Bytes request(int32_t kind, uint32_t data_size, const Bytes &body) {
@@ -54,12 +55,13 @@ TEST_F(DebugRequest, SwitchesPacketTracesOff) {
 }
 
 TEST_F(DebugRequest, OfAnotherKindForPacketsLeavesTheFlag) {
-  for (const boolean before : {0u, 1u}) {
-    tesk_dbg_pkt = before;
-    asks(get_request, 0);
-    expect(lines(acknowledged, error(function, "Invalid TESK CLI DBG_PKT Req\n"), packet_flag, done));
-    EXPECT_EQ(tesk_dbg_pkt, before);
-  }
+  for (const int32_t kind : other_requests)
+    for (const boolean before : {0u, 1u}) {
+      tesk_dbg_pkt = before;
+      asks(kind, 0);
+      expect(lines(acknowledged, error(function, "Invalid TESK CLI DBG_PKT Req\n"), packet_flag, done));
+      EXPECT_EQ(tesk_dbg_pkt, before);
+    }
 }
 
 TEST_F(DebugRequest, SwitchesControlTracesOnAndOff) {
@@ -73,11 +75,14 @@ TEST_F(DebugRequest, SwitchesControlTracesOnAndOff) {
 }
 
 TEST_F(DebugRequest, OfAnotherKindForControlLeavesTheFlag) {
-  tesk_dbg_ctrl = true;
-  asks(6, 1);
-  expect(lines(acknowledged, trace("DBG_CTRL Set\n"), error(function, "Invalid TESK CLI DBG_CTRL Req\n"),
-               control_flag, done));
-  EXPECT_TRUE(tesk_dbg_ctrl);
+  for (const int32_t kind : other_requests)
+    for (const boolean before : {0u, 1u}) {
+      tesk_dbg_ctrl = before;
+      asks(kind, 1);
+      expect(lines(acknowledged, trace("DBG_CTRL Set\n"), error(function, "Invalid TESK CLI DBG_CTRL Req\n"),
+                   control_flag, done));
+      EXPECT_EQ(tesk_dbg_ctrl, before);
+    }
 }
 
 TEST_F(DebugRequest, ForControlRecordsItsBareTextOnlyWhilePacketsAreRecorded) {
@@ -212,19 +217,29 @@ TEST_F(EnableRequest, ForAnyOtherStatePrintsItsComplaintAndChangesNothing) {
   }
 }
 
+TEST_F(EnableRequest, ForTheLargestNumberIsTracedWithASign) {
+  EXPECT_EQ(printed_at_once_by([] { asks(0xffffffff); }), "Invalid Value");
+  expect(lines(acknowledged, trace("cli_ena[-1], tesk_ena[1]\n"), trace("tesk_qbus_cfgena Exit[0]\n")));
+}
+
 TEST_F(EnableRequest, OfAnotherLengthIsAppliedAfterAComplaint) {
-  for (const int32_t kind : {set_request, delete_request}) {
-    tesk_l2switch_disable = false;
-    asks(0, kind, 8);
-    expect(lines(acknowledged, error(function, "Invalid NCFG Msg\n"), state(0, 1),
-                 trace("tesk_qbus_cfgena Exit[1]\n")));
-    EXPECT_TRUE(tesk_l2switch_disable);
-  }
+  for (const int32_t kind : {set_request, delete_request})
+    for (const uint32_t data_size : {0u, 3u, 5u, 8u}) {
+      tesk_l2switch_disable = false;
+      asks(0, kind, data_size);
+      expect(lines(acknowledged, error(function, "Invalid NCFG Msg\n"), state(0, 1),
+                   trace("tesk_qbus_cfgena Exit[1]\n")));
+      EXPECT_TRUE(tesk_l2switch_disable);
+    }
 }
 
 TEST_F(EnableRequest, OfAnotherKindAndLengthIsAppliedWithoutAComplaint) {
-  asks(0, get_request, 8);
-  expect(lines(acknowledged, state(0, 1), trace("tesk_qbus_cfgena Exit[1]\n")));
+  for (const int32_t kind : other_requests) {
+    tesk_l2switch_disable = false;
+    asks(0, kind, 8);
+    expect(lines(acknowledged, state(0, 1), trace("tesk_qbus_cfgena Exit[1]\n")));
+    EXPECT_TRUE(tesk_l2switch_disable);
+  }
 }
 
 TEST_F(EnableRequest, ThatCannotBeAcknowledgedIsServed) {
@@ -303,6 +318,8 @@ TEST_F(ShellRequest, OfAnyOtherCommandIsNotAnswered) {
     arrives_as({.id = id});
     expect({trace("CUSH CMD Rx\n"), trace(format("CMD ID[%u]\n", id))});
   }
+  arrives_as({.id = 0xffffffff});
+  expect({trace("CUSH CMD Rx\n"), trace("CMD ID[-1]\n")});
 }
 
 TEST_F(ShellRequest, WithoutAHandleIsRefused) {

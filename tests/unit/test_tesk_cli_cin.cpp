@@ -74,6 +74,11 @@ TEST_F(CinCommand, ForOneInvalidVlanIsRefusedAtOnce) {
   }
 }
 
+TEST_F(CinCommand, ForTheLargestNumberIsRefusedWithASign) {
+  configure(Ranges{{0xffffffff, 0xffffffff}});
+  expect({control(command, "is_del[0]\n"), nok("Invalid CIN VLAN -1")});
+}
+
 TEST_F(CinCommand, ForTheEndsOfTheValidRangeIsServed) {
   configure(Ranges{{3, 3}});
   configure(Ranges{{4094, 4094}});
@@ -128,6 +133,12 @@ TEST_F(CinCommand, ForNoRangesDoesNothingAndSucceeds) {
   configure(Ranges{});
   expect(lines(started(0), ok()));
   configure(Payload().u32(0).u32(0));
+  expect(lines(started(0), ok()));
+}
+
+TEST_F(CinCommand, MarksTheTwoExcludingFeaturesAndItsOwnInTheirMaps) {
+  when("bitset_set_bit").call(3).returns(0);  // met only when all three are marked
+  configure(Ranges{});
   expect(lines(started(0), ok()));
 }
 

@@ -74,6 +74,11 @@ TEST_F(MultiRange, IsNotAttachedToOrFromNothing) {
   EXPECT_FALSE(tesk_set_failed_mrange(nullptr, &range));
   expect({error("tesk_set_failed_mrange",
                 format("Invalid argument: hndl = 0x0, rej_mrange_p = 0x%x\n", low_word(&range)))});
+  uint64_t somewhere = 0;
+  auto *handle = reinterpret_cast<cmd_rx_handle_t *>(&somewhere);
+  EXPECT_FALSE(tesk_set_failed_mrange(handle, nullptr));
+  expect({error("tesk_set_failed_mrange",
+                format("Invalid argument: hndl = 0x%x, rej_mrange_p = 0x0\n", low_word(handle)))});
 }
 
 }  // namespace

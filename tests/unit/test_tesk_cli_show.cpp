@@ -69,6 +69,13 @@ TEST_F(ShowCounters, OfARangeAnswersItsPortsInOrder) {
                answered(ethernet(9), {}), sent));
 }
 
+TEST_F(ShowCounters, PutTheNameOfEachInterfaceTogether) {
+  when("snprintf_if_index").call(3).returns(0);  // met only when each of the three is named
+  of(interface_ranges({{ethernet(3), ethernet(5)}}));
+  EXPECT_EQ(count_of(sent), 1u);
+  ignore_rest();
+}
+
 TEST_F(ShowCounters, OfARangeWithoutAPortAnswersOkWithoutRecords) {
   for (const auto &[lower, upper] : std::vector<std::pair<uint32_t, uint32_t>>{
            {ethernet(4), ethernet(3)}, {ethernet(3), port_channel(4)}, {0, 0xffffffff}}) {

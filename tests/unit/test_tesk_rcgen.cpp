@@ -116,6 +116,46 @@ TEST_F(ConfigurationText, OfAStartupStoreThatDoesNotOpenIsAnError) {
                "rcgen_set_response_status(0x40010004, 'Failed to read Startup cfg for Tesk')", responded));
 }
 
+TEST_F(ConfigurationText, OfAStartupStoreIsJudgedByTheCodeOfItsOpening) {
+  when("kvs_open").once().returns(55).gives(0xffffffff);
+  asked({.vlans = {10}, .configuration = startup, .display = 4});
+  expect(lines(described(startup, 4), trace("rcgen_uri_prefix_p[startup:]"),
+               "kvs_open('startup:tesk_startup_cfg')",
+               error(callback, "Failed to open startup config KVS[startup:tesk_startup_cfg] [-1]\n"),
+               "rcgen_set_response_status(0xffffffff, 'Failed to read Startup cfg for Tesk')", responded));
+  when("kvs_open").once().returns(0).gives(RCODE_SUCCESS);
+  asked({.vlans = {10}, .configuration = startup});
+  expect(lines(described(startup, 0), trace("rcgen_uri_prefix_p[startup:]"),
+               "kvs_open('startup:tesk_startup_cfg')", listed(0, 0), trace("Startup config KVS cin_ct[0]\n"),
+               comparing, responded, done));
+}
+
+TEST_F(ConfigurationText, OfTheStartupConfigurationIsFoundUnderItsPrefix) {
+  when("overseer_file_prefix_get").returns(1);
+  store_cin_vlans("startup:100%d-tesk_startup_cfg", {30});
+  asked({.vlans = {30}, .configuration = startup});
+  EXPECT_EQ(count_of("kvs_open('startup:100%d-tesk_startup_cfg')"), 1u);
+  EXPECT_EQ(count_of("rcgen_elem_vlan_key_str_add_indent(1, 30, 'cin\n', 1)"), 1u);
+  ignore_rest();
+}
+
+TEST_F(ConfigurationText, ComparesSignedNumbers) {
+  store(running_store).records.clear();
+  store_cin_vlans(running_store, {-1});
+  asked({.vlans = {4095}});
+  expect_end({comparing, trace("checking vid[4095] cin[-1]\n"), responded, done});
+}
+
+TEST_F(ConfigurationText, OfTheStartupConfigurationClosesItsStoreWhenMemoryIsShort) {
+  store_cin_vlans(startup_store, {30});
+  fail_allocation(1);
+  asked({.vlans = {30}, .configuration = startup});
+  expect(lines(described(startup, 0), trace("rcgen_uri_prefix_p[startup:]"),
+               "kvs_open('startup:tesk_startup_cfg')",
+               error_of("tesk_kvs_cin_vlan_config_get", ":Failed to allocate memory for KVS CIN VLAN list\n"),
+               trace("Startup config KVS cin_ct[0]\n"), comparing, "kvs_close(2)", responded, done));
+}
+
 TEST_F(ConfigurationText, IsAnsweredOnceThoughTheServiceRefusesEachPart) {
   for (const char *operation :
        {"rcgen_elem_add", "rcgen_elem_property_set", "rcgen_elem_dependency_add",
