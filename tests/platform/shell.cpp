@@ -10,6 +10,7 @@
 
 #include "opal/cush.h"
 #include "opal/rcgen.h"
+#include "tests/platform/memory.h"
 #include "tests/platform/script.h"
 
 /** What the daemon's scratch area holds. The padding makes an area that is too small show. */
@@ -42,6 +43,7 @@ struct Shell {
   std::deque<rcgen_hdl> handles;
   cmd_rsp response{};
   int unanswered_generations = 0;
+  size_t blocks_when_answered = 0;
 };
 
 Shell the_shell;
@@ -107,6 +109,8 @@ Message message_of_generation(Generation generation) {
   const auto number = static_cast<uint32_t>(the_shell.generations.size() - 1);
   return {.opcode = generation_opcode, .payload = Payload().u32(number), .token = number};
 }
+
+size_t blocks_when_answered() { return the_shell.blocks_when_answered; }
 
 void reset_shell() { the_shell = {}; }
 
@@ -175,10 +179,12 @@ int cmd_rsp_attr_add(cmd_rsp_t *response, uint32_t attribute, const void *value,
 
 int cmd_rsp_send(cmd_rsp_t *response) {
   static_cast<void>(response);
+  the_shell.blocks_when_answered = live_blocks();
   return call("cmd_rsp_send").returns(0);
 }
 
 int cmd_rsp_send_ok(cmd_rx_handle_t *handle) {
+  the_shell.blocks_when_answered = live_blocks();
   return call("cmd_rsp_send_ok", shown_handle(handle)).returns(0);
 }
 
@@ -188,6 +194,7 @@ int cmd_rsp_send_nok(cmd_rx_handle_t *handle, uint32_t flags, const char *format
   va_start(arguments, format);
   std::vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
+  the_shell.blocks_when_answered = live_blocks();
   return call("cmd_rsp_send_nok", shown_handle(handle), flags, static_cast<const char *>(text)).returns(0);
 }
 
@@ -269,5 +276,6 @@ int rcgen_set_response_status(rcgen_hdl_t *handle, rcode_t status, const char *t
 int rcgen_respond(rcgen_hdl_t *handle, qbus_queue_t queue, qbus_msg_ref_t *request) {
   expect_in_the_making(handle);
   --the_shell.unanswered_generations;
+  the_shell.blocks_when_answered = live_blocks();
   return call("rcgen_respond", queue, "message " + shown(hex(qbus_opc_get(request)))).returns(0);
 }

@@ -4,6 +4,7 @@
  * of it is written, so that too small a scratch area shows. Every answer is a line of the record. */
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -41,6 +42,9 @@ struct Generation {
 };
 
 Message message_of_generation(Generation generation);
+
+/** Blocks of memory that the daemon held when it last answered a command or a request for text. */
+size_t blocks_when_answered();
 
 void reset_shell();
 void verify_shell();

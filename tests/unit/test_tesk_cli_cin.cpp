@@ -142,6 +142,14 @@ TEST_F(CinCommand, MarksTheTwoExcludingFeaturesAndItsOwnInTheirMaps) {
   expect(lines(started(0), ok()));
 }
 
+TEST_F(CinCommand, IsAnsweredWhenItsMapsAreFreed) {
+  for (const Ranges &ranges : {Ranges{}, Ranges{{10, 10}}, Ranges{{1, 2}}, Ranges{{2, 3}}}) {
+    configure(ranges);
+    EXPECT_EQ(blocks_when_answered(), live_blocks());
+  }
+  ignore_rest();
+}
+
 TEST_F(CinCommand, SucceedsThoughTheVlanManagerCannotBeTold) {
   when("vlan_feat_create_build_qbus_local").returns(12).gives(-1);
   configure(Ranges{{10, 11}});

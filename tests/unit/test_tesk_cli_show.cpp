@@ -185,6 +185,12 @@ TEST_F(ShowCinVlans, AnswersEachVlanInTheTablesOrder) {
                "cmd_rsp_send()"));
 }
 
+TEST_F(ShowCinVlans, IsAnsweredWhenItsListIsFreed) {
+  run();
+  EXPECT_EQ(blocks_when_answered(), live_blocks());
+  ignore_rest();
+}
+
 TEST_F(ShowCinVlans, IsAnsweredOnceThoughTheShellTakesNoAnswer) {
   when("cmd_rsp_send").returns(1);
   run();

@@ -64,6 +64,12 @@ TEST_F(ConfigurationText, SaysCinUnderEachCinVlanThatWasAskedFor) {
                compared(30, 10), responded, done));
 }
 
+TEST_F(ConfigurationText, IsAnsweredBeforeItsListIsFreed) {
+  asked({.vlans = {10}});
+  EXPECT_EQ(blocks_when_answered(), live_blocks() + 1);
+  ignore_rest();
+}
+
 TEST_F(ConfigurationText, SaysNothingOfACinVlanThatWasNotAskedFor) {
   asked({.vlans = {10}});
   expect(lines(described(running, 0), running_listed, comparing, compared(10, 20), compared(10, 10),
