@@ -37,13 +37,13 @@ void keep_token(uint16_t vlan, qbus_msg_ref_t *reference) {
 void use_stored_vlan(const char *caller, vlan_id_t stored, announcement_t *announcement) {
   const auto vlan = (uint16_t)stored;
   if (!tesk_vlan_hash_insert(vlan)) {
-    TESK_ERR_AS(caller, "%s: Failed to add CIN VLAN(%d) to VLAN Hash Tbl\n", caller, vlan);
+    TESK_ERR_AS(caller, "%s: Failed to add CIN VLAN(%d) to VLAN Hash Tbl\n", caller, stored);
     return;
   }
   tesk_vlan_amm_accept(vlan);
-  TESK_CTRL_AS(caller, "%s: Using CIN VLAN (%d) from Cfg KVS\n", caller, vlan);
+  TESK_CTRL_AS(caller, "%s: Using CIN VLAN (%d) from Cfg KVS\n", caller, stored);
   cin_vlan_count++;
-  announcement->vlan[announcement->count++] = vlan;
+  announcement->vlan[announcement->count++] = stored;
 }
 
 void use_stored_vlans(const char *caller, announcement_t *announcement) {

@@ -32,6 +32,7 @@ TEST(PortRecords, HaveTheirFieldsInOrder) {
   const std::vector<size_t> address = {offsetof(tesk_fib_entry_t, mac_address),
                                        offsetof(tesk_fib_entry_t, tesk_port),
                                        offsetof(tesk_fib_entry_t, next)};
+  EXPECT_EQ(sizeof(tesk_port_t::pc_member_list), 16u);
   EXPECT_TRUE(std::ranges::is_sorted(context));
   EXPECT_TRUE(std::ranges::is_sorted(entry));
   EXPECT_TRUE(std::ranges::is_sorted(address));

@@ -163,4 +163,14 @@ TEST_F(VlanStart, StaysInBoundsForStoredNumbersThatAreNoVlan) {
   ignore_rest();
 }
 
+TEST_F(VlanStart, TracesAndAnnouncesAStoredNumberAsItIs) {
+  store_cin_vlans(running_store, {65546, -65526});
+  EXPECT_TRUE(tesk_init_vlan());
+  EXPECT_NE(vlan_entry(10), nullptr);
+  EXPECT_EQ(count_of(control_of(init, ": Using CIN VLAN (65546) from Cfg KVS\n")), 1u);
+  EXPECT_EQ(count_of(error_of(init, ": Failed to add CIN VLAN(-65526) to VLAN Hash Tbl\n")), 1u);
+  EXPECT_EQ(count_of(announced("65546").front()), 1u);
+  ignore_rest();
+}
+
 }  // namespace
