@@ -9,10 +9,16 @@ if(TESK_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
 endif()
+if(TESK_FUZZ)
+  # The project's warnings are written for the other compiler.
+  set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O1 -g1")
+  add_compile_options(-w -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()
 # What the frame path runs through is optimised as one program where the daemon is linked; other programs link the
 # same libraries as usual.
 set(FRAME_PATH)
-if(NOT TESK_SANITIZE AND NOT TESK_COVERAGE)
+if(NOT TESK_SANITIZE AND NOT TESK_COVERAGE AND NOT TESK_FUZZ)
   set(FRAME_PATH -flto=auto -ffat-lto-objects -fno-plt)
 endif()
 # For sources that run once at a program's start and whose libraries are all templates, such as the command line's:

@@ -70,7 +70,10 @@ void RingReader::read_mapping(std::vector<Event> &events) {
   const std::uint64_t end = mapping_.head();
   while (position_ < end) {
     position_ = std::max(position_, mapping_.tail());
-    const std::optional<EventHead> head = load_event_head(mapping_.events(), position_, end);
+    // A damaged head would lead the reader round and round over the same events.
+    const bool fits = end - position_ <= mapping_.capacity();
+    const std::optional<EventHead> head =
+        fits ? load_event_head(mapping_.events(), position_, end) : std::nullopt;
     std::string text =
         head ? load_text(mapping_.events(), position_ + event_head_bytes, head->text_length) : std::string();
     std::atomic_thread_fence(std::memory_order_acquire);

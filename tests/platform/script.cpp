@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <deque>
 #include <map>
-#include <ranges>
 
 #include "tests/platform/failures.h"
 
@@ -54,13 +54,14 @@ Script *met(std::string_view operation) {
   auto counter = the_scripts.calls.find(operation);
   if (counter == the_scripts.calls.end()) return nullptr;
   const unsigned number = ++counter->second;
-  for (Script &script : std::views::reverse(the_scripts.all)) {
-    if (script.operation_ != operation) continue;
-    if (script.number_ != 0 && script.calls_before_ + script.number_ != number) continue;
-    script.was_met_ = true;
-    return &script;
-  }
-  return nullptr;
+  const auto is_met = [&](const Script &script) {
+    return script.operation_ == operation &&
+           (script.number_ == 0 || script.calls_before_ + script.number_ == number);
+  };
+  const auto latest = std::find_if(the_scripts.all.rbegin(), the_scripts.all.rend(), is_met);
+  if (latest == the_scripts.all.rend()) return nullptr;
+  latest->was_met_ = true;
+  return &*latest;
 }
 
 void reset_scripts() { the_scripts = {}; }

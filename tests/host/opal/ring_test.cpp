@@ -180,6 +180,15 @@ INSTANTIATE_TEST_SUITE_P(Words, DamagedRingTest,
                                          Damage{"EverythingElse", 64, std::string(small_ring, '\xff')}),
                          [](const auto &instance) { return instance.param.what; });
 
+TEST_F(RingTest, AHeadFarAheadDoesNotLeadRoundAndRound) {
+  {
+    RingWriter ring = writer();
+    for (std::size_t number = 0; number < small_ring / 32; ++number) ring.append(1, 100, "32 bytes");
+  }
+  overwrite(24 + 3, "\x01");
+  EXPECT_TRUE(reader().read_new().empty());
+}
+
 TEST_F(RingTest, AWriterStaysInsideAFileThatIsDamagedUnderItsHands) {
   RingWriter ring = writer();
   for (int number = 0; number < 200; ++number) ring.append(number, 100, "before");

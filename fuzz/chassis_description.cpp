@@ -1,0 +1,30 @@
+// A chassis description, as somebody writes it.
+#include "host/chassis/description.h"
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "fuzz/fuzz.h"
+
+std::vector<fuzz::Input> fuzz::seeds() {
+  std::vector<Input> all;
+  for (const auto &entry : std::filesystem::directory_iterator(EXAMPLES_FOLDER)) {
+    std::ifstream file(entry.path(), std::ios::binary);
+    all.push_back(input_of(std::string(std::istreambuf_iterator<char>(file), {})));
+  }
+  return all;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+  const auto read = chassis::parse_description({reinterpret_cast<const char *>(data), size}, "file");
+  if (const auto *error = std::get_if<chassis::DescriptionError>(&read)) {
+    fuzz::must(error->what.starts_with("file:"), "a mistake is told with its place");
+    return 0;
+  }
+  const auto &description = std::get<chassis::Description>(read);
+  fuzz::must(chassis::is_name(description.name), "a chassis has a name");
+  for (const chassis::PortDescription &port : description.ports)
+    fuzz::must(chassis::asic_port(description.board, port.port).has_value(), "the board has the port");
+  return 0;
+}

@@ -1,0 +1,85 @@
+// What every fuzz target of this folder provides, on top of libFuzzer's LLVMFuzzerTestOneInput.
+//
+// A target takes bytes as some door of the system takes them from outside. It fails by a sanitizer's objection,
+// by an abort (`must`), or by taking longer than its limit; it never fails because bytes were refused.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <span>
+#include <vector>
+
+namespace fuzz {
+
+using Input = std::vector<std::uint8_t>;
+
+/// Inputs to begin with: bytes that an honest sender makes. Each target defines it.
+std::vector<Input> seeds();
+
+/// Ends the program, as the input that broke a promise, when `kept` is false.
+inline void must(bool kept, const char *promise) {
+  if (kept) return;
+  std::fprintf(stderr, "broken promise: %s\n", promise);
+  std::abort();
+}
+
+/// Reads every byte, so that a sanitizer sees one that is not there.
+inline void read_all(const void *start, std::size_t size) {
+  static volatile unsigned char seen;
+  for (std::size_t i = 0; i < size; ++i) seen = static_cast<const unsigned char *>(start)[i];
+}
+
+inline std::span<const std::byte> bytes(const std::uint8_t *data, std::size_t size) {
+  return std::as_bytes(std::span(data, size));
+}
+
+/// Takes an input apart, front to back. What it lacks is zero, or not there.
+class Parts {
+ public:
+  Parts(const std::uint8_t *data, std::size_t size) : rest_(data, size) {}
+  bool at_end() const { return rest_.empty(); }
+
+  template <typename Number>
+  Number number() {
+    std::array<std::uint8_t, sizeof(Number)> lies{};
+    std::ranges::copy(take(sizeof(Number)), lies.begin());
+    return std::bit_cast<Number>(lies);
+  }
+
+  /// At most so many bytes.
+  Input bytes(std::size_t count) {
+    const auto part = take(count);
+    return {part.begin(), part.end()};
+  }
+
+ private:
+  std::span<const std::uint8_t> take(std::size_t count) {
+    const auto part = rest_.first(count < rest_.size() ? count : rest_.size());
+    rest_ = rest_.subspan(part.size());
+    return part;
+  }
+
+  std::span<const std::uint8_t> rest_;
+};
+
+template <typename Bytes>
+Input input_of(const Bytes &bytes) {
+  const auto *start = reinterpret_cast<const std::uint8_t *>(bytes.data());
+  return {start, start + bytes.size()};
+}
+
+/// A seed whose first byte chooses, as several targets read it.
+template <typename Bytes>
+Input chosen(std::uint8_t choice, const Bytes &rest) {
+  Input input{choice};
+  const Input more = input_of(rest);
+  input.insert(input.end(), more.begin(), more.end());
+  return input;
+}
+
+}  // namespace fuzz

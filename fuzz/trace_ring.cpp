@@ -1,0 +1,60 @@
+// The file of a trace history, as a reader finds it: whole, damaged or made up.
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <iterator>
+
+#include "fuzz/fuzz.h"
+#include "host/opal/trace_ring.h"
+
+namespace {
+
+namespace trace = opal::trace;
+
+/// A file without a name; `path` leads to it.
+class MemoryFile {
+ public:
+  MemoryFile() : descriptor_(memfd_create("ring", MFD_CLOEXEC)) {}
+  std::filesystem::path path() const { return "/proc/self/fd/" + std::to_string(descriptor_.get()); }
+  void hold(const std::uint8_t *data, std::size_t size) const {
+    fuzz::must(ftruncate(descriptor_.get(), 0) == 0 && pwrite(descriptor_.get(), data, size, 0) == static_cast<ssize_t>(size),
+               "memory holds the file");
+  }
+
+ private:
+  opal::bus::Descriptor descriptor_;
+};
+
+}  // namespace
+
+std::vector<fuzz::Input> fuzz::seeds() {
+  char folder[] = "/tmp/fuzz-ring-XXXXXX";
+  must(mkdtemp(folder) != nullptr, "there is a folder for the seeds");
+  const std::filesystem::path file = std::filesystem::path(folder) / "ring";
+  std::string why;
+  {
+    std::optional<trace::RingWriter> writer = trace::RingWriter::open(file, trace::ring_capacity_min, why);
+    must(writer.has_value(), "a ring can be made");
+    for (std::uint32_t i = 0; i < 100; ++i) writer->append(i, i % 3, std::string(i, 'x'));
+  }
+  std::ifstream stream(file, std::ios::binary);
+  std::vector<Input> all = {input_of(std::string(std::istreambuf_iterator<char>(stream), {}))};
+  std::filesystem::remove_all(folder);
+  return all;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+  static const MemoryFile file;
+  file.hold(data, size);
+  std::string why;
+  std::optional<trace::RingReader> reader = trace::RingReader::open(file.path(), why);
+  if (!reader) {
+    fuzz::must(!why.empty(), "a refusal says why");
+    return 0;
+  }
+  for (const trace::Event &event : reader->read_new())
+    fuzz::must(event.text.size() <= trace::ring_text_limit, "a text has its limit");
+  return 0;
+}
