@@ -1,5 +1,7 @@
-// Payloads of the message bus that vary in length. The first byte chooses the decoder. What a decoder takes, its
-// encoder writes so that it is taken again, and written the same.
+// Payloads of the message bus that vary in length.
+//
+// The first byte chooses the decoder. What a decoder takes, its encoder writes so that it is taken again, and
+// written the same.
 #include "fuzz/fuzz.h"
 #include "host/bus/codec.h"
 
@@ -20,10 +22,14 @@ void decode_and_encode(bus::Bytes payload, Decode decode, Encode encode) {
 using Door = void (*)(bus::Bytes);
 constexpr Door doors[] = {
     [](bus::Bytes payload) { decode_and_encode(payload, bus::decode_command, bus::encode_command); },
-    [](bus::Bytes payload) { decode_and_encode(payload, bus::decode_command_answer, bus::encode_command_answer); },
+    [](bus::Bytes payload) {
+      decode_and_encode(payload, bus::decode_command_answer, bus::encode_command_answer);
+    },
     [](bus::Bytes payload) { decode_and_encode(payload, bus::decode_generated, bus::encode_generated); },
     [](bus::Bytes payload) { decode_and_encode(payload, bus::decode_config_text, bus::encode_config_text); },
-    [](bus::Bytes payload) { decode_and_encode(payload, bus::decode_feature_vlans, bus::encode_feature_vlans); },
+    [](bus::Bytes payload) {
+      decode_and_encode(payload, bus::decode_feature_vlans, bus::encode_feature_vlans);
+    },
     [](bus::Bytes payload) {
       decode_and_encode(payload, bus::decode_vlans_deleted,
                         [](const auto &records) { return bus::encode_vlans_deleted(records); });

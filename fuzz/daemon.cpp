@@ -1,7 +1,8 @@
-// Everything that reaches the daemon, in any order: messages, commands, requests for text, frames from both sides, saves.
-// Afterwards its tables are sound (tests/scenario/invariants.h), and all memory is given back.
+// All that reaches the daemon, in any order: messages, commands, requests for text, frames, saves.
 //
-// An input is a row of events: a byte that says which, then two bytes of length, then what the event is made of.
+// After each event its tables are sound (tests/scenario/invariants.h), and in the end all memory is given
+// back. An input is a row of events: a byte that says which, two bytes of length, and what the event is made
+// of.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -21,12 +22,34 @@ namespace {
 
 constexpr std::size_t events_limit = 24;
 constexpr std::uint32_t vlans_attribute = 0x13030007, interfaces_attribute = 0x0EC20003;
-constexpr std::uint32_t opcodes[] = {
-    QBUS_OPC_PORTSVC_L2_PROTOCOL_STATE_CHANGE, QBUS_OPC_LTLSVC_CBL_CHANGE, QBUS_OPC_VLAN_MGR_VLANS_DELETED,
-    QBUS_OPC_LTLSVC_ALLOC_LTL, QBUS_OPC_LTLSVC_DEALLOC_LTL, QBUS_OPC_TESK_CFGDBG, QBUS_OPC_TESK_CFGENA,
-    QBUS_OPC_LC_ONLINE, QBUS_OPC_VLAN_FEAT_CREATE, QBUS_OPC_VLAN_FEAT_DELETE, 0x1234};
+constexpr std::uint32_t opcodes[] = {QBUS_OPC_PORTSVC_L2_PROTOCOL_STATE_CHANGE,
+                                     QBUS_OPC_LTLSVC_CBL_CHANGE,
+                                     QBUS_OPC_VLAN_MGR_VLANS_DELETED,
+                                     QBUS_OPC_LTLSVC_ALLOC_LTL,
+                                     QBUS_OPC_LTLSVC_DEALLOC_LTL,
+                                     QBUS_OPC_TESK_CFGDBG,
+                                     QBUS_OPC_TESK_CFGENA,
+                                     QBUS_OPC_LC_ONLINE,
+                                     QBUS_OPC_VLAN_FEAT_CREATE,
+                                     QBUS_OPC_VLAN_FEAT_DELETE,
+                                     0x1234};
 
-enum Kind : std::uint8_t { a_message, a_command, a_request_for_text, a_frame_up, a_frame_down, a_save, kinds };
+enum Kind : std::uint8_t {
+  a_message,
+  a_command,
+  a_request_for_text,
+  a_frame_up,
+  a_frame_down,
+  a_save,
+  kinds
+};
+
+/// An assertion that fails ends the program, so that the fuzzer keeps the input.
+class FailureAborts : public testing::EmptyTestEventListener {
+  void OnTestPartResult(const testing::TestPartResult &result) override {
+    if (result.failed()) fuzz::must(false, result.message());
+  }
+};
 
 void send_message(fuzz::Parts &parts) {
   Message sent;
@@ -40,7 +63,8 @@ void send_message(fuzz::Parts &parts) {
 void send_command(fuzz::Parts &parts) {
   const auto id = parts.number<std::uint8_t>() % 5U;
   const bool is_del = parts.number<std::uint8_t>() % 2 != 0;
-  const std::uint32_t attribute = parts.number<std::uint8_t>() % 2 != 0 ? vlans_attribute : interfaces_attribute;
+  const std::uint32_t attribute =
+      parts.number<std::uint8_t>() % 2 != 0 ? vlans_attribute : interfaces_attribute;
   serve(message_of_command({id, is_del, {{attribute, parts.bytes(SIZE_MAX)}}}));
 }
 
@@ -54,24 +78,34 @@ void ask_for_text(fuzz::Parts &parts) {
 
 void happen(std::uint8_t kind, fuzz::Parts event) {
   switch (kind % kinds) {
-    case a_message: return send_message(event);
-    case a_command: return send_command(event);
-    case a_request_for_text: return ask_for_text(event);
-    case a_frame_up: relay_from_asic(event.bytes(SIZE_MAX)); return;
-    case a_frame_down: relay_from_management(event.bytes(SIZE_MAX)); return;
-    default: return save();
+    case a_message:
+      return send_message(event);
+    case a_command:
+      return send_command(event);
+    case a_request_for_text:
+      return ask_for_text(event);
+    case a_frame_up:
+      relay_from_asic(event.bytes(SIZE_MAX));
+      return;
+    case a_frame_down:
+      relay_from_management(event.bytes(SIZE_MAX));
+      return;
+    default:
+      return save();
   }
 }
 
 fuzz::Input event(std::uint8_t kind, const Bytes &content) {
-  fuzz::Input written = {kind, static_cast<std::uint8_t>(content.size()), static_cast<std::uint8_t>(content.size() >> 8)};
+  fuzz::Input written = {kind, static_cast<std::uint8_t>(content.size()),
+                         static_cast<std::uint8_t>(content.size() >> 8)};
   written.insert(written.end(), content.begin(), content.end());
   return written;
 }
 
 fuzz::Input message_event(const Message &sent) {
   const auto place = std::find(std::begin(opcodes), std::end(opcodes), sent.opcode) - std::begin(opcodes);
-  Bytes content = {static_cast<std::uint8_t>(place), sent.is_response, static_cast<std::uint8_t>(sent.token - 1000)};
+  Bytes content = {static_cast<std::uint8_t>(place), sent.is_response,
+                   static_cast<std::uint8_t>(sent.token - 1000)};
   content.insert(content.end(), sent.payload.begin(), sent.payload.end());
   return event(a_message, content);
 }
@@ -106,7 +140,11 @@ std::vector<fuzz::Input> fuzz::seeds() {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-  GTEST_FLAG_SET(break_on_failure, true);
+  static const bool is_listening = [] {
+    testing::UnitTest::GetInstance()->listeners().Append(new FailureAborts);
+    return true;
+  }();
+  fuzz::must(is_listening, "assertions are listened to");
   const World world;
   running_with_blades();
   fuzz::Parts parts(data, size);

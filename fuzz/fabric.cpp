@@ -25,14 +25,17 @@ std::vector<fuzz::Input> fuzz::seeds() {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
   if (size == 0) return 0;
   std::size_t left = 0;
-  chassis::Fabric fabric([&](chassis::AsicPort port, auto frame) {
-    fuzz::must(port.value < chassis::asic_ports, "a frame leaves on a port");
-    fuzz::must(frame.size() <= chassis::wire_frame_max, "a frame on the wire is no longer than it may be");
-    ++left;
-  }, [&](auto frame) {
-    fuzz::must(frame.size() > chassis::asic_header_bytes, "a frame to the CPU has its header");
-    ++left;
-  });
+  chassis::Fabric fabric(
+      [&](chassis::AsicPort port, auto frame) {
+        fuzz::must(port.value < chassis::asic_ports, "a frame leaves on a port");
+        fuzz::must(frame.size() <= chassis::wire_frame_max,
+                   "a frame on the wire is no longer than it may be");
+        ++left;
+      },
+      [&](auto frame) {
+        fuzz::must(frame.size() > chassis::asic_header_bytes, "a frame to the CPU has its header");
+        ++left;
+      });
   for (std::uint8_t number = 0; number < chassis::asic_ports; ++number) {
     chassis::PortState &port = fabric.port({number});
     port.present = number != 7;

@@ -1,7 +1,8 @@
 // What every fuzz target of this folder provides, on top of libFuzzer's LLVMFuzzerTestOneInput.
 //
-// A target takes bytes as some door of the system takes them from outside. It fails by a sanitizer's objection,
-// by an abort (`must`), or by taking longer than its limit; it never fails because bytes were refused.
+// A target takes bytes as some door of the system takes them from outside. It fails by a sanitizer's
+// objection, by an abort (`must`), or by taking longer than its limit; it never fails because bytes were
+// refused.
 #pragma once
 
 #include <algorithm>

@@ -1,11 +1,14 @@
-// Records that a program hands to the kernel module's device: a request's number and its record, one after the other.
+// Records that a program hands to the kernel module's device.
+//
+// An input is a row of requests: a byte that says which, and its record.
 #include "host/chassis/klm_records.h"
 
 #include "fuzz/fuzz.h"
 
 namespace {
 
-constexpr unsigned requests[] = {TESKK_ADD_OR_UPDATE_PORTS, TESKK_DEL_PORT, TESKK_ADD_OR_UPDATE_VLANS, TESKK_DEL_VLAN, 0};
+constexpr unsigned requests[] = {TESKK_ADD_OR_UPDATE_PORTS, TESKK_DEL_PORT, TESKK_ADD_OR_UPDATE_VLANS,
+                                 TESKK_DEL_VLAN, 0};
 
 template <typename Record>
 fuzz::Input request(std::uint8_t number, const Record &record) {
@@ -26,7 +29,8 @@ std::vector<fuzz::Input> fuzz::seeds() {
   teskk_vlan_list_t vlans{};
   vlans.vlan_cnt = 1;
   vlans.vlan_lst[0] = {100, 5};
-  return {request(0, ports), request(1, std::uint32_t{0x1a000002}), request(2, vlans), request(3, std::uint16_t{100})};
+  return {request(0, ports), request(1, std::uint32_t{0x1a000002}), request(2, vlans),
+          request(3, std::uint16_t{100})};
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {

@@ -1,6 +1,7 @@
-// What reaches a program's queue from other processes, through the platform library. With an even first byte the rest
-// is a datagram as it lies on the bus; with an odd one, the payload of a message of one of the daemon's opcodes, which
-// every operation that looks into messages is given.
+// What reaches a program's queue from other processes, through the platform library.
+//
+// Behind an even first byte stands a datagram as it lies on the bus; behind an odd one, the payload of a
+// message of one of the daemon's opcodes. Every operation that looks into messages is given what arrives.
 #include <unistd.h>
 
 #include <cstring>
@@ -69,7 +70,8 @@ void send_datagram(std::span<const std::byte> bytes) {
 void send_payload(std::uint8_t choice, std::span<const std::byte> payload) {
   static bus::Socket sender = opal::test::bind({0, 95});
   constexpr bus::Kind kinds[] = {bus::Kind::request, bus::Kind::response, bus::Kind::notice};
-  (void)sender.send(bus::address::tesk, kinds[choice / 8 % 3], opcodes[choice / 2 % std::size(opcodes)], 12, payload);
+  (void)sender.send(bus::address::tesk, kinds[choice / 8 % 3], opcodes[choice / 2 % std::size(opcodes)], 12,
+                    payload);
 }
 
 }  // namespace
@@ -78,10 +80,12 @@ std::vector<fuzz::Input> fuzz::seeds() {
   const std::uint32_t number = 100;
   const cush_int_multi_range_t list{0, 1, {{100, 105}}};
   const vlan_delete_notif_local_t deleted[2] = {};
-  const bus::Header header{bus::magic, bus::version, bus::Kind::request, bus::opcode::cush_command, 1, {0, 95}, 4, 0};
+  const bus::Header header{
+      bus::magic, bus::version, bus::Kind::request, bus::opcode::cush_command, 1, {0, 95}, 4, 0};
   bus::Payload datagram = bus::Writer().record(header).record(number).take();
   return {chosen(0, datagram),
-          chosen(1, bus::encode_command({3, true, {{0x13030007, bus::AttributeKind::value, bus::bytes_of(list)}}})),
+          chosen(1, bus::encode_command(
+                        {3, true, {{0x13030007, bus::AttributeKind::value, bus::bytes_of(list)}}})),
           chosen(3, bus::encode_vlans_deleted(deleted))};
 }
 

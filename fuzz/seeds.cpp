@@ -9,7 +9,8 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
   if (folder == nullptr) return 0;
   std::size_t number = 0;
   for (const fuzz::Input &seed : fuzz::seeds()) {
-    std::ofstream file(std::filesystem::path(folder) / ("seed-" + std::to_string(number++)), std::ios::binary);
+    std::ofstream file(std::filesystem::path(folder) / ("seed-" + std::to_string(number++)),
+                       std::ios::binary);
     file.write(reinterpret_cast<const char *>(seed.data()), static_cast<std::streamsize>(seed.size()));
     fuzz::must(file.flush().good(), "a seed can be written");
   }

@@ -5,8 +5,9 @@
 
 std::vector<fuzz::Input> fuzz::seeds() {
   std::vector<Input> all;
-  for (const char *line : {"show running-config all vlan 3-5,200", "no vlan 100 cin; show cin vlans", "sh cou int eth 1/3-5, port-channel 7",
-                           "debug tesk packet ! why", "copy running-config startup-config", "vlan 100 ?"})
+  for (const char *line : {"show running-config all vlan 3-5,200", "no vlan 100 cin; show cin vlans",
+                           "sh cou int eth 1/3-5, port-channel 7", "debug tesk packet ! why",
+                           "copy running-config startup-config", "vlan 100 ?"})
     all.push_back(input_of(std::string(line)));
   return all;
 }

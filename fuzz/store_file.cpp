@@ -34,7 +34,8 @@ std::vector<fuzz::Input> fuzz::seeds() {
   rcode_t rcode = 0;
   {
     std::optional<opal::Store> store = opal::Store::create(folder.file(), rcode);
-    must(store && store->write(key, value, true) == RCODE_SUCCESS && store->set_version(1, 0x100001) == RCODE_SUCCESS,
+    must(store && store->write(key, value, true) == RCODE_SUCCESS &&
+             store->set_version(1, 0x100001) == RCODE_SUCCESS,
          "a store can be made");
   }
   std::ifstream stream(folder.file(), std::ios::binary);
@@ -43,7 +44,8 @@ std::vector<fuzz::Input> fuzz::seeds() {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
   static const Folder folder;
-  std::ofstream(folder.file(), std::ios::binary).write(reinterpret_cast<const char *>(data), static_cast<std::streamsize>(size));
+  std::ofstream(folder.file(), std::ios::binary)
+      .write(reinterpret_cast<const char *>(data), static_cast<std::streamsize>(size));
   rcode_t rcode = RCODE_SUCCESS;
   std::optional<opal::Store> store = opal::Store::open(folder.file(), rcode);
   fuzz::must(store.has_value() == (rcode == RCODE_SUCCESS), "a store is open, or there is a code");

@@ -19,7 +19,8 @@ class MemoryFile {
   MemoryFile() : descriptor_(memfd_create("ring", MFD_CLOEXEC)) {}
   std::filesystem::path path() const { return "/proc/self/fd/" + std::to_string(descriptor_.get()); }
   void hold(const std::uint8_t *data, std::size_t size) const {
-    fuzz::must(ftruncate(descriptor_.get(), 0) == 0 && pwrite(descriptor_.get(), data, size, 0) == static_cast<ssize_t>(size),
+    fuzz::must(ftruncate(descriptor_.get(), 0) == 0 &&
+                   pwrite(descriptor_.get(), data, size, 0) == static_cast<ssize_t>(size),
                "memory holds the file");
   }
 
