@@ -130,4 +130,11 @@ TEST(Format, ShowsANullTextAsTheSystemDoes) {
   EXPECT_STREQ(buffer, "[(null)]");
 }
 
+TEST(Conversion, NeedsTheRoomOfItsLongestNumberAndNoneForAText) {
+  EXPECT_EQ(tesk_conversion_bytes(tesk_conversion_of("%s", 0)), 0u) << "a text is measured";
+  EXPECT_EQ(tesk_conversion_bytes(tesk_conversion_of("%d", 0)), 11u);
+  EXPECT_EQ(tesk_conversion_bytes(tesk_conversion_of("%08x", 0)), 11u);
+  EXPECT_EQ(tesk_conversion_bytes(tesk_conversion_of("%12u", 0)), 12u);
+}
+
 }  // namespace
