@@ -89,8 +89,9 @@ void configure(EditLine *editor, Console &console, History *history) {
   el_set(editor, EL_PROMPT, prompt);
   el_set(editor, EL_EDITOR, "emacs");
   el_set(editor, EL_HIST, ::history, history);
-  el_set(editor, EL_ADDFN, "list-choices", "List what may stand next", list);
-  el_set(editor, EL_ADDFN, "complete-word", "Complete the word", complete);
+  // Wide: el_set would make copies of the texts that el_end does not free.
+  el_wset(editor, EL_ADDFN, L"list-choices", L"List what may stand next", list);
+  el_wset(editor, EL_ADDFN, L"complete-word", L"Complete the word", complete);
   el_set(editor, EL_BIND, "?", "list-choices", nullptr);
   el_set(editor, EL_BIND, "\t", "complete-word", nullptr);
 }
