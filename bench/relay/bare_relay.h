@@ -17,8 +17,8 @@ class BareRelay {
  public:
   enum class Work { relay, discard };
 
-  /// Opens the sockets and starts the process. Throws chassis::Failure. Must be called before any thread
-  /// is started, because the process goes on after fork() without exec.
+  /// Opens the sockets and starts the process, which goes on after fork() without exec: it allocates nothing,
+  /// and holds the descriptors that were open. Throws chassis::Failure.
   BareRelay(const Wire &wire, Work work);
   ~BareRelay();
   BareRelay(const BareRelay &) = delete;

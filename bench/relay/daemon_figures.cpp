@@ -50,7 +50,7 @@ void relay_among(Lab &lab, Tables &tables, const std::string &name) {
                     .frames = lab.settings.frames,
                     .window = fitting_window(lab.settings.window, 64),
                     .stations = Lab::stations};
-    const double bare = measure(lab.bare_wire, lab.bare.pid(), load).relay_ns;
+    const double bare = measure(lab.bare_wire, lab.bare->pid(), load).relay_ns;
     figure->of(name).values.push_back(measure(lab.daemon_wire, lab.daemon->pid(), load).relay_ns / bare);
   }
 }

@@ -39,21 +39,33 @@ void meet(const Wire &wire) {
 }  // namespace
 
 Lab::Lab(const Settings &wanted)
-    : settings(wanted),
-      relay_processor(processor_of(true)),
-      generator_processor(processor_of(false)),
-      daemon_wire(make_driver_wire(Shape::daemon, "inb0", "mgmt0")),
-      bare_wire(make_driver_wire(Shape::bare, "bare_inb0", "bare_mgmt0")),
-      discard_wire(make_driver_wire(Shape::bare, "discard_inb0", "discard_mgmt0")),
-      bare(bare_wire, BareRelay::Work::relay),
-      discard(discard_wire, BareRelay::Work::discard) {
-  for (const BareRelay *relay : {&bare, &discard}) {
+    : settings(wanted), relay_processor(processor_of(true)), generator_processor(processor_of(false)) {
+  make_anew();
+  start_peers();
+  pin(0, generator_processor);
+}
+
+void Lab::make_wires() {
+  for (Wire *wire : {&daemon_wire, &bare_wire, &discard_wire}) {
+    remove_driver_wire(*wire);
+  }
+  daemon_wire = make_driver_wire(Shape::daemon, "inb0", "mgmt0");
+  bare_wire = make_driver_wire(Shape::bare, "bare_inb0", "bare_mgmt0");
+  discard_wire = make_driver_wire(Shape::bare, "discard_inb0", "discard_mgmt0");
+}
+
+void Lab::make_anew() {
+  daemon.reset();
+  bare.reset();
+  discard.reset();
+  make_wires();
+  bare.emplace(bare_wire, BareRelay::Work::relay);
+  discard.emplace(discard_wire, BareRelay::Work::discard);
+  for (const BareRelay *relay : {&*bare, &*discard}) {
     pin(relay->pid(), relay_processor);
   }
   await_relay(bare_wire);
   restart_daemon("relay");
-  start_peers();
-  pin(0, generator_processor);
 }
 
 DaemonUnderTest &Lab::restart_daemon(const std::string &name) {

@@ -39,9 +39,12 @@ class Lab {
   /// The AMM and so many stations talk.
   static constexpr std::uint32_t stations = 20;
 
+  /// Ends the daemon and both bare loops, and starts them anew on new devices. Where devices and processes
+  /// happen to lie in memory makes them faster or slower for all their life, by more than the limits allow,
+  /// so that a figure of one set of them is not the program's.
+  void make_anew();
+
   /// Ends the daemon and starts another one, which learns these stations; a run folder of that name is made.
-  /// Where a process happens to lie in memory makes it faster or slower for all its life, by more than the
-  /// limits allow, so that a figure of one start is not the daemon's.
   DaemonUnderTest &restart_daemon(const std::string &run_folder);
 
   struct AbsentPeer {
@@ -51,7 +54,7 @@ class Lab {
   const Settings settings;
   int relay_processor, generator_processor;
   Wire daemon_wire, bare_wire, discard_wire;
-  BareRelay bare, discard;
+  std::optional<BareRelay> bare, discard;
   std::optional<DaemonUnderTest> daemon;
   std::vector<Peer> peers;
   std::vector<AbsentPeer> absent_peers;
@@ -59,6 +62,7 @@ class Lab {
 
  private:
   void start_peers();
+  void make_wires();
 };
 
 /// Figures of the relay beside its peers. Every daemon figure needs a fresh daemon, which is started in

@@ -14,23 +14,26 @@ struct Contestant {
   std::function<double()> measure;
 };
 
-/// Lets a fresh daemon do what is done for the first time before it is measured beside those that ran for
+/// Lets a fresh relay do what is done for the first time before it is measured beside those that ran for
 /// long.
 void warm_up(const Wire &wire) {
   for (const Direction direction : {Direction::to_host, Direction::to_asic}) {
-    run_load(wire, {.direction = direction, .frames = 12'800, .window = 128});
+    run_load(wire,
+             {.direction = direction, .frame_bytes = good_frame_bytes, .frames = 12'800, .window = 128});
   }
 }
 
-/// Rounds in which the contestants take turns, each beginning with another one. Each round has a daemon of
-/// its own. An invalid run ends the contestant's series.
+/// Rounds in which the contestants take turns, each beginning with another one. Each round has a daemon and
+/// bare loops of its own. An invalid run ends the contestant's series.
 void run_rounds(Figure &figure, Lab &lab, const std::vector<Contestant> &contestants) {
   for (const Contestant &contestant : contestants) {
     figure.of(contestant.name);
   }
   for (std::uint32_t round = 0; round < lab.settings.rounds; ++round) {
-    lab.restart_daemon("relay");
-    warm_up(lab.daemon_wire);
+    lab.make_anew();
+    for (const Wire *wire : {&lab.daemon_wire, &lab.bare_wire, &lab.discard_wire}) {
+      warm_up(*wire);
+    }
     for (std::size_t turn = 0; turn < contestants.size(); ++turn) {
       const Contestant &contestant = contestants[(round + turn) % contestants.size()];
       Series &series = figure.of(contestant.name);
@@ -63,7 +66,7 @@ Figure saturated(Lab &lab, Direction direction, std::size_t bytes) {
   load.window = fitting_window(lab.settings.window, bytes);
   Figure figure{limit_name(direction, bytes), fmt::format("ns, {} in flight", load.window), {}, {}};
   std::vector<Contestant> contestants{
-      {"bare loop", [&] { return measure(lab.bare_wire, lab.bare.pid(), load).relay_ns; }},
+      {"bare loop", [&] { return measure(lab.bare_wire, lab.bare->pid(), load).relay_ns; }},
       {"daemon", [&] { return measure(lab.daemon_wire, lab.daemon->pid(), load).relay_ns; }}};
   for (const Peer &peer : lab.peers) {
     contestants.push_back(contestant_of(peer, load));
@@ -84,7 +87,7 @@ Figure flood(Lab &lab) {
       .frames = lab.settings.frames, .window = fitting_window(lab.settings.window, 64), .flood = true};
   Figure figure{"CPU time of a frame flooded to 20 ports, 64 bytes, saturated", "ns", {}, {}};
   run_rounds(figure, lab,
-             {{"bare loop", [&] { return measure(lab.bare_wire, lab.bare.pid(), load).relay_ns; }},
+             {{"bare loop", [&] { return measure(lab.bare_wire, lab.bare->pid(), load).relay_ns; }},
               {"daemon", [&] { return measure(lab.daemon_wire, lab.daemon->pid(), load).relay_ns; }}});
   figure.limits = {{"daemon", "bare loop", 1.15}};
   return figure;
@@ -111,7 +114,7 @@ Figure rejected(Lab &lab, const RejectedKind &kind) {
                 {},
                 {}};
   run_rounds(figure, lab,
-             {{"read, discard", [&] { return measure(lab.discard_wire, lab.discard.pid(), load).relay_ns; }},
+             {{"read, discard", [&] { return measure(lab.discard_wire, lab.discard->pid(), load).relay_ns; }},
               {"daemon", [&] { return measure(lab.daemon_wire, lab.daemon->pid(), load).relay_ns; }}});
   figure.limits = {{"daemon", "read, discard", 1.15}};
   return figure;

@@ -3,7 +3,9 @@
 #include <arpa/inet.h>
 #include <fmt/core.h>
 #include <linux/if_packet.h>
+#include <linux/if_tun.h>
 #include <net/if.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 
 #include <cerrno>
@@ -53,6 +55,15 @@ Descriptor open_packet_socket(const std::string &name) {
 Wire make_driver_wire(Shape shape, const std::string &inband_name, const std::string &management_name) {
   return {shape, inband_name, management_name, make_driver_device(inband_name),
           make_driver_device(management_name)};
+}
+
+void remove_driver_wire(Wire &wire) {
+  for (Descriptor *device : {&wire.inband, &wire.management}) {
+    if (*device) {
+      ioctl(device->get(), TUNSETPERSIST, 0);
+      *device = Descriptor();
+    }
+  }
 }
 
 Wire make_tap_wire(const std::string &inband_name, const std::string &management_name) {

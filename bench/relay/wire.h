@@ -30,6 +30,10 @@ struct Wire {
 /// Makes two TUN devices and brings them up. Throws chassis::Failure.
 Wire make_driver_wire(Shape shape, const std::string &inband_name, const std::string &management_name);
 
+/// Takes a driver wire's devices away; whoever else holds their descriptors must have ended. No devices, no
+/// effect.
+void remove_driver_wire(Wire &wire);
+
 /// Makes two TAP devices, whose descriptors the generator holds, and brings them up.
 Wire make_tap_wire(const std::string &inband_name, const std::string &management_name);
 
