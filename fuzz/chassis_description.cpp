@@ -1,18 +1,12 @@
 // A chassis description, as somebody writes it.
 #include "host/chassis/description.h"
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-
 #include "fuzz/fuzz.h"
 
 std::vector<fuzz::Input> fuzz::seeds() {
   std::vector<Input> all;
-  for (const auto &entry : std::filesystem::directory_iterator(EXAMPLES_FOLDER)) {
-    std::ifstream file(entry.path(), std::ios::binary);
-    all.push_back(input_of(std::string(std::istreambuf_iterator<char>(file), {})));
-  }
+  for (const auto &example : std::filesystem::directory_iterator(EXAMPLES_FOLDER))
+    all.push_back(input_of_file(example.path()));
   return all;
 }
 

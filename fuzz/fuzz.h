@@ -12,6 +12,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <span>
 #include <vector>
 
@@ -72,6 +75,11 @@ template <typename Bytes>
 Input input_of(const Bytes &bytes) {
   const auto *start = reinterpret_cast<const std::uint8_t *>(bytes.data());
   return {start, start + bytes.size()};
+}
+
+inline Input input_of_file(const std::filesystem::path &file) {
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 /// A seed whose first byte chooses, as several targets read it.

@@ -3,11 +3,9 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <fstream>
-#include <iterator>
-
 #include "fuzz/fuzz.h"
 #include "host/opal/trace_ring.h"
+#include "tests/host/bus/temp_folder.h"
 
 namespace {
 
@@ -31,19 +29,15 @@ class MemoryFile {
 }  // namespace
 
 std::vector<fuzz::Input> fuzz::seeds() {
-  char folder[] = "/tmp/fuzz-ring-XXXXXX";
-  must(mkdtemp(folder) != nullptr, "there is a folder for the seeds");
-  const std::filesystem::path file = std::filesystem::path(folder) / "ring";
+  const TempFolder folder;
+  const std::filesystem::path file = folder.path() / "ring";
   std::string why;
   {
     std::optional<trace::RingWriter> writer = trace::RingWriter::open(file, trace::ring_capacity_min, why);
     must(writer.has_value(), "a ring can be made");
     for (std::uint32_t i = 0; i < 100; ++i) writer->append(i, i % 3, std::string(i, 'x'));
   }
-  std::ifstream stream(file, std::ios::binary);
-  std::vector<Input> all = {input_of(std::string(std::istreambuf_iterator<char>(stream), {}))};
-  std::filesystem::remove_all(folder);
-  return all;
+  return {input_of_file(file)};
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
