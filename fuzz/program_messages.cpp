@@ -2,14 +2,13 @@
 //
 // Behind an even first byte stands a datagram as it lies on the bus; behind an odd one, the payload of a
 // message of one of the daemon's opcodes. Every operation that looks into messages is given what arrives.
-#include <unistd.h>
-
 #include <cstring>
 #include <memory>
 
 #include "fuzz/fuzz.h"
 #include "host/bus/codec.h"
 #include "opal/cush.h"
+#include "opal/portsvc.h"
 #include "opal/rcgen.h"
 #include "opal/vlan_mgr.h"
 #include "tests/host/bus/raw_socket.h"
@@ -19,7 +18,8 @@ namespace {
 
 namespace bus = opal::bus;
 
-constexpr std::uint32_t opcodes[] = {bus::opcode::cush_command, QBUS_OPC_VLAN_MGR_VLANS_DELETED, 62471};
+constexpr std::uint32_t opcodes[] = {bus::opcode::cush_command, QBUS_OPC_VLAN_MGR_VLANS_DELETED,
+                                     QBUS_OPC_PORTSVC_L2_PROTOCOL_STATE_CHANGE};
 constexpr std::uint32_t attributes[] = {0x13030007, 0x0EC20003, 0};
 
 void look_into_command(const qbus_msg_ref_t &message) {

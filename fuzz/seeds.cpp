@@ -1,7 +1,4 @@
 // Writes a target's seeds to the folder FUZZ_SEEDS, where the fuzzer then finds them.
-#include <filesystem>
-#include <fstream>
-
 #include "fuzz/fuzz.h"
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {

@@ -1,5 +1,4 @@
 // The file of a trace history, as a reader finds it: whole, damaged or made up.
-#include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
