@@ -78,10 +78,11 @@ int tesk_vlan_deactivate(uint16_t vlan);
 /** Configures a VLAN as CIN. @return true also when it already is */
 boolean tesk_cli_vlan_add_handler(vlan_id_t vlan);
 
-/** Ends a VLAN's configuration as CIN. @return false when it is not, or at the first failing step */
+/** Ends a VLAN's configuration as CIN. The number is used as 16 bits: 65546 is VLAN 10.
+ * @return false when it is not configured, or at the first failing step */
 boolean tesk_cli_vlan_del_handler(vlan_id_t vlan);
 
-/** VLANs were deleted in the VLAN manager. */
+/** VLANs were deleted in the VLAN manager; their numbers are used as 16 bits. */
 void tesk_vlan_vlan_mgr_deleted_handler(qbus_msg_ref_t *msg);
 
 /** Starts to accept a VLAN from the management device, and stops. */

@@ -16,10 +16,7 @@ typedef struct member_masks {
 /** How far the removal of a VLAN came. */
 enum removal { removal_done, removal_ports_failed, removal_store_failed, removal_table_failed };
 
-/* A number that is no VLAN number at all is never taken for the VLAN of its low bits. */
-boolean is_configured(vlan_id_t vlan) {
-  return vlan >= 0 && vlan <= UINT16_MAX && tesk_vlan_hash_get_ltl((uint16_t)vlan) != TESK_LTL_ABSENT;
-}
+boolean is_configured(uint16_t vlan) { return tesk_vlan_hash_get_ltl(vlan) != TESK_LTL_ABSENT; }
 
 void count_check(const char *caller) {
   if (cin_vlan_count < 1 || cin_vlan_count > TESK_CIN_VLANS_MAX) {
@@ -122,13 +119,13 @@ enum removal remove_vlan(uint16_t vlan) {
 }
 
 /* @return false when the VLAN was not removed in full */
-boolean remove_deleted_vlan(const char *caller, vlan_id_t vlan) {
+boolean remove_deleted_vlan(const char *caller, uint16_t vlan) {
   if (!is_configured(vlan)) {
     TESK_ERR_AS(caller, "%s:VLAN %d had not been configured as CIN VLAN\n", caller, vlan);
     return false;
   }
   count_check(caller);
-  switch (remove_vlan((uint16_t)vlan)) {
+  switch (remove_vlan(vlan)) {
     case removal_ports_failed:
       TESK_ERR_AS(caller, "%s: Failed to delete VLAN %d from Port Contexts\n", caller, vlan);
       return false;
@@ -157,10 +154,11 @@ void tesk_vlan_amm_refuse(uint16_t vlan) {
   tesk_krnl_port_info_dirty(&amm_mgmt_port);
 }
 
-boolean tesk_cli_vlan_add_handler(vlan_id_t vlan) {
-  if (vlan < TESK_CIN_VLAN_FIRST || vlan > TESK_CIN_VLAN_LAST) {
+boolean tesk_cli_vlan_add_handler(vlan_id_t vlan_id) {
+  if (vlan_id < TESK_CIN_VLAN_FIRST || vlan_id > TESK_CIN_VLAN_LAST) {
     return false;
   }
+  const auto vlan = (uint16_t)vlan_id;
   if (is_configured(vlan)) {
     TESK_CTRL("%s:VLAN %d has already been configured as CIN VLAN\n", __func__, vlan);
     return true;
@@ -168,7 +166,7 @@ boolean tesk_cli_vlan_add_handler(vlan_id_t vlan) {
   if (!count_has_room(__func__)) {
     return false;
   }
-  if (!tesk_vlan_hash_insert((uint16_t)vlan)) {
+  if (!tesk_vlan_hash_insert(vlan)) {
     TESK_ERR("%s:Failed to insert VLAN %d in Hash Table\n", __func__, vlan);
     return false;
   }
@@ -176,26 +174,27 @@ boolean tesk_cli_vlan_add_handler(vlan_id_t vlan) {
     TESK_ERR("%s:Failed to add VLAN %d to KVS\n", __func__, vlan);
     return false;
   }
-  tesk_vlan_amm_accept((uint16_t)vlan);
-  if (!bring_up_members(__func__, (uint16_t)vlan)) {
+  tesk_vlan_amm_accept(vlan);
+  if (!bring_up_members(__func__, vlan)) {
     return false;
   }
   cin_vlan_count++;
   return true;
 }
 
-boolean tesk_cli_vlan_del_handler(vlan_id_t vlan) {
+boolean tesk_cli_vlan_del_handler(vlan_id_t vlan_id) {
+  const auto vlan = (uint16_t)vlan_id;
   if (!is_configured(vlan)) {
     TESK_CTRL("VLAN %d had not been configured as CIN VLAN\n", vlan);
     return false;
   }
-  const uint32_t ltl = tesk_vlan_hash_get_ltl((uint16_t)vlan);
+  const uint32_t ltl = tesk_vlan_hash_get_ltl(vlan);
   count_check(__func__);
-  if (ltl != 0 && tesk_vlan_deactivate((uint16_t)vlan) != 0) {
+  if (ltl != 0 && tesk_vlan_deactivate(vlan) != 0) {
     TESK_ERR("Failed to deactivate VLAN %d\n", vlan);
     return false;
   }
-  switch (remove_vlan((uint16_t)vlan)) {
+  switch (remove_vlan(vlan)) {
     case removal_ports_failed:
       TESK_ERR("Failed to delete VLAN %d from Port Contexts\n", vlan);
       return false;
@@ -222,7 +221,7 @@ void tesk_vlan_vlan_mgr_deleted_handler(qbus_msg_ref_t *msg) {
   vlan_id_t removed[TESK_VLAN_LIST_MAX];
   uint32_t removed_count = 0;
   for (uint32_t i = 0; i < count; i++) {
-    const vlan_id_t vlan = records[i].vlan_id;
+    const auto vlan = (uint16_t)records[i].vlan_id;
     if (remove_deleted_vlan(__func__, vlan) && removed_count < TESK_VLAN_LIST_MAX) {
       removed[removed_count++] = vlan;
     }

@@ -82,7 +82,9 @@ Gen<Happening> cbl_change() {
 
 Gen<Happening> vlans_deleted() {
   const auto known = gen::map(vlan(), [](uint16_t number) { return int32_t{number}; });
-  const auto number = gen::weightedOneOf<int32_t>({{12, known}, {1, any_of<int32_t>(-1, 70000, 0x7fffffff)}});
+  const auto above = gen::map(usual_vlan(), [](uint16_t number) { return int32_t{number} + 0x10000; });
+  const auto number =
+      gen::weightedOneOf<int32_t>({{12, known}, {2, above}, {1, any_of<int32_t>(-1, 70000, 0x7fffffff)}});
   return gen::cast<Happening>(gen::construct<VlansDeleted>(up_to(3, number)));
 }
 

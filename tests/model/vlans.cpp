@@ -117,7 +117,7 @@ bool Model::bring_up_members(Vlan &vlan) {
 }
 
 bool Model::delete_cin_vlan(int64_t number) {
-  Vlan *vlan = vlan_of(number);
+  Vlan *vlan = vlan_of(static_cast<uint16_t>(number));
   if (vlan == nullptr) return false;
   if (vlan->members != 0 && !deactivate(*vlan)) return false;
   return remove_vlan(*vlan);
@@ -144,7 +144,8 @@ void Model::happens(const VlansDeleted &notice) {
   message(0x5c22, [&] {
     if (platform_.met("vlan_mgr_parse_notification_msg_local")) return;
     std::vector<int32_t> removed;
-    for (const int32_t number : notice.vlans) {
+    for (const int32_t announced : notice.vlans) {
+      const auto number = static_cast<uint16_t>(announced);
       Vlan *vlan = vlan_of(number);
       if (vlan != nullptr && remove_vlan(*vlan)) removed.push_back(number);
     }

@@ -241,11 +241,21 @@ class CinVlanDeleted : public TablesTest {
 };
 
 TEST_F(CinVlanDeleted, ThatWasNeverConfiguredFails) {
-  for (const int32_t vlan : {11, 0, -1, 4096, 65546}) {
+  for (const int32_t vlan : {11, 0, 4096, 65535}) {
     EXPECT_FALSE(tesk_cli_vlan_del_handler(vlan));
     expect({control(deleter, "VLAN " + std::to_string(vlan) + " had not been configured as CIN VLAN\n")});
   }
   EXPECT_EQ(cin_vlan_count, 1);
+}
+
+TEST_F(CinVlanDeleted, IsTheOneOfTheNumbersLowSixteenBits) {
+  EXPECT_FALSE(tesk_cli_vlan_del_handler(-1));
+  expect({control(deleter, "VLAN 65535 had not been configured as CIN VLAN\n")});
+  EXPECT_TRUE(tesk_cli_vlan_del_handler(65546));
+  expect(lines(taken_out_of_ports(), port_marked(), unstored(10), vlan_removed(10)));
+  EXPECT_EQ(vlan_entry(10), nullptr);
+  EXPECT_FALSE(is_stored(10));
+  EXPECT_EQ(cin_vlan_count, 0);
 }
 
 TEST_F(CinVlanDeleted, WithoutAMemberIsNotDeactivated) {

@@ -149,11 +149,19 @@ TEST_F(DeletionNotice, OfNoVlansIsNothing) {
 }
 
 TEST_F(DeletionNotice, OfNumbersThatAreNoVlanTouchesNothing) {
-  for (const int32_t vlan : {-1, 0, 4096, 65546, -65526, INT32_MIN, INT32_MAX}) {
-    deleted({vlan});
-    expect({not_configured(vlan)});
+  const std::pair<int32_t, int32_t> numbers[] = {{-1, 65535},  {0, 0},         {4096, 4096},      {65547, 11},
+                                                 {-65525, 11}, {INT32_MIN, 0}, {INT32_MAX, 65535}};
+  for (const auto &[announced, used] : numbers) {
+    deleted({announced});
+    expect({not_configured(used)});
   }
   EXPECT_NE(vlan_entry(10), nullptr);
+}
+
+TEST_F(DeletionNotice, UsesTheLowSixteenBitsOfItsNumbers) {
+  deleted({65546, -65516});
+  expect(lines(removed(10), removed(20), unset_sent("10 20")));
+  EXPECT_EQ(cin_vlan_count, 0);
 }
 
 TEST_F(DeletionNotice, OfMoreVlansThanThereAreIsServedToItsEnd) {
