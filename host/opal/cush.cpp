@@ -54,10 +54,10 @@ bool is_in_use(const cmd_mrange_t *mrange) {
   return std::ranges::any_of(ranges_in_use(), [mrange](const auto &range) { return range.get() == mrange; });
 }
 
-/// The last message that was no well-formed command; answered by a nok without a handle.
-qbus_msg_ref_t &refused_message() {
-  static qbus_msg_ref_t refused{};
-  return refused;
+/// The message whose handle was asked for last and was not made; answered by a nok without a handle.
+qbus_msg_ref_t &message_without_handle() {
+  static qbus_msg_ref_t message{};
+  return message;
 }
 
 std::optional<bus::CommandView> command_of(const qbus_msg_ref_t *reference) {
@@ -88,8 +88,8 @@ int send_answer(cmd_rx_handle_t &handle, bool ok, std::string_view text, bus::By
 }
 
 int answer_refused(std::string_view text) {
-  const int error = reply_to(&refused_message(), bus::encode_command_answer({false, text, {}}));
-  refused_message() = {};
+  const int error = reply_to(&message_without_handle(), bus::encode_command_answer({false, text, {}}));
+  message_without_handle() = {};
   return error;
 }
 
@@ -115,13 +115,16 @@ int cmd_backend_init(qbus_queue_t queue) {
   return static_cast<int>(ask(bus::address::cush, bus::opcode::backend_init, bus::bytes_of(registration)));
 }
 
-size_t cmd_req_handle_get_1(const qbus_msg_ref_t *) { return sizeof(cmd_rx_handle_t); }
+// A program that has no memory for the scratch area makes no second call, and refuses the message all the same.
+size_t cmd_req_handle_get_1(const qbus_msg_ref_t *message) {
+  message_without_handle() = message != nullptr ? *message : qbus_msg_ref_t{};
+  return sizeof(cmd_rx_handle_t);
+}
 
 cmd_rx_handle_t *cmd_req_handle_get_2(const qbus_msg_ref_t *message, void *scratch) {
-  if (scratch == nullptr || !command_of(message)) {
-    refused_message() = message != nullptr ? *message : qbus_msg_ref_t{};
-    return nullptr;
-  }
+  message_without_handle() = message != nullptr ? *message : qbus_msg_ref_t{};
+  if (scratch == nullptr || !command_of(message)) return nullptr;
+  message_without_handle() = {};
   ranges_in_use().clear();
   return new (scratch) cmd_rx_handle_t{*message, false, false, nullptr};
 }

@@ -47,7 +47,10 @@ int cush_register_parse_tree(qbus_queue_t queue, const char *name);
 /** Starts the command back end of this program. @return 0, or a result code */
 int cmd_backend_init(qbus_queue_t queue);
 
-/** @return bytes of scratch that the request's handle needs; never 0 */
+/**
+ * Begins to serve a request: until its handle is made, cmd_rsp_send_nok without a handle refuses it.
+ * @return bytes of scratch that the request's handle needs; never 0
+ */
 size_t cmd_req_handle_get_1(const qbus_msg_ref_t *message);
 
 /**
@@ -89,7 +92,8 @@ int cmd_rsp_send_ok(cmd_rx_handle_t *handle);
 
 /**
  * Answers that the command failed.
- * @param handle null answers the message that cmd_req_handle_get_2 refused last
+ * @param handle null answers, once, the message last given to cmd_req_handle_get_1 or _2, if no handle
+ *        was made for it
  * @param flags none defined: 0
  * @param format text for the operator, printf style
  * @return 0, or non-zero

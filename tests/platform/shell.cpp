@@ -7,6 +7,7 @@
 #include <cstring>
 #include <deque>
 #include <span>
+#include <utility>
 
 #include "opal/cush.h"
 #include "opal/rcgen.h"
@@ -43,6 +44,7 @@ struct Shell {
   std::deque<rcgen_hdl> handles;
   cmd_rsp response{};
   int unanswered_generations = 0;
+  bool awaits_handle = false;
   size_t blocks_when_answered = 0;
 };
 
@@ -130,13 +132,14 @@ int cush_register_parse_tree(qbus_queue_t queue, const char *name) {
 int cmd_backend_init(qbus_queue_t queue) { return call("cmd_backend_init", queue).returns(0); }
 
 size_t cmd_req_handle_get_1(const qbus_msg_ref_t *message) {
-  static_cast<void>(message);
+  the_shell.awaits_handle = message_of(message).opcode == command_opcode;
   return quiet("cmd_req_handle_get_1").returns(sizeof(cmd_rx_handle));
 }
 
 cmd_rx_handle_t *cmd_req_handle_get_2(const qbus_msg_ref_t *message, void *scratch) {
   auto *handle = quiet("cmd_req_handle_get_2").hands(static_cast<cmd_rx_handle_t *>(scratch));
   if (handle == nullptr) return nullptr;
+  the_shell.awaits_handle = false;
   std::memset(handle, 0xa5, sizeof *handle);
   handle->command = message_of(message).token;
   handle->position = 0;
@@ -194,6 +197,8 @@ int cmd_rsp_send_nok(cmd_rx_handle_t *handle, uint32_t flags, const char *format
   va_start(arguments, format);
   std::vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
+  if (handle == nullptr && !std::exchange(the_shell.awaits_handle, false))
+    ADD_FAILURE() << "the daemon refuses without a handle, but no request waits for one";
   the_shell.blocks_when_answered = live_blocks();
   return call("cmd_rsp_send_nok", shown_handle(handle), flags, static_cast<const char *>(text)).returns(0);
 }

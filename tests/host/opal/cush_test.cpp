@@ -92,6 +92,22 @@ TEST_F(CushTest, EveryTruncationIsRefusedAndANokWithoutHandleAnswersIt) {
   }
 }
 
+TEST_F(CushTest, ARequestWithoutScratchAreaIsAnsweredByANokWithoutHandle) {
+  EXPECT_GT(cmd_req_handle_get_1(arrive(bus::encode_command({3, false, {}}))), 0u);
+  EXPECT_EQ(cmd_rsp_send_nok(nullptr, 0, "%s", "no memory"), 0);
+  EXPECT_EQ(answer().text, "no memory");
+  EXPECT_NE(cmd_rsp_send_nok(nullptr, 0, "%s", "again"), 0) << "one answer only";
+  EXPECT_TRUE(nothing_more());
+}
+
+TEST_F(CushTest, ARequestWithAHandleIsNotRefusedWithoutIt) {
+  cmd_rx_handle_t *handle = request(3);
+  EXPECT_NE(cmd_rsp_send_nok(nullptr, 0, "%s", "whose"), 0);
+  EXPECT_EQ(cmd_rsp_send_ok(handle), 0);
+  EXPECT_TRUE(answer().ok);
+  EXPECT_TRUE(nothing_more());
+}
+
 TEST_F(CushTest, ANoticeIsNoCommand) {
   EXPECT_EQ(handle_of(arrive(bus::encode_command({3, false, {}}), bus::Kind::notice)), nullptr);
   EXPECT_NE(cmd_rsp_send_nok(nullptr, 0, "%s", "x"), 0);
