@@ -55,5 +55,8 @@ extern boolean tesk_l2switch_disable;
 /** True once the heartbeat timer has sent its one heartbeat. */
 extern boolean tesk_overseer_hbt_sent;
 
+/** True once the loop has traced that it cannot serve a descriptor. */
+extern boolean tesk_descriptor_refused;
+
 /** True once both relay sockets are bound. */
 extern boolean tesk_l2_init_done;

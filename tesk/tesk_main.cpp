@@ -24,6 +24,7 @@ const uint16_t sol_vlan = 4095;
 boolean vorlund_platform = false;
 boolean tesk_l2switch_disable = false;
 boolean tesk_overseer_hbt_sent = false;
+boolean tesk_descriptor_refused = false;
 
 namespace {
 
@@ -41,8 +42,20 @@ void identify_board() {
   vorlund_platform = card.swCardId == TESK_CARD_VORLUND;
 }
 
+/* A set holds no other descriptors. */
+boolean is_watchable(int descriptor) { return descriptor >= 0 && descriptor < FD_SETSIZE; }
+
+/* Every pass comes here again: one trace says it. */
+void refuse_descriptor(int descriptor) {
+  if (!tesk_descriptor_refused) {
+    TESK_ERR("Descriptor %d is not served, only 0 to %d can be\n", descriptor, FD_SETSIZE - 1);
+    tesk_descriptor_refused = true;
+  }
+}
+
 void watch(int descriptor, fd_set *set, int *highest) {
-  if (descriptor < 0 || descriptor >= FD_SETSIZE) {
+  if (!is_watchable(descriptor)) {
+    refuse_descriptor(descriptor);
     return;
   }
   FD_SET(descriptor, set);
@@ -52,7 +65,7 @@ void watch(int descriptor, fd_set *set, int *highest) {
 }
 
 boolean is_ready(int descriptor, const fd_set *set) {
-  return descriptor >= 0 && descriptor < FD_SETSIZE && FD_ISSET(descriptor, set);
+  return is_watchable(descriptor) && FD_ISSET(descriptor, set);
 }
 
 void processing_pass(int queue) {

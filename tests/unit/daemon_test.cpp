@@ -42,6 +42,7 @@ void clear(Global &global) {
 
 void reset_daemon() {
   vorlund_platform = tesk_l2switch_disable = tesk_overseer_hbt_sent = tesk_l2_init_done = false;
+  tesk_descriptor_refused = false;
   tesk_dbg_pkt = tesk_dbg_ctrl = false;
   tesk_qbus_q = 0;
   sock_mgmt = sock_inband = 0;

@@ -496,13 +496,29 @@ TEST_F(Loop, LeavesFramesInTheSocketsWhileTheRelayIsDisabled) {
   expect({"select(31, read {30})"});
 }
 
-TEST_F(Loop, LeavesADescriptorOutThatNoSetHolds) {
+TEST_F(Loop, LeavesADescriptorOutThatNoSetHoldsAndSaysSoOnce) {
   tesk_l2_init_done = true;
   sock_inband = -1;
   sock_mgmt = FD_SETSIZE;
   wakes({});
   EXPECT_EQ(loop(), waiting());
-  expect({"select(31, read {30})", "select(31, read {30})"});
+  expect({error("refuse_descriptor", "Descriptor 1024 is not served, only 0 to 1023 can be\n"),
+          "select(31, read {30})", "select(31, read {30})"});
+}
+
+TEST_F(Loop, SaysWhichDescriptorItCannotServe) {
+  tesk_l2_init_done = true;
+  sock_inband = -1;
+  EXPECT_EQ(loop(), waiting());
+  expect({error("refuse_descriptor", "Descriptor -1 is not served, only 0 to 1023 can be\n"),
+          "select(43, read {30 42})"});
+}
+
+TEST_F(Loop, ServesTheHighestDescriptorThatASetHolds) {
+  tesk_l2_init_done = true;
+  sock_mgmt = FD_SETSIZE - 1;
+  EXPECT_EQ(loop(), waiting());
+  expect({"select(1024, read {30 41 1023})"});
 }
 
 TEST_F(Loop, StartsTheNextPassAfterAnInterruptedWait) {
