@@ -1,5 +1,5 @@
 // A chassis description, as somebody writes it.
-#include "host/chassis/description.h"
+#include "host/chassis/model/description.h"
 
 #include "fuzz/fuzz.h"
 

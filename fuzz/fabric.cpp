@@ -1,5 +1,5 @@
 // Frames at the switch ASIC's model: from any port's wire, and from the CPU behind a from-host header.
-#include "host/chassis/fabric.h"
+#include "host/chassis/asic/fabric.h"
 
 #include "fuzz/fuzz.h"
 

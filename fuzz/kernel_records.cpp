@@ -1,7 +1,7 @@
 // Records that a program hands to the kernel module's device.
 //
 // An input is a row of requests: a byte that says which, and its record.
-#include "host/chassis/klm_records.h"
+#include "host/chassis/kernel_module/klm_records.h"
 
 #include "fuzz/fuzz.h"
 

@@ -63,7 +63,7 @@ void look_into(const qbus_msg_ref_t &message) {
 
 /// Puts one datagram into the queue, whatever it holds.
 void send_datagram(std::span<const std::byte> bytes) {
-  static const bus::Descriptor raw = bus::raw_socket();
+  static const host::Descriptor raw = bus::raw_socket();
   (void)bus::raw_send(raw, opal::test::run_folder() / "bus" / "0.721", bytes);
 }
 

@@ -3,7 +3,7 @@
 #include <unistd.h>
 
 #include "fuzz/fuzz.h"
-#include "host/opal/trace_ring.h"
+#include "host/history/trace_ring.h"
 #include "tests/host/bus/temp_folder.h"
 
 namespace {
@@ -22,7 +22,7 @@ class MemoryFile {
   }
 
  private:
-  opal::bus::Descriptor descriptor_;
+  host::Descriptor descriptor_;
 };
 
 }  // namespace

@@ -15,8 +15,8 @@
 #include <cstring>
 #include <fstream>
 
-#include "host/chassis/failure.h"
-#include "host/process/argument_pointers.h"
+#include "host/system/argument_pointers.h"
+#include "host/system/failure.h"
 
 namespace bench {
 namespace {
@@ -36,7 +36,7 @@ constexpr int not_installed = 127;
   dup2(input, STDIN_FILENO);
   dup2(output, STDOUT_FILENO);
   dup2(output, STDERR_FILENO);
-  const std::vector<char *> arguments = process::argument_pointers(command);
+  const std::vector<char *> arguments = host::argument_pointers(command);
   execvp(arguments[0], arguments.data());
   _exit(not_installed);
 }
@@ -59,17 +59,17 @@ bool is_installed(const std::string &program) {
 Child::Child(const std::vector<std::string> &command, int processor, std::filesystem::path words)
     : words_(std::move(words)) {
   if (!is_installed(command.front())) {
-    throw chassis::Failure(fmt::format("{} is not installed", command.front()));
+    throw host::Failure(fmt::format("{} is not installed", command.front()));
   }
   std::array<int, 2> ends{};
   if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-    throw chassis::Failure(fmt::format("no pipe can be made: {}", std::strerror(errno)));
+    throw host::Failure(fmt::format("no pipe can be made: {}", std::strerror(errno)));
   }
-  const opal::bus::Descriptor read_end(ends[0]);
-  input_ = opal::bus::Descriptor(ends[1]);
+  const host::Descriptor read_end(ends[0]);
+  input_ = host::Descriptor(ends[1]);
   pid_ = fork();
   if (pid_ < 0) {
-    throw chassis::Failure(fmt::format("no process for {}: {}", command.front(), std::strerror(errno)));
+    throw host::Failure(fmt::format("no process for {}: {}", command.front(), std::strerror(errno)));
   }
   if (pid_ == 0) {
     become(command, processor, read_end.get(), words_);
@@ -107,7 +107,7 @@ void run_program(const std::vector<std::string> &command) {
   const std::string said = child.last_words();
   std::filesystem::remove(words);
   if (information.si_code != CLD_EXITED || information.si_status != 0) {
-    throw chassis::Failure(fmt::format("{} failed: {}", command.front(), said));
+    throw host::Failure(fmt::format("{} failed: {}", command.front(), said));
   }
 }
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "host/bus/socket.h"
+#include "host/system/descriptor.h"
 
 namespace bench {
 
@@ -16,7 +16,7 @@ class Child {
  public:
   /// Starts the program of that name, searched for as a shell would. Its standard input stays open and empty.
   /// @param processor -1 for any
-  /// Throws chassis::Failure when it is not installed.
+  /// Throws host::Failure when it is not installed.
   Child(const std::vector<std::string> &command, int processor, std::filesystem::path words);
   ~Child();
   Child(const Child &) = delete;
@@ -30,10 +30,10 @@ class Child {
  private:
   pid_t pid_ = -1;
   std::filesystem::path words_;
-  opal::bus::Descriptor input_;
+  host::Descriptor input_;
 };
 
-/// Runs a program to its end. Throws chassis::Failure with its last words unless it succeeds.
+/// Runs a program to its end. Throws host::Failure with its last words unless it succeeds.
 void run_program(const std::vector<std::string> &command);
 
 }  // namespace bench

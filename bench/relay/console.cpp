@@ -4,8 +4,8 @@
 
 #include "host/bus/codec.h"
 #include "host/bus/services.h"
-#include "host/chassis/description.h"
-#include "host/chassis/failure.h"
+#include "host/chassis/model/description.h"
+#include "host/system/failure.h"
 #include "opal/cush.h"
 #include "opal/rcode.h"
 
@@ -24,7 +24,7 @@ bus::Socket open_socket(const std::filesystem::path &run_folder) {
   std::error_code error;
   std::optional<bus::Socket> socket = bus::Socket::bind_ephemeral(run_folder, error);
   if (!socket) {
-    throw chassis::Failure(fmt::format("no socket on the message bus: {}", error.message()));
+    throw host::Failure(fmt::format("no socket on the message bus: {}", error.message()));
   }
   return std::move(*socket);
 }
@@ -47,7 +47,7 @@ bus::Payload Console::ask(std::uint32_t opcode, const bus::Payload &payload) {
   std::optional<bus::Message> answer =
       socket_.ask(bus::address::tesk, opcode, payload, answer_bound_ms, error);
   if (!answer) {
-    throw chassis::Failure(fmt::format("the daemon did not answer: {}", error.message()));
+    throw host::Failure(fmt::format("the daemon did not answer: {}", error.message()));
   }
   return std::move(answer->payload);
 }
@@ -60,7 +60,7 @@ void Console::command(std::uint32_t id, bool is_del, const bus::Payload &vlans) 
   const bus::Payload payload = ask(bus::opcode::cush_command, bus::encode_command(command));
   const auto answer = bus::decode_command_answer(payload);
   if (!answer || !answer->ok) {
-    throw chassis::Failure(
+    throw host::Failure(
         fmt::format("the daemon refused a command: {}", answer ? answer->text : "unreadable"));
   }
 }
@@ -87,7 +87,7 @@ void Console::notify_port(bool vlans_up) {
       socket_.send(bus::address::tesk, bus::Kind::notice, QBUS_OPC_PORTSVC_L2_PROTOCOL_STATE_CHANGE, 0,
                    bus::encode_l2_state_change({&state, 1}));
   if (error) {
-    throw chassis::Failure(fmt::format("the daemon took no notice: {}", error.message()));
+    throw host::Failure(fmt::format("the daemon took no notice: {}", error.message()));
   }
 }
 
@@ -96,7 +96,7 @@ void Console::save() {
   const auto answer = socket_.ask(bus::address::overseer, bus::opcode::save, {}, answer_bound_ms, error);
   const auto result = answer ? bus::record_of<bus::Result>(answer->payload) : std::nullopt;
   if (!result || result->rcode != RCODE_SUCCESS) {
-    throw chassis::Failure("the configuration was not saved");
+    throw host::Failure("the configuration was not saved");
   }
 }
 

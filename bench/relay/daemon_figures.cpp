@@ -7,7 +7,7 @@
 
 #include "bench/relay/console.h"
 #include "bench/relay/lab.h"
-#include "host/chassis/failure.h"
+#include "host/system/failure.h"
 
 namespace bench {
 namespace {
@@ -144,7 +144,7 @@ class Saturation {
           pin(0, lab.generator_processor);
           try {
             run(lab);
-          } catch (const chassis::Failure &failure) {
+          } catch (const host::Failure &failure) {
             failure_ = failure.what();
           }
         }) {}
@@ -209,7 +209,7 @@ Figure answer_figure(Lab &lab) {
   std::string refusal;
   try {
     enter(figure, "", ask_often(console, lab.settings.requests));
-  } catch (const chassis::Failure &failure) {
+  } catch (const host::Failure &failure) {
     refusal = failure.what();
   }
   if (const std::string invalid = saturation.end(); !invalid.empty()) {

@@ -15,10 +15,10 @@
 #include <string>
 #include <thread>
 
-#include "host/chassis/fabric.h"
-#include "host/chassis/klm_device.h"
-#include "host/chassis/platform.h"
-#include "host/chassis/watch.h"
+#include "host/chassis/asic/fabric.h"
+#include "host/chassis/base/watch.h"
+#include "host/chassis/kernel_module/klm_device.h"
+#include "host/chassis/run/platform.h"
 
 namespace bench {
 
@@ -31,10 +31,10 @@ class DaemonUnderTest {
   DaemonUnderTest(const DaemonUnderTest &) = delete;
   DaemonUnderTest &operator=(const DaemonUnderTest &) = delete;
 
-  /// Starts the daemon; returns at once. Throws chassis::Failure.
+  /// Starts the daemon; returns at once. Throws host::Failure.
   void start();
 
-  /// Waits until it serves. Throws chassis::Failure when it does not come up.
+  /// Waits until it serves. Throws host::Failure when it does not come up.
   void wait_until_ready();
 
   /// From the start of its process until its main loop has answered, once it is ready.

@@ -2,8 +2,8 @@
 
 #include <fmt/core.h>
 
-#include "host/chassis/failure.h"
-#include "host/chassis/sandbox_arguments.h"
+#include "host/chassis/sandbox/sandbox_arguments.h"
+#include "host/system/failure.h"
 
 namespace bench {
 namespace {
@@ -16,7 +16,7 @@ constexpr std::chrono::seconds start_bound{10};
 int processor_of(bool relay) {
   const std::vector<int> usable = processors();
   if (usable.size() < 2) {
-    throw chassis::Failure(
+    throw host::Failure(
         "two processors are needed, one for the relay and one for the generator; this process may use one");
   }
   return relay ? usable.back() : usable.front();
@@ -24,7 +24,7 @@ int processor_of(bool relay) {
 
 void await_relay(const Wire &wire) {
   if (!await_first_frame(wire, Clock::now() + start_bound)) {
-    throw chassis::Failure(fmt::format("no frame came through between {} and {} within {} s",
+    throw host::Failure(fmt::format("no frame came through between {} and {} within {} s",
                                        wire.management_name, wire.inband_name, start_bound.count()));
   }
 }

@@ -33,7 +33,7 @@ struct Settings {
 
 class Lab {
  public:
-  /// Throws chassis::Failure when the daemon or the bare loop cannot run; a peer that cannot is noted.
+  /// Throws host::Failure when the daemon or the bare loop cannot run; a peer that cannot is noted.
   explicit Lab(const Settings &settings);
 
   /// The AMM and so many stations talk.

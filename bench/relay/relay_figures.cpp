@@ -3,7 +3,7 @@
 #include <functional>
 
 #include "bench/relay/lab.h"
-#include "host/chassis/failure.h"
+#include "host/system/failure.h"
 
 namespace bench {
 namespace {
@@ -42,7 +42,7 @@ void run_rounds(Figure &figure, Lab &lab, const std::vector<Contestant> &contest
       }
       try {
         series.values.push_back(contestant.measure());
-      } catch (const chassis::Failure &failure) {
+      } catch (const host::Failure &failure) {
         series.refusal = failure.what();
       }
     }

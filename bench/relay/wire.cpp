@@ -11,14 +11,14 @@
 #include <cerrno>
 #include <cstring>
 
-#include "host/chassis/failure.h"
-#include "host/chassis/net_link.h"
-#include "host/chassis/tun.h"
+#include "host/chassis/net/net_link.h"
+#include "host/chassis/net/tun.h"
+#include "host/system/failure.h"
 
 namespace bench {
 namespace {
 
-using opal::bus::Descriptor;
+using host::Descriptor;
 
 constexpr int device_mtu = 2584;
 constexpr std::uint16_t experimental_type = 0x88b5;
@@ -45,7 +45,7 @@ Descriptor open_packet_socket(const std::string &name) {
   address.sll_protocol = htons(experimental_type);
   address.sll_ifindex = static_cast<int>(if_nametoindex(name.c_str()));
   if (!socket || bind(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
-    throw chassis::Failure(fmt::format("no packet socket on {}: {}", name, std::strerror(errno)));
+    throw host::Failure(fmt::format("no packet socket on {}: {}", name, std::strerror(errno)));
   }
   return socket;
 }

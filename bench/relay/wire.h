@@ -10,7 +10,7 @@
 #include <string>
 
 #include "bench/relay/frames.h"
-#include "host/bus/socket.h"
+#include "host/system/descriptor.h"
 
 namespace bench {
 
@@ -24,10 +24,10 @@ enum class Shape {
 struct Wire {
   Shape shape = Shape::ethernet;
   std::string inband_name, management_name;
-  opal::bus::Descriptor inband, management;
+  host::Descriptor inband, management;
 };
 
-/// Makes two TUN devices and brings them up. Throws chassis::Failure.
+/// Makes two TUN devices and brings them up. Throws host::Failure.
 Wire make_driver_wire(Shape shape, const std::string &inband_name, const std::string &management_name);
 
 /// Takes a driver wire's devices away; whoever else holds their descriptors must have ended. No devices, no

@@ -1,4 +1,5 @@
 #include "host/bus/socket.h"
+#include "host/system/descriptor.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -51,8 +52,8 @@ void widen(int fd, int option, int forced_option) {
     setsockopt(fd, SOL_SOCKET, option, &bytes, sizeof bytes);
 }
 
-Descriptor make_socket() {
-  Descriptor descriptor(socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+host::Descriptor make_socket() {
+  host::Descriptor descriptor(socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
   if (!descriptor) return descriptor;
   widen(descriptor.get(), SO_SNDBUF, SO_SNDBUFFORCE);
   return descriptor;
@@ -60,20 +61,20 @@ Descriptor make_socket() {
 
 /// A name is stale when its socket is gone: nobody listens behind it any more.
 bool is_stale(const sockaddr_un &address) {
-  const Descriptor probe = make_socket();
+  const host::Descriptor probe = make_socket();
   if (!probe) return false;
   return connect(probe.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 &&
          errno == ECONNREFUSED;
 }
 
 /// Held while a name is bound, so that two takers of a stale name do not remove each other's.
-Descriptor lock_names(const std::filesystem::path &folder, std::error_code &error) {
+host::Descriptor lock_names(const std::filesystem::path &folder, std::error_code &error) {
   const std::filesystem::path names = folder / "bus";
   if (mkdir(names.c_str(), 0700) != 0 && errno != EEXIST) {
     error = system_error(errno);
-    return Descriptor();
+    return host::Descriptor();
   }
-  Descriptor lock(open((names / "lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  host::Descriptor lock(open((names / "lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
   if (!lock || flock(lock.get(), LOCK_EX) != 0) error = system_error(errno);
   return lock;
 }
@@ -153,7 +154,7 @@ std::filesystem::path run_folder() {
   return folder != nullptr && *folder != '\0' ? folder : "/run/opal";
 }
 
-Socket::Socket(Descriptor descriptor, Address address, std::filesystem::path folder)
+Socket::Socket(host::Descriptor descriptor, Address address, std::filesystem::path folder)
     : descriptor_(std::move(descriptor)), address_(address), folder_(std::move(folder)) {}
 
 Socket::Socket(Socket &&) noexcept = default;
@@ -186,9 +187,9 @@ std::optional<Socket> Socket::bind(const std::filesystem::path &folder, Address 
     error = system_error(ENAMETOOLONG);
     return std::nullopt;
   }
-  const Descriptor lock = lock_names(folder, error);
+  const host::Descriptor lock = lock_names(folder, error);
   if (error) return std::nullopt;
-  Descriptor descriptor = make_socket();
+  host::Descriptor descriptor = make_socket();
   const int on = 1;
   if (!descriptor || setsockopt(descriptor.get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof on) != 0) {
     error = system_error(errno);
@@ -214,7 +215,7 @@ std::optional<Socket> Socket::bind_ephemeral(const std::filesystem::path &folder
 
 bool Socket::add_helper() {
   if (helpers_.size() == helper_limit) return false;
-  Descriptor helper = make_socket();
+  host::Descriptor helper = make_socket();
   if (!helper) return false;
   helpers_.push_back(std::move(helper));
   return true;

@@ -18,31 +18,15 @@
 #include <optional>
 #include <string>
 #include <system_error>
-#include <utility>
 #include <vector>
 
 #include "host/bus/message.h"
+#include "host/system/descriptor.h"
 
 namespace opal::bus {
 
 /// The run-time folder: the environment's OPAL_RUN_DIR, else "/run/opal".
 std::filesystem::path run_folder();
-
-/// An owned descriptor.
-class Descriptor {
- public:
-  Descriptor() = default;
-  explicit Descriptor(int fd) : fd_(fd) {}
-  Descriptor(Descriptor &&other) noexcept : fd_(other.release()) {}
-  Descriptor &operator=(Descriptor &&other) noexcept;
-  ~Descriptor();
-  int get() const { return fd_; }
-  int release() { return std::exchange(fd_, -1); }
-  explicit operator bool() const { return fd_ >= 0; }
-
- private:
-  int fd_ = -1;
-};
 
 /// Messages, datagrams that never became messages, and messages that never left.
 struct SocketCounters {
@@ -95,13 +79,13 @@ class Socket {
                              int timeout_ms, std::error_code &error);
 
  private:
-  Socket(Descriptor descriptor, Address address, std::filesystem::path folder);
+  Socket(host::Descriptor descriptor, Address address, std::filesystem::path folder);
   std::error_code send_by_any(Address destination, const Header &header, std::span<const std::byte> payload);
   bool add_helper();
   void remove_name();
 
-  Descriptor descriptor_;
-  std::vector<Descriptor> helpers_;  ///< unnamed sockets that send when descriptor_'s buffer is full
+  host::Descriptor descriptor_;
+  std::vector<host::Descriptor> helpers_;  ///< unnamed sockets that send when descriptor_'s buffer is full
   Address address_;
   std::filesystem::path folder_;
   SocketCounters counters_;

@@ -37,7 +37,7 @@ std::optional<Queue> Queue::bind(bus::Address address, int &error) {
     error = failure.value();
     return std::nullopt;
   }
-  bus::Descriptor epoll(epoll_create1(EPOLL_CLOEXEC));
+  host::Descriptor epoll(epoll_create1(EPOLL_CLOEXEC));
   if (!epoll || !add(epoll.get(), socket->fd(), 0)) {
     error = errno;
     return std::nullopt;

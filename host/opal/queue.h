@@ -16,6 +16,7 @@
 
 #include "host/bus/codec.h"
 #include "host/bus/socket.h"
+#include "host/system/descriptor.h"
 #include "opal/qbus.h"
 
 namespace opal {
@@ -66,8 +67,8 @@ class Queue {
   void set_last_error(int error) { last_error_ = error; }
 
  private:
-  Queue(bus::Descriptor epoll, bus::Socket socket) : epoll_(std::move(epoll)), socket_(std::move(socket)) {}
-  bus::Descriptor epoll_;
+  Queue(host::Descriptor epoll, bus::Socket socket) : epoll_(std::move(epoll)), socket_(std::move(socket)) {}
+  host::Descriptor epoll_;
   bus::Socket socket_;
   std::uint32_t next_token_ = 1;
   int last_error_ = 0;

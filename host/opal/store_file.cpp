@@ -7,8 +7,8 @@
 #include <cstdio>
 #include <string>
 
-#include "host/bus/socket.h"
 #include "host/opal/statement.h"
+#include "host/system/descriptor.h"
 
 namespace opal {
 namespace {
@@ -62,7 +62,7 @@ std::filesystem::path with_suffix(const std::filesystem::path &file, const char 
 }
 
 bool sync(const std::filesystem::path &path, int flags) {
-  const bus::Descriptor descriptor(open(path.c_str(), flags | O_CLOEXEC));
+  const host::Descriptor descriptor(open(path.c_str(), flags | O_CLOEXEC));
   return descriptor && fsync(descriptor.get()) == 0;
 }
 

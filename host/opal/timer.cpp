@@ -16,7 +16,7 @@ constexpr long ns_per_ms = 1'000'000;
 constexpr std::uint32_t timers_max = 1024;
 
 struct Timer {
-  opal::bus::Descriptor descriptor;
+  host::Descriptor descriptor;
   itimerspec period{};
   timer_callback_t callback = nullptr;
   void *user_data = nullptr;
@@ -65,7 +65,7 @@ int timer_module_init(uint32_t count, uint32_t tick_ms) {
 timer_handle_t timer_new(uint32_t seconds, int periodic, timer_callback_t callback, void *user_data) {
   std::vector<Timer> &timers = module().timers;
   if (callback == nullptr || timers.size() >= module().capacity) return 0;
-  opal::bus::Descriptor descriptor(timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC));
+  host::Descriptor descriptor(timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC));
   if (!descriptor) return 0;
   timers.push_back({std::move(descriptor), period_of(seconds, periodic != 0), callback, user_data});
   return static_cast<timer_handle_t>(timers.size());

@@ -7,7 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "host/opal/trace_ring.h"
+#include "host/bus/socket.h"
+#include "host/history/trace_ring.h"
 #include "host/opal/trace_switches.h"
 #include "opal/tracekit.h"
 

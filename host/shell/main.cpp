@@ -15,10 +15,10 @@
 #include <variant>
 #include <vector>
 
-#include "host/process/argument_pointers.h"
 #include "host/shell/command_line.h"
 #include "host/shell/session.h"
 #include "host/shell/terminal.h"
+#include "host/system/argument_pointers.h"
 
 namespace {
 
@@ -40,7 +40,7 @@ using shell::Status;
   if (options.keep_going) {
     words.emplace_back("--keep-going");
   }
-  const std::vector<char *> arguments = process::argument_pointers(words);
+  const std::vector<char *> arguments = host::argument_pointers(words);
   execv(chassis.c_str(), arguments.data());
   throw CommandError(shell::status_failed,
                      fmt::format("{} cannot be started: {}.", chassis, std::strerror(errno)));

@@ -18,7 +18,7 @@ import subprocess
 
 from mutation import Mutation
 
-COPIED = ("CMakeLists.txt", "cmake", "include", "tesk", "tests/CMakeLists.txt", "tests/platform", "tests/unit", "host/opal")
+COPIED = ("CMakeLists.txt", "cmake", "include", "tesk", "tests/CMakeLists.txt", "tests/platform", "tests/unit", "host/values")
 TARGET = "unit_tests"
 PLAIN, SANITIZED = "plain", "sanitized"
 

@@ -1,8 +1,8 @@
 // The board's identity, as the switch module's electronics would tell it.
 #pragma once
 
-#include "host/chassis/description.h"
-#include "host/chassis/services/endpoint.h"
+#include "host/chassis/endpoint/endpoint.h"
+#include "host/chassis/model/description.h"
 
 namespace chassis {
 

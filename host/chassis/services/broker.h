@@ -5,7 +5,7 @@
 #include <map>
 #include <set>
 
-#include "host/chassis/services/endpoint.h"
+#include "host/chassis/endpoint/endpoint.h"
 
 namespace chassis {
 

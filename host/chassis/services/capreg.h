@@ -3,7 +3,7 @@
 
 #include <map>
 
-#include "host/chassis/services/endpoint.h"
+#include "host/chassis/endpoint/endpoint.h"
 
 namespace chassis {
 

@@ -1,8 +1,8 @@
 // The port-channel service: who belongs to a channel, and which member carries it.
 #pragma once
 
-#include "host/chassis/announcer.h"
-#include "host/chassis/services/endpoint.h"
+#include "host/chassis/endpoint/endpoint.h"
+#include "host/chassis/services/announcer.h"
 
 namespace chassis {
 

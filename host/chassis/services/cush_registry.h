@@ -4,7 +4,7 @@
 #include <map>
 #include <set>
 
-#include "host/chassis/services/endpoint.h"
+#include "host/chassis/endpoint/endpoint.h"
 
 namespace chassis {
 

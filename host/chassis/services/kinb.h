@@ -1,9 +1,9 @@
 // The in-band driver: which VLANs' frames the ASIC sends to the CPU.
 #pragma once
 
-#include "host/chassis/fabric.h"
-#include "host/chassis/journal.h"
-#include "host/chassis/services/endpoint.h"
+#include "host/chassis/asic/fabric.h"
+#include "host/chassis/base/journal.h"
+#include "host/chassis/endpoint/endpoint.h"
 
 namespace chassis {
 

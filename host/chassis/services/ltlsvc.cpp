@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "host/chassis/vlan_number.h"
+#include "host/chassis/base/vlan_number.h"
 
 namespace chassis {
 

@@ -2,9 +2,9 @@
 // announcer's.
 #pragma once
 
-#include "host/chassis/chassis_state.h"
-#include "host/chassis/journal.h"
-#include "host/chassis/services/endpoint.h"
+#include "host/chassis/base/journal.h"
+#include "host/chassis/endpoint/endpoint.h"
+#include "host/chassis/model/chassis_state.h"
 
 namespace chassis {
 

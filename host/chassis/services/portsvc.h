@@ -2,8 +2,8 @@
 // announcer's.
 #pragma once
 
-#include "host/chassis/chassis_state.h"
-#include "host/chassis/services/endpoint.h"
+#include "host/chassis/endpoint/endpoint.h"
+#include "host/chassis/model/chassis_state.h"
 
 namespace chassis {
 

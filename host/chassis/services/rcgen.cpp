@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <map>
 
-#include "host/chassis/vlan_number.h"
-#include "host/chassis/vlan_ranges.h"
+#include "host/chassis/base/vlan_number.h"
+#include "host/chassis/base/vlan_set.h"
 #include "opal/rcgen.h"
 
 namespace chassis {

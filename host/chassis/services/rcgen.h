@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "host/chassis/services/endpoint.h"
+#include "host/chassis/endpoint/endpoint.h"
 
 namespace chassis {
 

@@ -5,10 +5,10 @@
 #include <set>
 #include <span>
 
-#include "host/chassis/description.h"
-#include "host/chassis/fabric.h"
+#include "host/chassis/asic/fabric.h"
+#include "host/chassis/endpoint/endpoint.h"
+#include "host/chassis/model/description.h"
 #include "host/chassis/services/broker.h"
-#include "host/chassis/services/endpoint.h"
 
 namespace chassis {
 

@@ -12,6 +12,7 @@
 
 #include "host/bus/codec.h"
 #include "host/bus/socket.h"
+#include "host/system/descriptor.h"
 #include "opal/qbus.h"
 
 namespace opal::test {
@@ -67,8 +68,8 @@ class Service {
   Answer answer_;
   std::mutex mutex_;
   std::vector<bus::Message> requests_;
-  bus::Descriptor arrived_;
-  bus::Descriptor stop_;
+  host::Descriptor arrived_;
+  host::Descriptor stop_;
   std::thread thread_;
 };
 

@@ -13,6 +13,7 @@
 
 #include "host/bus/codec.h"
 #include "host/bus/socket.h"
+#include "host/system/descriptor.h"
 
 namespace shell_test {
 
@@ -46,7 +47,7 @@ class ScriptedPeers {
   std::vector<opal::bus::Socket> sockets_;
   std::map<std::uint32_t, opal::bus::Payload> answers_;
   std::multimap<std::uint32_t, opal::bus::Payload> asked_;
-  opal::bus::Descriptor stop_;
+  host::Descriptor stop_;
   std::thread thread_;
 };
 

@@ -1,0 +1,71 @@
+// `chassis capture POINT [tcpdump options]`
+#include <fmt/core.h>
+#include <sched.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <asio/buffer.hpp>
+#include <asio/io_context.hpp>
+#include <asio/local/stream_protocol.hpp>
+#include <asio/read.hpp>
+#include <asio/write.hpp>
+#include <filesystem>
+#include <fstream>
+
+#include "host/bus/socket.h"
+#include "host/chassis/commands/commands.h"
+#include "host/chassis/commands/node_command.h"
+#include "host/chassis/sandbox/sandbox.h"
+#include "host/chassis/wires/capture.h"
+#include "host/system/failure.h"
+
+namespace chassis {
+namespace {
+
+using LocalSocket = asio::local::stream_protocol::socket;
+
+LocalSocket ask_for(asio::io_context &loop, const std::string &point) {
+  LocalSocket socket(loop);
+  asio::error_code error;
+  socket.connect((opal::bus::run_folder() / capture_socket).string(), error);
+  if (error) throw host::Failure(fmt::format("the chassis offers no capture: {}", error.message()));
+  asio::write(socket, asio::buffer(point + "\n"), error);
+  return socket;
+}
+
+/// The stream must begin with a capture file's header; anything else is a sentence that says why not.
+void check_answer(LocalSocket &socket) {
+  char first = 0;
+  if (recv(socket.native_handle(), &first, 1, MSG_PEEK) != 1) throw host::Failure("the chassis ended the capture");
+  if (first != '!') return;
+  std::string sentence;
+  asio::error_code ended;
+  asio::read(socket, asio::dynamic_buffer(sentence, 4096), ended);
+  throw host::Failure(sentence.substr(1, sentence.find('\n') - 1));
+}
+
+/// tcpdump, started by root, wants to become another user, and gives up in a sandbox that has no other. As
+/// the one user of a user namespace of its own, who is not root, it stays who it is.
+void be_no_root() {
+  if (unshare(CLONE_NEWUSER) != 0) return;
+  std::ofstream("/proc/self/setgroups") << "deny";
+  std::ofstream("/proc/self/uid_map") << "65534 0 1";
+  std::ofstream("/proc/self/gid_map") << "65534 0 1";
+}
+
+}  // namespace
+
+int capture(const CaptureOptions &options) {
+  if (const auto refusal = enter_sandbox(options.name); !refusal.empty()) throw host::Failure(refusal);
+  asio::io_context loop;
+  LocalSocket socket = ask_for(loop, options.point);
+  check_answer(socket);
+  if (dup2(socket.native_handle(), STDIN_FILENO) < 0) throw host::Failure("standard input cannot be replaced");
+  socket.close();
+  Words tcpdump{"tcpdump", "-r", "-"};
+  if (options.tcpdump.empty()) tcpdump.insert(tcpdump.end(), {"-l", "-n", "-e"});
+  tcpdump.insert(tcpdump.end(), options.tcpdump.begin(), options.tcpdump.end());
+  return run_and_wait(tcpdump, be_no_root);
+}
+
+}  // namespace chassis

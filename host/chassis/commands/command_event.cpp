@@ -1,0 +1,128 @@
+// `chassis event EVENT …`: makes the request that an event's words mean, and prints what came of it.
+#include <fmt/format.h>
+
+#include <charconv>
+#include <map>
+#include <nlohmann/json.hpp>
+
+#include "host/chassis/commands/commands.h"
+#include "host/chassis/commands/control_client.h"
+
+namespace chassis {
+
+namespace {
+
+using nlohmann::json;
+
+constexpr std::chrono::milliseconds answer_margin{2'000};
+
+std::int64_t number_in(const std::string &word, const char *what) {
+  std::int64_t number = 0;
+  const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
+  if (error != std::errc{} || end != word.data() + word.size()) {
+    throw WrongCommandLine(fmt::format("{}: \"{}\" is not a number", what, word));
+  }
+  return number;
+}
+
+std::string joined(const Words &words) { return fmt::format("{}", fmt::join(words, " ")); }
+
+/// "ethernet 1/3 100" as a port and a VLAN of the request.
+json with_port_and_vlan(const Words &words, json request) {
+  if (words.size() < 2) throw WrongCommandLine("PORT VLAN: give a port and a VLAN");
+  request["port"] = joined({words.begin(), words.end() - 1});
+  request["vlan"] = number_in(words.back(), "VLAN");
+  return request;
+}
+
+json line_card(const EventOptions &given) { return {{"online", given.choice == "online"}}; }
+
+json link(const EventOptions &given) { return {{"port", joined(given.words)}, {"up", given.choice == "up"}}; }
+
+json vlan(const EventOptions &given) {
+  return with_port_and_vlan(given.words, {{"up", given.choice == "up"}});
+}
+
+json cbl(const EventOptions &given) {
+  return with_port_and_vlan(given.words, {{"forward", given.choice == "forward"}});
+}
+
+json channel(const EventOptions &given) {
+  return {{"channel", given.number}, {"port", joined(given.words)}, {"member", given.choice == "add"}};
+}
+
+json vlan_delete(const EventOptions &given) {
+  json vlans = json::array();
+  for (const std::string &word : given.words) vlans.push_back(number_in(word, "VLAN"));
+  return {{"vlans", vlans}};
+}
+
+json feature(const EventOptions &given) {
+  json request = {{"on", given.choice == "on"}, {"vlan", given.number}};
+  if (!given.subject.empty()) request["feature"] = number_in(given.subject, "--feature");
+  return request;
+}
+
+json wait_ready(const EventOptions &given) { return {{"bound_ms", given.timeout_ms}}; }
+
+json fault(const EventOptions &given) {
+  json request = {{"name", given.subject}, {"mode", given.choice}};
+  if (given.choice == "delay") request["delay_ms"] = given.number;
+  return request;
+}
+
+json trace(const EventOptions &given) {
+  return {{"category", given.subject}, {"print", given.choice == "on"}};
+}
+
+json nothing_else(const EventOptions &) { return json::object(); }
+
+/// How an event is asked for: the request's verb, and its other members.
+struct EventRow {
+  const char *verb;
+  json (*members)(const EventOptions &given);
+};
+
+json request_of(const EventOptions &given) {
+  static const std::map<std::string_view, EventRow> events{
+      {"line-card", {"line-card", line_card}},
+      {"link", {"link", link}},
+      {"vlan", {"vlan", vlan}},
+      {"cbl", {"cbl", cbl}},
+      {"channel", {"channel", channel}},
+      {"vlan-delete", {"vlan-delete", vlan_delete}},
+      {"feature", {"feature", feature}},
+      {"save", {"save", nothing_else}},
+      {"daemon", {"daemon-restart", nothing_else}},
+      {"wait-ready", {"wait-ready", wait_ready}},
+      {"fault", {"fault", fault}},
+      {"trace", {"trace", trace}},
+  };
+  const EventRow &row = events.at(given.event);
+  json request = row.members(given);
+  request["verb"] = row.verb;
+  return request;
+}
+
+void print_outcome(const json &answer, bool as_json) {
+  if (as_json) {
+    fmt::print("{}\n", answer.dump(2));
+  } else if (answer.contains("pid")) {
+    fmt::print("tesk serves as process {}", answer["pid"].get<int>());
+    if (answer.contains("outage_ms") && !answer["outage_ms"].is_null()) {
+      fmt::print(", after an outage of {} ms", answer["outage_ms"].get<std::int64_t>());
+    }
+    fmt::print("\n");
+  } else if (answer.contains("handled_by_daemon") && !answer["handled_by_daemon"].get<bool>()) {
+    fmt::print(stderr, "chassis: the event has happened, but the daemon has not taken note of it\n");
+  }
+}
+
+}  // namespace
+
+void make_event(const EventOptions &options) {
+  const auto handling = std::chrono::milliseconds(options.timeout_ms);
+  print_outcome(ask_chassis(options.name, request_of(options), handling + answer_margin), options.json);
+}
+
+}  // namespace chassis

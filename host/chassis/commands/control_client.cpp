@@ -1,0 +1,49 @@
+#include "host/chassis/commands/control_client.h"
+
+#include <fmt/format.h>
+
+#include <nlohmann/json.hpp>
+
+#include "host/bus/codec.h"
+#include "host/bus/socket.h"
+#include "host/chassis/sandbox/sandbox.h"
+#include "host/system/failure.h"
+
+namespace chassis {
+
+namespace {
+
+namespace bus = opal::bus;
+using nlohmann::json;
+
+json exchange(const json &request, std::chrono::milliseconds bound) {
+  const auto folder = bus::run_folder();
+  std::error_code error;
+  auto socket = bus::Socket::bind_ephemeral(folder, error);
+  if (!socket) {
+    throw host::Failure(fmt::format("cannot join the message bus in {}: {}; is the chassis running?",
+                              (folder / "bus").string(), error.message()));
+  }
+  const std::string text = request.dump();
+  const auto response = socket->ask(bus::address::control, bus::opcode::control, bus::bytes_of_text(text),
+                                    static_cast<int>(bound.count()), error);
+  if (!response) {
+    throw host::Failure(fmt::format("no chassis answers on the message bus in {}: {}", (folder / "bus").string(),
+                              error.message()));
+  }
+  return json::parse(bus::text_of_bytes(response->payload), nullptr, false);
+}
+
+}  // namespace
+
+json ask_chassis(const std::string &name, const json &request, std::chrono::milliseconds bound) {
+  if (const std::string why = enter_sandbox(name); !why.empty()) throw host::Failure(why);
+  json answer = exchange(request, bound);
+  if (!answer.is_object() || !answer.contains("ok")) {
+    throw host::Failure("the chassis's answer is not understood; is it of another version?");
+  }
+  if (!answer["ok"].get<bool>()) throw host::Failure(answer.value("error", "the chassis refused"));
+  return answer;
+}
+
+}  // namespace chassis

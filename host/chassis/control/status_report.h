@@ -1,0 +1,32 @@
+// What `chassis status` tells, as one JSON object; the tables for people are made from the same object.
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <vector>
+
+#include "host/chassis/kernel_module/klm_device.h"
+#include "host/chassis/model/chassis_state.h"
+#include "host/chassis/services/capreg.h"
+#include "host/chassis/services/vlan_mgr.h"
+#include "host/chassis/supervisor/supervisor.h"
+
+namespace chassis {
+
+/// Everything that a report looks at.
+struct ReportSources {
+  const ChassisState &state;
+  const Fabric &fabric;
+  const KlmDevice &klm;
+  const Supervisor &supervisor;
+  const FeatureRegistry &features;
+  const VlanManager &vlan_manager;
+  const FaultTable &faults;
+  const std::vector<Endpoint *> &endpoints;
+};
+
+nlohmann::json report(const ReportSources &sources);
+
+/// The kernel device's tables beside the chassis's own, each row with the differences found.
+nlohmann::json mirror_report(const ReportSources &sources);
+
+}  // namespace chassis

@@ -1,0 +1,59 @@
+// The kernel module's device, served from user space: a FUSE file system mounted over the one regular
+// file /dev/klm_tesk, which opens and takes ioctls like a character device.
+//
+// It holds the mirrored port and VLAN tables, checks every record before it takes it, answers with the
+// errno that fits (EINVAL: a count or a VLAN out of range, or a port that this chassis does not have;
+// ENOENT: deletion of what is not there; ENOTTY: an unknown request; EFAULT: unreadable argument), and
+// counts the frames of each port that pass the in-band and management devices.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "host/chassis/asic/fabric.h"
+#include "host/chassis/base/numbers.h"
+#include "tesk/kspace/teskk.h"
+
+namespace chassis {
+
+/// What the daemon has pushed.
+struct KlmMirror {
+  std::map<IfIndex, teskk_port_info_t> ports;
+  std::map<VlanId, teskk_vlan_info_t> vlans;
+};
+
+class KlmDevice {
+ public:
+  /// @param knows whether the chassis has the port
+  /// @param counters of a port; false when there is no such port
+  using Knows = std::function<bool(IfIndex)>;
+  using Counters = std::function<bool(IfIndex, teskk_port_counters_t &)>;
+
+  KlmDevice(Knows knows, Counters counters);
+  ~KlmDevice();
+
+  /// Mounts over `file`, which must exist. @return "" or one sentence that says what failed
+  std::string mount(const std::filesystem::path &file);
+  /// Readable while a request waits; -1 before mount.
+  int fd() const;
+  /// Serves the requests that wait.
+  void serve();
+
+  const KlmMirror &mirror() const;
+  /// Forgets the mirrored tables, when the daemon that pushed them has died.
+  void forget();
+  /// Requests taken and refused so far.
+  std::uint64_t accepted() const;
+  std::uint64_t refused() const;
+
+  struct State;
+
+ private:
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace chassis

@@ -1,0 +1,36 @@
+// The kernel module's tables and the checks that every record passes before it is taken.
+//
+// A request is taken whole or not at all. Each function answers 0 or the errno that the caller gets:
+// EINVAL  a count or a VLAN out of range, a port that the chassis does not have, or a record too short
+// ENOENT  deletion of what is not there
+#pragma once
+
+#include <functional>
+#include <span>
+
+#include "host/chassis/kernel_module/klm_device.h"
+
+namespace chassis {
+
+class KlmRecords {
+ public:
+  explicit KlmRecords(KlmDevice::Knows knows) : knows_(std::move(knows)) {}
+
+  /// Serves one of the four writing requests. @return 0 or an errno; ENOTTY for any other request
+  int write(unsigned request, std::span<const std::byte> record);
+
+  const KlmMirror &mirror() const { return mirror_; }
+  void forget() { mirror_ = {}; }
+
+ private:
+  int update_vlans(const teskk_vlan_list_t &list);
+  int delete_vlan(std::uint16_t vlan);
+  int update_ports(const teskk_port_list_t &list);
+  int delete_port(std::uint32_t if_idx);
+  bool is_sound(const teskk_port_info_t &port) const;
+
+  KlmDevice::Knows knows_;
+  KlmMirror mirror_;
+};
+
+}  // namespace chassis

@@ -1,4 +1,0 @@
-// The `chassis` program: see commands.h for its subcommands.
-#include "host/chassis/command_line.h"
-
-int main(int count, char **words) { return chassis::run_command_line(count, words); }

@@ -1,0 +1,54 @@
+// Ports of the two boards, in the three ways of counting them; declared in description.h.
+#include <algorithm>
+#include <array>
+
+#include "host/chassis/model/description.h"
+#include "opal/if_index.h"
+
+namespace chassis {
+namespace {
+
+/// Board 83: ASIC ports in the order of the front ports, downlinks first.
+constexpr std::array<std::uint8_t, asic_ports> front_to_asic_83{0,  1,  2,  3,  7, 8, 9, 10, 11, 12,
+                                                                13, 17, 18, 19, 4, 5, 6, 14, 15, 16};
+
+constexpr std::uint32_t make_if_index(std::uint32_t type, std::uint32_t number) {
+  return type << 24 | number;
+}
+
+}  // namespace
+
+const char *management_device(Board board) { return board == Board::b83 ? "mgmt1" : "mgmt0"; }
+
+IfIndex management_if_index(Board board) {
+  return {make_if_index(IF_INDEX_TYPE_MGMT, board == Board::b83 ? 1 : 0)};
+}
+
+std::optional<AsicPort> asic_port(Board board, FrontPort port) {
+  if (port.value < 1 || port.value > asic_ports) return std::nullopt;
+  const auto index = static_cast<std::uint8_t>(port.value - 1);
+  return AsicPort{board == Board::b83 ? front_to_asic_83[index] : index};
+}
+
+FrontPort front_port(Board board, AsicPort port) {
+  if (board == Board::b82) return {static_cast<std::uint8_t>(port.value + 1)};
+  const auto place = std::find(front_to_asic_83.begin(), front_to_asic_83.end(), port.value);
+  return {static_cast<std::uint8_t>(place - front_to_asic_83.begin() + 1)};
+}
+
+IfIndex if_index(FrontPort port) { return {make_if_index(IF_INDEX_TYPE_ETHERNET, port.value - 1U)}; }
+
+std::optional<FrontPort> front_port_of(IfIndex index) {
+  for (std::uint8_t number = 1; number <= asic_ports; ++number)
+    if (if_index(FrontPort{number}) == index) return FrontPort{number};
+  return std::nullopt;
+}
+
+std::optional<std::uint16_t> channel_of(IfIndex index) {
+  const std::uint32_t number = index.value & 0xffffff;
+  if (index.value >> 24 != IF_INDEX_TYPE_PORT_CHANNEL || number < 1 || number > port_channel_max)
+    return std::nullopt;
+  return static_cast<std::uint16_t>(number);
+}
+
+}  // namespace chassis

@@ -1,0 +1,88 @@
+#include "host/chassis/net/net_link.h"
+
+#include <arpa/inet.h>
+#include <fmt/core.h>
+#include <net/if.h>
+#include <net/if_arp.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+
+#include "host/system/descriptor.h"
+#include "host/system/failure.h"
+
+namespace chassis {
+namespace {
+
+/// One SIOC… request about one interface.
+class LinkRequest {
+ public:
+  explicit LinkRequest(const std::string &name) : socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+    if (name.size() >= sizeof request.ifr_name)
+      throw host::Failure(fmt::format("'{}' is too long for an interface", name));
+    std::memcpy(request.ifr_name, name.c_str(), name.size() + 1);
+  }
+
+  void make(unsigned long number, const char *what) {
+    if (ioctl(socket_.get(), number, &request) != 0)
+      throw host::Failure(fmt::format("interface {}: {} failed: {}", request.ifr_name, what, std::strerror(errno)));
+  }
+
+  ifreq request{};
+
+ private:
+  host::Descriptor socket_;
+};
+
+void store_address(sockaddr &place, in_addr address) {
+  sockaddr_in internet{};
+  internet.sin_family = AF_INET;
+  internet.sin_addr = address;
+  std::memcpy(&place, &internet, sizeof place);
+}
+
+}  // namespace
+
+void set_link_up(const std::string &name, bool up) {
+  LinkRequest link(name);
+  link.make(SIOCGIFFLAGS, "reading its flags");
+  const int flags = up ? link.request.ifr_flags | IFF_UP : link.request.ifr_flags & ~IFF_UP;
+  link.request.ifr_flags = static_cast<short>(flags);
+  link.make(SIOCSIFFLAGS, up ? "bringing it up" : "bringing it down");
+}
+
+void set_mtu(const std::string &name, int mtu) {
+  LinkRequest link(name);
+  link.request.ifr_mtu = mtu;
+  link.make(SIOCSIFMTU, "setting its MTU");
+}
+
+void set_mac(const std::string &name, const MacAddress &mac) {
+  LinkRequest link(name);
+  link.request.ifr_hwaddr.sa_family = ARPHRD_ETHER;
+  std::memcpy(link.request.ifr_hwaddr.sa_data, mac.data(), mac.size());
+  link.make(SIOCSIFHWADDR, "setting its MAC address");
+}
+
+void set_address(const std::string &name, const std::string &text) {
+  const std::size_t slash = text.find('/');
+  in_addr address{};
+  if (slash == std::string::npos || inet_pton(AF_INET, text.substr(0, slash).c_str(), &address) != 1)
+    throw host::Failure(fmt::format("interface {}: '{}' is no address like 10.0.100.1/24", name, text));
+  const int length = std::stoi(text.substr(slash + 1));
+  LinkRequest link(name);
+  store_address(link.request.ifr_addr, address);
+  link.make(SIOCSIFADDR, "setting its address");
+  store_address(link.request.ifr_netmask, {length == 0 ? 0U : htonl(~0U << (32 - length))});
+  link.make(SIOCSIFNETMASK, "setting its address's length");
+}
+
+void silence_ipv6() {
+  for (const char *scope : {"all", "default"})
+    std::ofstream(fmt::format("/proc/sys/net/ipv6/conf/{}/disable_ipv6", scope)) << "1\n";
+}
+
+}  // namespace chassis

@@ -1,0 +1,156 @@
+#include "host/chassis/run/inside.h"
+
+#include <fcntl.h>
+#include <fmt/core.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <asio/io_context.hpp>
+#include <asio/steady_timer.hpp>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+#include "host/chassis/base/watch.h"
+#include "host/chassis/kernel_module/klm_device.h"
+#include "host/chassis/net/net_link.h"
+#include "host/chassis/run/command_process.h"
+#include "host/chassis/run/platform.h"
+#include "host/chassis/sandbox/run_folder.h"
+#include "host/chassis/sandbox/sandbox_arguments.h"
+#include "host/chassis/wires/data_plane.h"
+#include "host/system/failure.h"
+
+namespace chassis {
+namespace {
+
+constexpr std::chrono::seconds command_end_limit{2};
+
+/// The descriptor that tells when the sandbox is complete and when it is to end; see sandbox.h.
+int lifeline() {
+  const char *number = std::getenv("CHASSIS_LIFELINE");
+  const int descriptor = number != nullptr ? std::atoi(number) : -1;
+  char byte = 0;
+  if (descriptor < 0 || read(descriptor, &byte, 1) != 1)
+    throw host::Failure("this command belongs to `chassis run`");
+  unsetenv("CHASSIS_LIFELINE");
+  fcntl(descriptor, F_SETFL, O_NONBLOCK);
+  fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+  return descriptor;
+}
+
+/// Settings of the sandbox's own network, made before any socket is bound in it.
+void prepare_network() {
+  std::ofstream("/proc/sys/net/unix/max_dgram_qlen") << "1024\n";
+  silence_ipv6();
+  set_link_up("lo", true);
+  // A fresh view of the network's devices; the machine's own below it lets `ip netns exec` make another.
+  mount("sysfs", "/sys", "sysfs", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr);
+}
+
+void put_programs_first(const std::filesystem::path &programs) {
+  const char *path = std::getenv("PATH");
+  setenv("PATH", fmt::format("{}:{}", programs.string(), path == nullptr ? "/usr/bin:/bin" : path).c_str(),
+         1);
+}
+
+class Inside {
+ public:
+  explicit Inside(const InsidePlan &plan)
+      : plan_(plan),
+        lifeline_(lifeline()),
+        data_plane_(make_data_plane(loop_, plan.description)),
+        klm_([this](IfIndex index) { return data_plane_->knows(index); },
+             [this](IfIndex index, auto &counters) {
+               return data_plane_->counters(klm_.mirror(), index, counters);
+             }),
+        platform_(loop_, plan.description, data_plane_->fabric(), klm_, {inside_run_folder, plan.daemon},
+                  hooks()),
+        end_timer_(loop_) {}
+
+  int run() {
+    if (const auto refusal = klm_.mount(TESKK_DEVICE); !refusal.empty()) throw host::Failure(refusal);
+    klm_watch_.emplace(loop_, klm_.fd(), [this] { return serve_klm(); });
+    lifeline_watch_.emplace(loop_, lifeline_.get(), [this] { return end_of_lifeline(); });
+    announce_sandbox(inside_run_folder);
+    if (const auto refusal = platform_.start(); !refusal.empty()) throw host::Failure(refusal);
+    loop_.run();
+    platform_.stop();
+    return status_;
+  }
+
+ private:
+  static std::unique_ptr<DataPlane> make_data_plane(asio::io_context &loop, const Description &description) {
+    prepare_network();
+    return std::make_unique<DataPlane>(loop, description, inside_run_folder);
+  }
+
+  PlatformHooks hooks() {
+    return {[this](AsicPort port, bool up) { data_plane_->set_link(port, up); }, [this] { start_command(); },
+            [this](const std::string &why) { give_up(why); }, [this] { return data_plane_->status(); }};
+  }
+
+  ReadResult serve_klm() {
+    klm_.serve();
+    return ReadResult::nothing;
+  }
+
+  /// The daemon serves: the first time, the command's hour has come.
+  void start_command() {
+    if (command_ || ending_) return;
+    command_.emplace(loop_, plan_.command, plan_.terminal, [this](int status) {
+      status_ = status;
+      loop_.stop();
+    });
+  }
+
+  void give_up(const std::string &why) {
+    std::cerr << "chassis: " << why << '\n';
+    status_ = 1;
+    loop_.stop();
+  }
+
+  ReadResult end_of_lifeline() {
+    char byte = 0;
+    if (read(lifeline_.get(), &byte, 1) < 0 && result_of_failed_read(errno) == ReadResult::nothing)
+      return ReadResult::nothing;
+    ending_ = true;
+    if (!command_) {
+      loop_.stop();
+      return ReadResult::ended;
+    }
+    command_->end();
+    end_timer_.expires_after(command_end_limit);
+    end_timer_.async_wait([this](const asio::error_code &error) {
+      if (!error) loop_.stop();
+    });
+    return ReadResult::ended;
+  }
+
+  const InsidePlan &plan_;
+  asio::io_context loop_;
+  host::Descriptor lifeline_;
+  std::unique_ptr<DataPlane> data_plane_;
+  KlmDevice klm_;
+  Platform platform_;
+  asio::steady_timer end_timer_;
+  std::optional<Watch> klm_watch_, lifeline_watch_;
+  std::optional<CommandProcess> command_;
+  bool ending_ = false;
+  int status_ = 1;
+};
+
+}  // namespace
+
+int run_inside(const InsidePlan &plan) {
+  // The sandbox is ended through the lifeline; a signal meant for the command is the command's.
+  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) std::signal(number, SIG_IGN);
+  put_programs_first(plan.programs);
+  return Inside(plan).run();
+}
+
+}  // namespace chassis

@@ -1,0 +1,69 @@
+// What a sandbox needs of the machine; declared in sandbox.h.
+#include <fcntl.h>
+#include <fmt/core.h>
+#include <sched.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+#include <string>
+
+#include "host/chassis/sandbox/sandbox.h"
+#include "host/system/descriptor.h"
+
+namespace chassis {
+namespace {
+
+bool in_path(const std::string &program) {
+  const char *path = std::getenv("PATH");
+  std::istringstream folders(path == nullptr ? "/usr/bin:/bin" : path);
+  for (std::string folder; std::getline(folders, folder, ':');)
+    if (access(fmt::format("{}/{}", folder, program).c_str(), X_OK) == 0) return true;
+  return false;
+}
+
+std::string missing_device(const char *file, const char *purpose, const char *module) {
+  const host::Descriptor device(open(file, O_RDWR | O_CLOEXEC));
+  if (device) return "";
+  const int error = errno;
+  const std::string advice = error == EACCES || error == EPERM
+                                 ? fmt::format("let this user open it, or run this as root")
+                                 : fmt::format("load the kernel module: modprobe {}", module);
+  return fmt::format("{}, which {}, cannot be opened ({}); {}", file, purpose, std::strerror(error), advice);
+}
+
+/// Tries it in a child, which it costs nothing to lose.
+std::string forbidden_namespaces() {
+  const pid_t child = fork();
+  if (child == 0) _exit(unshare(CLONE_NEWUSER | CLONE_NEWNET) == 0 ? 0 : errno);
+  int status = 0;
+  while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  }
+  if (child > 0 && WIFEXITED(status) && WEXITSTATUS(status) == 0) return "";
+  const int error = child > 0 && WIFEXITED(status) ? WEXITSTATUS(status) : errno;
+  return fmt::format(
+      "user namespaces, which the sandbox is made of, are forbidden here ({}); allow them with the sysctls "
+      "user.max_user_namespaces and, where they exist, kernel.unprivileged_userns_clone=1 and "
+      "kernel.apparmor_restrict_unprivileged_userns=0",
+      std::strerror(error));
+}
+
+}  // namespace
+
+std::string missing_prerequisite() {
+  if (!in_path("bwrap"))
+    return "bwrap, which makes the sandbox, is not installed; install the package bubblewrap";
+  if (!in_path("ip"))
+    return "ip, which looks at and moves interfaces, is not installed; install the package iproute2";
+  if (auto missing = missing_device("/dev/net/tun", "makes network devices", "tun"); !missing.empty())
+    return missing;
+  if (auto missing = missing_device("/dev/fuse", "serves the kernel module's device", "fuse");
+      !missing.empty())
+    return missing;
+  return forbidden_namespaces();
+}
+
+}  // namespace chassis

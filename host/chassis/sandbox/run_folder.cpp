@@ -1,0 +1,144 @@
+#include "host/chassis/sandbox/run_folder.h"
+
+#include <fcntl.h>
+#include <fmt/core.h>
+#include <fmt/ranges.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+
+#include "host/system/failure.h"
+
+namespace chassis {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char *process_file = "sandbox.pid";
+constexpr const char *unannounced_file = "sandbox.pid.new";
+constexpr const char *lock_file = "lock";
+
+/// Memory before disk: every stored record is synced, and the trace history is written for each frame.
+fs::path base_folder() {
+  if (const char *own = std::getenv("CHASSIS_RUN_DIR"); own != nullptr && *own != '\0') return own;
+  const std::string name = fmt::format("chassis-{}", getuid());
+  for (const char *folder : {static_cast<const char *>(std::getenv("XDG_RUNTIME_DIR")), "/dev/shm"}) {
+    if (folder != nullptr && *folder != '\0' && access(folder, W_OK) == 0) return fs::path(folder) / name;
+  }
+  return fs::path("/tmp") / name;
+}
+
+/// Makes the base folder, or makes sure that nobody else may put things into the one that is there.
+bool make_base(const fs::path &base) {
+  std::error_code ignored;
+  fs::create_directories(base.parent_path(), ignored);
+  if (mkdir(base.c_str(), 0700) == 0) return true;
+  if (errno != EEXIST)
+    throw host::Failure(fmt::format("the folder {} cannot be made: {}", base.string(), std::strerror(errno)));
+  struct stat found {};
+  const bool own = lstat(base.c_str(), &found) == 0 && S_ISDIR(found.st_mode) && found.st_uid == getuid() &&
+                   (found.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+  if (!own)
+    throw host::Failure(
+        fmt::format("{} is not a folder of this user's own; remove it, or set CHASSIS_RUN_DIR to another one",
+                    base.string()));
+  return false;
+}
+
+host::Descriptor open_lock(const fs::path &folder, int flags) {
+  return host::Descriptor(open((folder / lock_file).c_str(), flags | O_CLOEXEC | O_NOFOLLOW, 0600));
+}
+
+/// Whether the descriptor still is the lock of this folder: its last owner may have removed it meanwhile.
+bool is_current(const host::Descriptor &lock, const fs::path &folder) {
+  struct stat held {
+  }, named{};
+  return fstat(lock.get(), &held) == 0 && lstat((folder / lock_file).c_str(), &named) == 0 &&
+         held.st_ino == named.st_ino && held.st_dev == named.st_dev;
+}
+
+struct flock whole_file(short type) {
+  struct flock lock {};
+  lock.l_type = type;
+  lock.l_whence = SEEK_SET;
+  return lock;
+}
+
+host::Descriptor lock_folder(const fs::path &folder, const std::string &name) {
+  for (;;) {
+    if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
+      throw host::Failure(fmt::format("the folder {} cannot be made: {}", folder.string(), std::strerror(errno)));
+    auto lock = open_lock(folder, O_RDWR | O_CREAT);
+    if (!lock && errno == ENOENT) continue;
+    if (!lock)
+      throw host::Failure(fmt::format("{} cannot be written to: {}", folder.string(), std::strerror(errno)));
+    auto wanted = whole_file(F_WRLCK);
+    if (fcntl(lock.get(), F_OFD_SETLK, &wanted) != 0)
+      throw host::Failure(
+          fmt::format("a chassis named '{}' runs already; end it, or give this one another --name", name));
+    if (is_current(lock, folder)) return lock;
+  }
+}
+
+/// Asks without taking the lock, so that nobody who starts finds it taken by one who only looks.
+bool is_locked(const fs::path &folder) {
+  const auto lock = open_lock(folder, O_RDWR);
+  auto found = whole_file(F_WRLCK);
+  return lock && fcntl(lock.get(), F_OFD_GETLK, &found) == 0 && found.l_type != F_UNLCK;
+}
+
+}  // namespace
+
+RunFolder::RunFolder(const std::string &name) : path_(base_folder() / name) {
+  made_base_ = make_base(path_.parent_path());
+  lock_ = lock_folder(path_, name);
+  for (const auto &left_behind : fs::directory_iterator(path_))
+    if (left_behind.path().filename() != lock_file) fs::remove_all(left_behind);
+}
+
+RunFolder::~RunFolder() {
+  std::error_code ignored;
+  fs::remove_all(path_, ignored);
+  if (made_base_) fs::remove(path_.parent_path(), ignored);  // only when it is empty
+}
+
+std::vector<std::string> running_chassis() {
+  std::vector<std::string> names;
+  std::error_code error;
+  for (const auto &entry : fs::directory_iterator(base_folder(), error))
+    if (entry.is_directory(error) && is_locked(entry.path())) names.push_back(entry.path().filename());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+std::string choose_chassis(const std::string &name, std::string &chosen) {
+  const auto running = running_chassis();
+  if (running.empty()) return "no chassis runs; start one with: chassis run";
+  if (name.empty() && running.size() > 1)
+    return fmt::format("several chassis run; choose one with --name: {}", fmt::join(running, ", "));
+  if (!name.empty() && std::find(running.begin(), running.end(), name) == running.end())
+    return fmt::format("no chassis named '{}' runs; there are: {}", name, fmt::join(running, ", "));
+  chosen = name.empty() ? running.front() : name;
+  return "";
+}
+
+void record_sandbox_process(const fs::path &run_folder, pid_t process) {
+  std::ofstream(run_folder / unannounced_file) << process << '\n';
+}
+
+void announce_sandbox(const fs::path &run_folder) {
+  fs::rename(run_folder / unannounced_file, run_folder / process_file);
+}
+
+std::optional<pid_t> sandbox_process(const std::string &name) {
+  pid_t process = 0;
+  std::ifstream(base_folder() / name / process_file) >> process;
+  return process > 0 ? std::optional(process) : std::nullopt;
+}
+
+}  // namespace chassis

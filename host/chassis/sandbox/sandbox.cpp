@@ -1,0 +1,181 @@
+#include "host/chassis/sandbox/sandbox.h"
+
+#include <fcntl.h>
+#include <fmt/core.h>
+#include <poll.h>
+#include <sys/pidfd.h>
+#include <sys/signalfd.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <initializer_list>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+#include "host/chassis/sandbox/interfaces.h"
+#include "host/chassis/sandbox/run_folder.h"
+#include "host/chassis/sandbox/sandbox_arguments.h"
+#include "host/chassis/sandbox/terminal.h"
+#include "host/chassis/sandbox/user_namespace.h"
+#include "host/system/argument_pointers.h"
+#include "host/system/failure.h"
+
+namespace chassis {
+namespace {
+
+using host::Descriptor;
+
+constexpr int take_down_limit_ms = 15000;
+
+[[noreturn]] void fail(const char *what) { throw host::Failure(fmt::format("{}: {}", what, std::strerror(errno))); }
+
+struct Pipe {
+  Descriptor read_end, write_end;
+};
+
+/// Both ends close on exec.
+Pipe make_pipe() {
+  std::array<int, 2> ends{};
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) fail("no pipe can be made");
+  return {Descriptor(ends[0]), Descriptor(ends[1])};
+}
+
+void keep_on_exec(const Descriptor &descriptor) { fcntl(descriptor.get(), F_SETFD, 0); }
+
+/// Signals that end the chassis, taken from a descriptor while this lives.
+class SignalWatch {
+ public:
+  SignalWatch() {
+    sigemptyset(&mask_);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&mask_, number);
+    sigprocmask(SIG_BLOCK, &mask_, &before_);
+    descriptor_ = Descriptor(signalfd(-1, &mask_, SFD_CLOEXEC | SFD_NONBLOCK));
+    if (!descriptor_) fail("signals cannot be watched");
+  }
+  ~SignalWatch() { restore(); }
+  SignalWatch(const SignalWatch &) = delete;
+  SignalWatch &operator=(const SignalWatch &) = delete;
+
+  void restore() const { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+  int descriptor() const { return descriptor_.get(); }
+
+  /// The signal that came; 0 for none.
+  int take() const {
+    signalfd_siginfo information{};
+    const ssize_t length = read(descriptor_.get(), &information, sizeof information);
+    return length == sizeof information ? static_cast<int>(information.ssi_signo) : 0;
+  }
+
+ private:
+  sigset_t mask_{}, before_{};
+  Descriptor descriptor_;
+};
+
+/// bubblewrap as a child. What it inherits besides the standard descriptors is opened for it in the child.
+class SandboxProcess {
+ public:
+  SandboxProcess(const SandboxPlan &plan, const SignalWatch &signals)
+      : lifeline_(make_pipe()), information_(make_pipe()) {
+    const Descriptor nothing(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    const Descriptor users = make_full_user_namespace();
+    const auto arguments =
+        sandbox_arguments(plan, {information_.write_end.get(), users.get(), nothing.get()});
+    process_ = fork();
+    if (process_ < 0) fail("no process can be made");
+    if (process_ == 0) become(arguments, {&nothing, &users}, signals);
+    ended_ = Descriptor(static_cast<int>(syscall(SYS_pidfd_open, process_, 0)));
+    lifeline_.read_end = Descriptor();
+    information_.write_end = Descriptor();
+  }
+  ~SandboxProcess() {
+    if (process_ <= 0) return;
+    kill(process_, SIGKILL);
+    wait();
+  }
+  SandboxProcess(const SandboxProcess &) = delete;
+  SandboxProcess &operator=(const SandboxProcess &) = delete;
+
+  /// A process in the sandbox, as bubblewrap tells it; nothing when the sandbox could not be made.
+  std::optional<pid_t> inner_process() {
+    std::string text;
+    std::array<char, 256> part{};
+    for (ssize_t length = 0; (length = read(information_.read_end.get(), part.data(), part.size())) > 0;)
+      text.append(part.data(), static_cast<std::size_t>(length));
+    const auto told = nlohmann::json::parse(text, nullptr, false);
+    if (!told.is_object() || !told.contains("child-pid") || !told["child-pid"].is_number_integer())
+      return std::nullopt;
+    return told["child-pid"].get<pid_t>();
+  }
+
+  void tell_complete() { (void)!write(lifeline_.write_end.get(), "+", 1); }
+  void tell_end() { lifeline_.write_end = Descriptor(); }
+
+  /// Waits until the process has ended or a signal is there. @return whether it has ended
+  bool wait_for_end(const SignalWatch *signals, int limit_ms) const {
+    std::array<pollfd, 2> waiting{pollfd{ended_.get(), POLLIN, 0},
+                                  pollfd{signals != nullptr ? signals->descriptor() : -1, POLLIN, 0}};
+    while (poll(waiting.data(), waiting.size(), limit_ms) < 0 && errno == EINTR) {
+    }
+    return waiting[0].revents != 0;
+  }
+
+  /// @return its exit status, as a shell would tell it
+  int wait() {
+    int status = 0;
+    while (waitpid(process_, &status, 0) < 0 && errno == EINTR) {
+    }
+    process_ = -1;
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+  }
+
+ private:
+  [[noreturn]] void become(const std::vector<std::string> &arguments,
+                           std::initializer_list<const Descriptor *> inherited,
+                           const SignalWatch &signals) const {
+    signals.restore();
+    setpgid(0, 0);  // Ctrl-C is for the one who started the sandbox, who ends it in order
+    for (const auto *kept : inherited)
+      if (*kept) keep_on_exec(*kept);
+    for (const auto *kept : {&lifeline_.read_end, &information_.write_end}) keep_on_exec(*kept);
+    setenv("CHASSIS_LIFELINE", std::to_string(lifeline_.read_end.get()).c_str(), 1);
+    const std::vector<char *> words = host::argument_pointers(arguments);
+    execvp(words[0], words.data());
+    _exit(127);
+  }
+
+  Pipe lifeline_, information_;
+  pid_t process_ = -1;
+  Descriptor ended_;  ///< readable when the process has ended
+};
+
+int supervise(SandboxProcess &sandbox, const SignalWatch &signals) {
+  if (sandbox.wait_for_end(&signals, -1)) return sandbox.wait();
+  const int signal = signals.take();
+  sandbox.tell_end();
+  // What does not end by itself is killed with its sandbox.
+  if (sandbox.wait_for_end(nullptr, take_down_limit_ms)) sandbox.wait();
+  return 128 + signal;
+}
+
+}  // namespace
+
+int run_sandboxed(const SandboxPlan &plan) {
+  const SignalWatch signals;
+  const TerminalKeeper terminal;
+  std::optional<LentInterfaces> lent;  // outlives the sandbox, so that what was lent comes back
+  SandboxProcess sandbox(plan, signals);
+  const auto inner = sandbox.inner_process();
+  if (!inner) throw host::Failure("bwrap could not make the sandbox; its own words stand above");
+  lent.emplace(plan.interfaces, *inner);
+  record_sandbox_process(plan.run_folder, *inner);
+  sandbox.tell_complete();
+  return supervise(sandbox, signals);
+}
+
+}  // namespace chassis

@@ -1,0 +1,139 @@
+#include "host/chassis/supervisor/daemon_process.h"
+#include "host/system/argument_pointers.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <signal.h>
+#include <spawn.h>
+#include <string.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <string_view>
+#include <vector>
+
+namespace chassis {
+
+namespace {
+
+using host::Descriptor;
+
+/// The actions and attributes of a spawn, released together.
+class SpawnPlan {
+ public:
+  explicit SpawnPlan(const std::filesystem::path &log) {
+    posix_spawn_file_actions_init(&actions_);
+    posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions_, STDOUT_FILENO, log.c_str(), O_WRONLY | O_CREAT | O_APPEND,
+                                     0644);
+    posix_spawn_file_actions_adddup2(&actions_, STDOUT_FILENO, STDERR_FILENO);
+    posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1);
+    posix_spawnattr_init(&attributes_);
+    sigset_t none, all;
+    sigemptyset(&none);
+    sigfillset(&all);
+    posix_spawnattr_setsigmask(&attributes_, &none);
+    posix_spawnattr_setsigdefault(&attributes_, &all);
+    posix_spawnattr_setpgroup(&attributes_, 0);
+    posix_spawnattr_setflags(&attributes_,
+                             POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
+  }
+  ~SpawnPlan() {
+    posix_spawn_file_actions_destroy(&actions_);
+    posix_spawnattr_destroy(&attributes_);
+  }
+  SpawnPlan(const SpawnPlan &) = delete;
+  SpawnPlan &operator=(const SpawnPlan &) = delete;
+
+  const posix_spawn_file_actions_t *actions() const { return &actions_; }
+  const posix_spawnattr_t *attributes() const { return &attributes_; }
+
+ private:
+  posix_spawn_file_actions_t actions_{};
+  posix_spawnattr_t attributes_{};
+};
+
+/// This process's environment, OPAL_RUN_DIR replaced.
+std::vector<std::string> environment_with(const std::filesystem::path &run_folder) {
+  constexpr std::string_view name = "OPAL_RUN_DIR=";
+  std::vector<std::string> environment;
+  for (char **entry = environ; *entry != nullptr; ++entry) {
+    if (!std::string_view(*entry).starts_with(name)) environment.emplace_back(*entry);
+  }
+  environment.push_back(std::string(name) + run_folder.string());
+  return environment;
+}
+
+}  // namespace
+
+std::string describe(const ExitStatus &status) {
+  if (!status.by_signal) return fmt::format("exited with status {}", status.number);
+  return fmt::format("was ended by signal {} ({})", status.number, strsignal(status.number));
+}
+
+std::unique_ptr<DaemonProcess> DaemonProcess::start(asio::io_context &loop,
+                                                    const std::filesystem::path &program,
+                                                    const std::filesystem::path &run_folder,
+                                                    const std::filesystem::path &log, std::string &why) {
+  const SpawnPlan plan(log);
+  std::vector<std::string> arguments{program.string()};
+  std::vector<std::string> environment = environment_with(run_folder);
+  pid_t pid = -1;
+  const int error = posix_spawn(&pid, program.c_str(), plan.actions(), plan.attributes(),
+                                host::argument_pointers(arguments).data(),
+                                host::argument_pointers(environment).data());
+  if (error != 0) {
+    why = fmt::format("cannot start {}: {}", program.string(), strerror(error));
+    return nullptr;
+  }
+  // The child cannot be collected by anyone before this: only its parent may, and that is here.
+  Descriptor process(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
+  if (!process) {
+    why = fmt::format("cannot watch process {}: {}", pid, strerror(errno));
+    kill(pid, SIGKILL);
+    waitpid(pid, nullptr, 0);
+    return nullptr;
+  }
+  return std::unique_ptr<DaemonProcess>(
+      new DaemonProcess(loop, pid, std::move(process)));  // NOLINT: private constructor
+}
+
+DaemonProcess::DaemonProcess(asio::io_context &loop, pid_t pid, Descriptor process)
+    : pid_(pid), process_(std::move(process)), readable_(loop, process_.get()) {}
+
+DaemonProcess::~DaemonProcess() {
+  if (!collected_) {
+    signal(SIGKILL);
+    collect(0);
+  }
+  readable_.release();  // process_ closes the descriptor
+}
+
+void DaemonProcess::on_exit(OnExit handler) {
+  readable_.async_wait(
+      asio::posix::stream_descriptor::wait_read,
+      [this, alive = std::weak_ptr(alive_), handler = std::move(handler)](const std::error_code &error) {
+        if (error || alive.expired()) return;
+        if (const auto status = collect(WNOHANG)) handler(*status);
+      });
+}
+
+void DaemonProcess::signal(int number) {
+  if (!collected_) syscall(SYS_pidfd_send_signal, process_.get(), number, nullptr, 0);
+}
+
+std::optional<ExitStatus> DaemonProcess::collect(int options) {
+  siginfo_t info{};
+  int result = 0;
+  do {
+    // By its number, which is the child's until it is collected here: waiting by a descriptor that the event
+    // loop has made non-blocking does not wait.
+    result = waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | options);
+  } while (result < 0 && errno == EINTR);
+  if (result < 0 || info.si_pid == 0) return std::nullopt;
+  collected_ = true;
+  return ExitStatus{info.si_code != CLD_EXITED, info.si_status};
+}
+
+}  // namespace chassis

@@ -1,0 +1,63 @@
+// The daemon as a process: started, watched and ended by its process descriptor, so that nobody else's
+// children are ever waited for and no process number is used after it was given to another process.
+//
+// The daemon runs in a process group of its own (a terminal's interrupt does not reach it), without
+// arguments, with OPAL_RUN_DIR naming the run-time folder, standard input from /dev/null, standard output
+// and error appended to a log file. It inherits no descriptor.
+#pragma once
+
+#include <asio/io_context.hpp>
+#include <asio/posix/stream_descriptor.hpp>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "host/system/descriptor.h"
+
+namespace chassis {
+
+/// How a process ended.
+struct ExitStatus {
+  bool by_signal = false;
+  int number = 0;  ///< exit status, or the signal's number
+
+  friend bool operator==(const ExitStatus &, const ExitStatus &) = default;
+};
+
+/// "exited with status 1", "was ended by signal 9 (Killed)".
+std::string describe(const ExitStatus &status);
+
+class DaemonProcess {
+ public:
+  using OnExit = std::function<void(ExitStatus)>;
+
+  /// Starts the program. @return nothing on failure; `why` is then one sentence
+  static std::unique_ptr<DaemonProcess> start(asio::io_context &loop, const std::filesystem::path &program,
+                                              const std::filesystem::path &run_folder,
+                                              const std::filesystem::path &log, std::string &why);
+
+  /// Kills the process when it still runs, and waits until it is gone.
+  ~DaemonProcess();
+  DaemonProcess(const DaemonProcess &) = delete;
+  DaemonProcess &operator=(const DaemonProcess &) = delete;
+
+  /// `handler` runs once, from the loop, when the process has ended; it may destroy this object.
+  void on_exit(OnExit handler);
+
+  void signal(int number);
+  pid_t pid() const { return pid_; }
+
+ private:
+  DaemonProcess(asio::io_context &loop, pid_t pid, host::Descriptor process);
+  std::optional<ExitStatus> collect(int options);
+
+  pid_t pid_;
+  host::Descriptor process_;
+  asio::posix::stream_descriptor readable_;
+  bool collected_ = false;
+  std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);  ///< a queued exit holds it weakly
+};
+
+}  // namespace chassis

@@ -1,0 +1,35 @@
+// A wire to an interface of the machine that was moved into the sandbox: real equipment, a VM's tap, a veth.
+//
+// A packet socket takes every frame that the interface receives, whoever it is for. The kernel takes the
+// 802.1Q tag off on receive and keeps it beside the frame; it is put back here.
+#pragma once
+
+#include <asio/io_context.hpp>
+#include <optional>
+#include <string>
+
+#include "host/chassis/base/watch.h"
+#include "host/chassis/wires/wire.h"
+#include "host/system/descriptor.h"
+
+namespace chassis {
+
+class Attachment : public Wire {
+ public:
+  /// Takes the interface of this network namespace into service. Throws Failure.
+  Attachment(asio::io_context &loop, const std::string &interface, FromWire from_wire);
+
+  void deliver(std::span<const std::byte> frame) override;
+  /// The far end sees the interface itself go down or come up.
+  void set_link(bool up) override;
+
+ private:
+  ReadResult read_one();
+
+  std::string interface_;
+  FromWire from_wire_;
+  host::Descriptor socket_;
+  std::optional<Watch> watch_;
+};
+
+}  // namespace chassis

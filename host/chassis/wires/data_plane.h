@@ -1,0 +1,67 @@
+// Everything that carries frames, wired together: the fabric, the nodes and attachments at its ports, the
+// management link between the AMM and its device, inb0, and the counters on the way.
+//
+//   blade ── wire ── fabric ── inb0 ── daemon ── management device ── wire ── AMM
+//
+// The management link takes sound tagged frames of any VLAN: which of them go on is the daemon's decision.
+#pragma once
+
+#include <array>
+#include <asio/io_context.hpp>
+#include <filesystem>
+#include <memory>
+#include <nlohmann/json_fwd.hpp>
+
+#include "host/chassis/asic/fabric.h"
+#include "host/chassis/asic/inband_counters.h"
+#include "host/chassis/kernel_module/klm_device.h"
+#include "host/chassis/model/description.h"
+#include "host/chassis/wires/capture.h"
+#include "host/chassis/wires/cpu_device.h"
+#include "host/chassis/wires/wire.h"
+
+namespace chassis {
+
+class DataPlane {
+ public:
+  /// Makes every device and namespace of the description. Throws Failure.
+  DataPlane(asio::io_context &loop, const Description &description, const std::filesystem::path &run_folder);
+  ~DataPlane();
+
+  Fabric &fabric() { return fabric_; }
+  /// The far end of a port's wire sees its link go up or down.
+  void set_link(AsicPort port, bool up);
+
+  /// Whether the board has the interface. Any port-channel number may be in use.
+  bool knows(IfIndex index) const;
+  /// Fills the kernel module's counters of an interface; a port-channel's stand at the ASIC port that the
+  /// module was told for it. @return false when there is no such interface
+  bool counters(const KlmMirror &mirror, IfIndex index, teskk_port_counters_t &counters) const;
+
+  /// Counters of the daemon's two devices and the management link, for `chassis status`.
+  nlohmann::json status() const;
+
+ private:
+  void add_wires(asio::io_context &loop);
+  FromWire into_fabric(AsicPort port, CapturePoint *point);
+  void deliver_to_wire(AsicPort port, std::span<const std::byte> frame);
+  void send_to_daemon(std::span<const std::byte> header_and_frame);
+  void take_from_daemon(std::span<const std::byte> header_and_frame);
+  void take_from_amm(std::span<const std::byte> frame);
+  void deliver_to_amm(std::span<const std::byte> frame);
+  const InbandCounters::Port *kernel_counters(const KlmMirror &mirror, IfIndex index) const;
+
+  Description description_;
+  CaptureServer capture_;
+  CapturePoint &inband_point_, &management_point_, &amm_point_;
+  std::array<CapturePoint *, asic_ports> wire_points_{};
+  Fabric fabric_;
+  InbandCounters kernel_;
+  PortCounters management_;  ///< rx: sound frames from the AMM; tx: frames to it
+  CpuDevice inband_device_;
+  CpuDevice management_device_;
+  std::array<std::unique_ptr<Wire>, asic_ports> wires_;
+  std::unique_ptr<Wire> amm_;
+};
+
+}  // namespace chassis

@@ -1,0 +1,170 @@
+#include "tests/host/chassis/run/bench.h"
+
+#include <cstdlib>
+
+namespace chassis {
+
+TemporaryFolder::TemporaryFolder() {
+  std::string pattern = "/tmp/platform.XXXXXX";
+  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
+  path_ = pattern;
+}
+
+TemporaryFolder::~TemporaryFolder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+std::filesystem::path TemporaryFolder::write_program(const std::string &name,
+                                                     const std::string &script) const {
+  const auto file = path_ / name;
+  std::ofstream(file) << "#!/bin/sh\n" << script << '\n';
+  std::filesystem::permissions(file, std::filesystem::perms::owner_all);
+  return file;
+}
+
+std::string TemporaryFolder::read(const std::string &name) const {
+  std::ifstream file(path_ / name);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+bool run_until(asio::io_context &loop, const std::function<bool()> &done, std::chrono::milliseconds bound) {
+  const auto end = std::chrono::steady_clock::now() + bound;
+  while (!done()) {
+    if (std::chrono::steady_clock::now() >= end) return false;
+    loop.restart();
+    loop.run_one_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
+
+Description four_ports(Board board) {
+  Description description;
+  description.name = "bench";
+  description.board = board;
+  for (std::uint8_t number = 1; number <= 4; ++number) {
+    PortDescription port;
+    port.port = FrontPort{number};
+    port.blade = NodeDescription{"blade" + std::to_string(number), {}};
+    port.vlans = {VlanId{100}, VlanId{200}, sol_vlan};
+    port.link_up = number != 4;
+    description.ports.push_back(port);
+  }
+  description.incompatible = {VlanId{300}};
+  return description;
+}
+
+void Bench::start(Description description) {
+  const auto idle = folder_.write_program("idle", "exec sleep 1000");
+  platform_ = std::make_unique<Platform>(
+      loop_, description, fabric_, klm_, PlatformPaths{folder_.path(), idle},
+      PlatformHooks{[this](AsicPort port, bool up) { carrier_changes_.emplace_back(port, up); },
+                    [this] { ++ready_; }, [this](const std::string &why) { failure_ = why; },
+                    [] {
+                      return nlohmann::json{{"inb0", {{"rx", 7}}}};
+                    }});
+  ASSERT_EQ(platform_->start(), "");
+  std::error_code error;
+  queue_ = bus::Socket::bind(folder_.path(), bus::address::tesk, error);
+  ASSERT_TRUE(queue_) << error.message();
+  caller_ = bus::Socket::bind_ephemeral(folder_.path(), error);
+  ASSERT_TRUE(caller_) << error.message();
+}
+
+void Bench::TearDown() {
+  if (platform_) platform_->stop();
+  platform_.reset();
+}
+
+void Bench::come_up() {
+  const bus::Heartbeat first{738, 1};
+  ASSERT_FALSE(caller_->send(bus::address::overseer, bus::Kind::notice, bus::opcode::heartbeat, 0,
+                             bus::bytes_of(first)));
+  const int before = ready_;
+  ASSERT_TRUE(run_until(loop_, [&] {
+    take_arrived();
+    return ready_ > before;
+  }));
+}
+
+void Bench::take_arrived() {
+  std::error_code error;
+  while (auto message = queue_->receive(error)) {
+    if (message->opcode == bus::opcode::barrier && answers_barriers_) {
+      answer(*message, bus::bytes_of(bus::Result{0}));
+    } else {
+      arrived_.push_back(std::move(*message));
+    }
+  }
+}
+
+void Bench::answer(const bus::Message &request, std::span<const std::byte> payload) {
+  ASSERT_FALSE(queue_->send(request.source, bus::Kind::response, request.opcode, request.token, payload));
+}
+
+std::optional<bus::Message> Bench::ask(bus::Address service, std::uint32_t opcode,
+                                       std::span<const std::byte> payload, std::chrono::milliseconds bound) {
+  const std::uint32_t token = token_++;
+  EXPECT_FALSE(caller_->send(service, bus::Kind::request, opcode, token, payload));
+  std::optional<bus::Message> response;
+  run_until(
+      loop_,
+      [&] {
+        take_arrived();
+        std::error_code error;
+        auto message = caller_->receive(error);
+        if (message && message->token == token) response = std::move(message);
+        return response.has_value();
+      },
+      bound);
+  return response;
+}
+
+void Bench::subscribe(std::uint32_t opcode) {
+  EXPECT_EQ(
+      ask_result(bus::address::broker, bus::opcode::subscribe, bus::Subscription{opcode, bus::address::tesk}),
+      0U);
+}
+
+std::optional<bus::Message> Bench::next_message(std::chrono::milliseconds bound) {
+  run_until(
+      loop_,
+      [&] {
+        take_arrived();
+        return !arrived_.empty();
+      },
+      bound);
+  if (arrived_.empty()) return std::nullopt;
+  bus::Message message = std::move(arrived_.front());
+  arrived_.pop_front();
+  return message;
+}
+
+nlohmann::json Bench::control_text(const std::string &request) {
+  const auto response = ask(bus::address::control, bus::opcode::control, bus::bytes_of_text(request));
+  if (!response) return {{"ok", false}, {"error", "no answer"}};
+  return nlohmann::json::parse(bus::text_of_bytes(response->payload));
+}
+
+nlohmann::json Bench::control(const nlohmann::json &request) { return control_text(request.dump()); }
+
+std::vector<portsvc_l2_port_state_t> Bench::next_states() {
+  const auto message = next_message();
+  if (!message) return {};
+  EXPECT_EQ(message->opcode, static_cast<std::uint32_t>(QBUS_OPC_PORTSVC_L2_PROTOCOL_STATE_CHANGE));
+  return bus::decode_l2_state_change(message->payload).value_or(std::vector<portsvc_l2_port_state_t>{});
+}
+
+std::vector<ltlsvc_port_cbl_t> Bench::next_forwarding() {
+  const auto message = next_message();
+  if (!message) return {};
+  EXPECT_EQ(message->opcode, static_cast<std::uint32_t>(QBUS_OPC_LTLSVC_CBL_CHANGE));
+  return bus::decode_cbl_change(message->payload).value_or(std::vector<ltlsvc_port_cbl_t>{});
+}
+
+bool Bench::nothing_waits() {
+  take_arrived();
+  return arrived_.empty();
+}
+
+}  // namespace chassis

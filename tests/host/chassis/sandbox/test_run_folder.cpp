@@ -1,0 +1,92 @@
+#include "host/chassis/sandbox/run_folder.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <optional>
+
+#include "host/system/failure.h"
+
+namespace chassis {
+namespace {
+
+struct RunFolderTest : testing::Test {
+  RunFolderTest() : base(std::filesystem::temp_directory_path() / ("run" + std::to_string(getpid()))) {
+    setenv("CHASSIS_RUN_DIR", base.c_str(), 1);
+  }
+  ~RunFolderTest() override {
+    unsetenv("CHASSIS_RUN_DIR");
+    std::filesystem::remove_all(base);
+  }
+
+  static std::string refusal_of(const std::string &name) {
+    try {
+      const RunFolder folder(name);
+      return "taken";
+    } catch (const host::Failure &failure) {
+      return failure.what();
+    }
+  }
+
+  std::filesystem::path base;
+};
+
+TEST_F(RunFolderTest, NothingStaysBehind) {
+  std::optional<RunFolder> folder(std::in_place, "lab");
+  std::ofstream(folder->path() / "file") << "x";
+  EXPECT_TRUE(std::filesystem::exists(base / "lab" / "file"));
+  folder.reset();
+  EXPECT_FALSE(std::filesystem::exists(base));
+}
+
+TEST_F(RunFolderTest, ASecondChassisOfTheNameIsRefused) {
+  const RunFolder first("lab");
+  EXPECT_EQ(refusal_of("lab"), "a chassis named 'lab' runs already; end it, or give this one another --name");
+  EXPECT_EQ(refusal_of("other"), "taken");
+}
+
+TEST_F(RunFolderTest, WhatAKilledChassisLeftIsClearedAndNotTakenForARunningOne) {
+  std::filesystem::create_directories(base / "lab" / "bus");
+  std::ofstream(base / "lab" / "sandbox.pid") << "1\n";
+  std::ofstream(base / "lab" / "lock") << "";
+  chmod(base.c_str(), 0700);
+  EXPECT_TRUE(running_chassis().empty());
+  const RunFolder folder("lab");
+  EXPECT_FALSE(std::filesystem::exists(base / "lab" / "bus"));
+  EXPECT_FALSE(sandbox_process("lab"));
+}
+
+TEST_F(RunFolderTest, TheChassisThatIsMeantIsFound) {
+  std::string chosen;
+  EXPECT_EQ(choose_chassis("", chosen), "no chassis runs; start one with: chassis run");
+  const RunFolder first("alpha");
+  EXPECT_EQ(choose_chassis("", chosen), "");
+  EXPECT_EQ(chosen, "alpha");
+  EXPECT_EQ(choose_chassis("gamma", chosen), "no chassis named 'gamma' runs; there are: alpha");
+  const RunFolder second("beta");
+  EXPECT_EQ(choose_chassis("", chosen), "several chassis run; choose one with --name: alpha, beta");
+  EXPECT_EQ(choose_chassis("beta", chosen), "");
+  EXPECT_EQ(chosen, "beta");
+}
+
+TEST_F(RunFolderTest, ASandboxIsFoundOnceItIsAnnounced) {
+  const RunFolder folder("lab");
+  record_sandbox_process(folder.path(), 4711);
+  EXPECT_FALSE(sandbox_process("lab"));
+  announce_sandbox(folder.path());
+  EXPECT_EQ(sandbox_process("lab"), 4711);
+}
+
+TEST_F(RunFolderTest, AFolderThatOthersMayWriteIsRefused) {
+  std::filesystem::create_directories(base);
+  chmod(base.c_str(), 0777);
+  EXPECT_EQ(refusal_of("lab"),
+            base.string() +
+                " is not a folder of this user's own; remove it, or set CHASSIS_RUN_DIR to another one");
+}
+
+}  // namespace
+}  // namespace chassis
