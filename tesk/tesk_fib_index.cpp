@@ -3,107 +3,158 @@
 #include <stdlib.h>
 #include <string.h>
 
+tesk_fib_index_t fib_index;
+
 namespace {
 
-/* Chains of up to eight entries are walked as fast as an index is asked. */
-constexpr uint32_t addresses_worth_an_index = TESK_BUCKETS * 8;
+/* Walking chains of one, two and three entries takes at most two compares on average. */
+constexpr uint32_t walked_entries = 3;
 
-tesk_fib_entry_t ***slots;
-uint32_t slot_count; /* a power of two; 0 without an index */
+constexpr uint32_t slots_per_number = 2;
+constexpr size_t bytes_per_number = sizeof(tesk_fib_link_t) + (1 + slots_per_number) * sizeof(uint32_t);
+
+/* The first addresses need no memory but this. */
+constexpr uint32_t first_room = 256;
+constexpr uint32_t first_slot_shift = 32 - 9; /* 2 * 256 slots */
+alignas(tesk_fib_link_t) uint8_t first_block[(first_room + 1) * bytes_per_number];
+
 uint32_t address_count;
+boolean is_wanted; /* a chain is too long to be walked */
 
-/* Multiplication carries every bit of an address upwards, and the upper half is taken. */
-uint32_t first_slot(const uint8_t *mac_addr) {
-  uint64_t address = 0;
-  memcpy(&address, mac_addr, sizeof(tesk_fib_entry_t::mac_address));
-  return (uint32_t)(address * 0x9e3779b97f4a7c15U >> 32) & (slot_count - 1);
+uint32_t *slot_of(const uint8_t *mac_addr) {
+  return &fib_index.slots[tesk_fib_index_hash(mac_addr) >> fib_index.slot_shift];
 }
 
-/* The slot of an address, or the free one where it belongs. */
-tesk_fib_entry_t ***slot_of(const uint8_t *mac_addr) {
-  uint32_t slot = first_slot(mac_addr);
-  while (slots[slot] != nullptr &&
-         memcmp((*slots[slot])->mac_address, mac_addr, sizeof(tesk_fib_entry_t::mac_address)) != 0) {
-    slot = (slot + 1) & (slot_count - 1);
+/* 0 for an unknown address. */
+uint32_t number_of(const uint8_t *mac_addr) {
+  uint32_t number = *slot_of(mac_addr);
+  while (number != 0 && memcmp((*fib_index.links[number])->mac_address, mac_addr,
+                               sizeof(tesk_fib_entry_t::mac_address)) != 0) {
+    number = fib_index.next[number];
   }
-  return &slots[slot];
+  return number;
 }
 
-void drop_slots() {
-  free((void *)slots);
-  slots = nullptr;
-  slot_count = 0;
+void enter(uint32_t number, tesk_fib_link_t link) {
+  uint32_t *slot = slot_of((*link)->mac_address);
+  fib_index.links[number] = link;
+  fib_index.next[number] = *slot;
+  *slot = number;
 }
 
-void fill_slots() {
+void enter_chains() {
+  uint32_t number = 0;
   for (tesk_fib_entry_t *&head : fib_bucket) {
-    for (tesk_fib_entry_t **link = &head; *link != nullptr; link = &(*link)->next) {
-      *slot_of((*link)->mac_address) = link;
+    for (tesk_fib_link_t link = &head; *link != nullptr; link = &(*link)->next) {
+      enter(++number, link);
     }
   }
 }
 
-boolean is_full() { return address_count >= slot_count / 8 * 7; }
+void drop_index() {
+  if ((uint8_t *)fib_index.links != first_block) {
+    free((void *)fib_index.links);
+  }
+  fib_index = {};
+}
 
-void make_slots() {
-  drop_slots();
-  if (address_count < addresses_worth_an_index) {
+/* @return a zeroed block, null when memory is short */
+void *block_for(uint32_t numbers) {
+  return numbers == first_room + 1 ? memset(first_block, 0, sizeof first_block)
+                                   : calloc(numbers, bytes_per_number);
+}
+
+void make_index() {
+  drop_index();
+  uint32_t room = first_room;
+  uint32_t slot_shift = first_slot_shift;
+  while (room < address_count) {
+    room *= 2;
+    slot_shift--;
+  }
+  const uint32_t numbers = room + 1; /* with number 0 */
+  auto *links = (tesk_fib_link_t *)block_for(numbers);
+  if (links == nullptr) {
     return;
   }
-  uint32_t wanted = addresses_worth_an_index;
-  while (wanted / 8 * 7 <= address_count) {
-    wanted *= 2;
+  auto *next = (uint32_t *)(links + numbers);
+  fib_index = {.links = links, .next = next, .slots = next + numbers, .room = room, .slot_shift = slot_shift};
+  enter_chains();
+}
+
+boolean is_long(const tesk_fib_entry_t *chain) {
+  uint32_t entries = 0;
+  for (; chain != nullptr && entries <= walked_entries; chain = chain->next) {
+    entries++;
   }
-  slots = (tesk_fib_entry_t ***)calloc(wanted, sizeof *slots);
-  if (slots != nullptr) {
-    slot_count = wanted;
-    fill_slots();
-  }
+  return entries > walked_entries;
+}
+
+void push(tesk_fib_link_t head, tesk_fib_entry_t *entry) {
+  entry->next = *head;
+  *head = entry;
 }
 
 /* The old head is looked up while the chain still leads to it: its link changes. */
-void link_indexed(tesk_fib_entry_t **head, tesk_fib_entry_t *entry) {
-  tesk_fib_entry_t ***pushed_back = *head == nullptr ? nullptr : slot_of((*head)->mac_address);
-  entry->next = *head;
-  *head = entry;
-  if (pushed_back != nullptr) {
-    *pushed_back = &entry->next;
-  }
-  *slot_of(entry->mac_address) = head;
+void push_indexed(tesk_fib_link_t head, tesk_fib_entry_t *entry) {
+  const uint32_t pushed_back = *head == nullptr ? 0 : number_of((*head)->mac_address);
+  push(head, entry);
+  fib_index.links[pushed_back] = &entry->next; /* nobody reads that of number 0 */
+  enter(address_count, head);
 }
 
 }  // namespace
 
 void tesk_fib_index_clear() {
-  drop_slots();
+  drop_index();
   address_count = 0;
+  is_wanted = false;
 }
 
 void tesk_fib_index_rebuild() {
-  address_count = 0;
+  tesk_fib_index_clear();
   for (const tesk_fib_entry_t *entry : fib_bucket) {
+    is_wanted = is_wanted || is_long(entry);
     for (; entry != nullptr; entry = entry->next) {
       address_count++;
     }
   }
-  make_slots();
+  if (is_wanted) {
+    make_index();
+  }
 }
 
-boolean tesk_fib_index_find(const uint8_t *mac_addr, tesk_fib_entry_t ***link) {
-  if (slots == nullptr) {
+/* Addresses in a block follow each other, in steps or not, and differ in few bits, wherever these are. A
+ * single multiplication is linear: it spreads most steps, but some into few slots. With the shift and the
+ * second one it is not, and every pattern is spread as random addresses are. The bytes are put together by
+ * value, so that processors of either byte order find the same. */
+uint32_t tesk_fib_index_hash(const uint8_t *mac_addr) {
+  const uint32_t high = (uint32_t)mac_addr[0] << 8 | (uint32_t)mac_addr[1];
+  const uint32_t low = (uint32_t)mac_addr[2] << 24 | (uint32_t)mac_addr[3] << 16 |
+                       (uint32_t)mac_addr[4] << 8 | (uint32_t)mac_addr[5];
+  uint32_t hash = high * 0x85ebca6bU + low * 0x9e3779b1U;
+  hash ^= hash >> 15;
+  return hash * 0xc2b2ae35U;
+}
+
+boolean tesk_fib_index_find(const uint8_t *mac_addr, tesk_fib_link_t *link) {
+  if (fib_index.room == 0) {
     return false;
   }
-  *link = *slot_of(mac_addr);
+  const uint32_t number = number_of(mac_addr);
+  *link = number == 0 ? nullptr : fib_index.links[number];
   return true;
 }
 
-void tesk_fib_index_link(tesk_fib_entry_t **head, tesk_fib_entry_t *entry) {
+void tesk_fib_index_link(tesk_fib_link_t head, tesk_fib_entry_t *entry) {
   address_count++;
-  if (slots != nullptr && !is_full()) {
-    link_indexed(head, entry);
+  if (address_count <= fib_index.room) {
+    push_indexed(head, entry);
     return;
   }
-  entry->next = *head;
-  *head = entry;
-  make_slots();
+  push(head, entry);
+  is_wanted = is_wanted || is_long(*head);
+  if (is_wanted) {
+    make_index();
+  }
 }

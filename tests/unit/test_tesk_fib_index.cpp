@@ -1,11 +1,15 @@
-/* The MAC table with so many addresses that it is indexed: it stays the same table. */
+/* The MAC table with so many addresses that it is indexed: it stays the same table, and finding an address
+ * takes few compares whatever pattern the addresses have. */
 #include "tesk/tesk_fib_index.h"
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <deque>
 #include <random>
+#include <utility>
 
+#include "tests/unit/address_patterns.h"
 #include "tests/unit/daemon_test.h"
 #include "tests/unit/frames.h"
 
@@ -91,12 +95,25 @@ class ManyAddresses : public DaemonTest {
   std::array<tesk_port_t, 20> ports = {};
 };
 
-TEST_F(ManyAddresses, AreIndexedFromTheFirstThatWouldMakeChainsLong) {
-  learn_range(0, 255, &ports[0]);
+TEST_F(ManyAddresses, AreIndexedFromTheFirstChainOfFour) {
+  learn_range(0, 96, &ports[0]);
   EXPECT_FALSE(is_indexed());
-  learn_range(255, 256, &ports[0]);
+  EXPECT_TRUE(equal(reference));
+  learn_range(96, 97, &ports[0]);
   EXPECT_TRUE(is_indexed());
   EXPECT_TRUE(equal(reference));
+}
+
+TEST_F(ManyAddresses, HaveTwoSlotsEachAtLeast) {
+  learn_range(0, 256, &ports[0]);
+  EXPECT_EQ(fib_index.room, 256u);
+  EXPECT_EQ(fib_index.slot_shift, 32u - 9u);
+  learn_range(256, 257, &ports[0]);
+  EXPECT_EQ(fib_index.room, 512u);
+  EXPECT_EQ(fib_index.slot_shift, 32u - 10u);
+  learn_range(257, 1025, &ports[0]);
+  EXPECT_EQ(fib_index.room, 2048u);
+  EXPECT_EQ(fib_index.slot_shift, 32u - 12u);
 }
 
 TEST_F(ManyAddresses, StayTheSameTableThroughLearningMovingAndPurging) {
@@ -116,31 +133,65 @@ TEST_F(ManyAddresses, AreUnknownWhenTheyWereNotLearnt) {
     ASSERT_EQ(tesk_fib_hash_lookup(address(number).data(), 100), nullptr) << number;
 }
 
-TEST_F(ManyAddresses, TakeOneBlockEachAndOneForTheIndex) {
-  learn_range(0, 255, &ports[0]);
-  EXPECT_EQ(live_blocks(), 255u);
-  learn_range(255, 20000, &ports[0]);
+TEST_F(ManyAddresses, TakeOneBlockEachAndBeyond256OneForTheIndex) {
+  learn_range(0, 256, &ports[0]);
+  EXPECT_EQ(live_blocks(), 256u);
+  learn_range(256, 257, &ports[0]);
+  EXPECT_EQ(live_blocks(), 258u);
+  learn_range(257, 20000, &ports[0]);
   EXPECT_EQ(live_blocks(), 20001u);
 }
 
-TEST_F(ManyAddresses, LoseTheIndexWhenFewAreLeft) {
-  learn_range(0, 200, &ports[0]);
-  learn_range(200, 400, &ports[1]);
+TEST_F(ManyAddresses, LoseTheIndexWhenChainsAreShort) {
+  learn_range(0, 96, &ports[0]);
+  learn_range(96, 97, &ports[1]);
+  learn_range(97, 400, &ports[2]);
+  purge(&ports[2]);
   EXPECT_TRUE(is_indexed());
+  EXPECT_EQ(live_blocks(), 97u) << "the memory for many is given back";
+  EXPECT_TRUE(equal(reference));
   purge(&ports[1]);
   EXPECT_FALSE(is_indexed());
-  EXPECT_EQ(live_blocks(), 200u);
+  EXPECT_TRUE(equal(reference));
+}
+
+TEST_F(ManyAddresses, AreIndexedAnewAfterTheIndexWasLost) {
+  learn_range(0, 300, &ports[0]);
+  purge(&ports[0]);
+  learn_range(300, 600, &ports[0]);
+  EXPECT_TRUE(is_indexed());
   EXPECT_TRUE(equal(reference));
 }
 
 TEST_F(ManyAddresses, AreWalkedWhileMemoryForTheIndexIsShort) {
-  learn_range(0, 255, &ports[0]);
+  learn_range(0, 256, &ports[0]);
   fail_allocation(2);  // the first is the entry
-  learn_range(255, 256, &ports[0]);
-  EXPECT_FALSE(is_indexed());
-  EXPECT_TRUE(equal(reference));
   learn_range(256, 257, &ports[0]);
+  EXPECT_FALSE(is_indexed());
+  EXPECT_EQ(live_blocks(), 257u);
+  EXPECT_TRUE(equal(reference));
+  learn_range(257, 258, &ports[0]);
   EXPECT_TRUE(is_indexed()) << "the next new address asks again";
+  EXPECT_TRUE(equal(reference));
+}
+
+TEST_F(ManyAddresses, AskForMemoryAgainWithANewAddressInAnyChain) {
+  for (uint32_t number = 0; number < 256; ++number) ASSERT_TRUE(learn(number * 32, &ports[0]));
+  fail_allocation(2);
+  ASSERT_TRUE(learn(256 * 32, &ports[0]));
+  EXPECT_FALSE(is_indexed());
+  ASSERT_TRUE(learn(1, &ports[0]));
+  EXPECT_TRUE(is_indexed());
+  EXPECT_TRUE(equal(reference));
+}
+
+TEST_F(ManyAddresses, AreWalkedWhenThePurgeFindsNoMemoryForTheIndex) {
+  learn_range(0, 300, &ports[0]);
+  learn_range(300, 310, &ports[1]);
+  fail_allocation(1);
+  purge(&ports[1]);
+  EXPECT_FALSE(is_indexed());
+  EXPECT_EQ(live_blocks(), 300u);
   EXPECT_TRUE(equal(reference));
 }
 
@@ -153,11 +204,97 @@ TEST_F(ManyAddresses, StayWhenOneMoreFindsNoMemory) {
 
 TEST_F(ManyAddresses, AreForgottenAtStartUpWithTheIndex) {
   learn_range(0, 300, &ports[0]);
-  purge(&ports[0]);
-  EXPECT_EQ(live_blocks(), 0u);
+  for (tesk_fib_entry_t *entry : fib_bucket)
+    for (; entry != nullptr; std::free(std::exchange(entry, entry->next))) {
+    }
   EXPECT_TRUE(tesk_init_fib());
-  learn_range(0, 255, &ports[0]);
-  EXPECT_FALSE(is_indexed()) << "the count begins anew";
+  EXPECT_EQ(live_blocks(), 0u);
+  EXPECT_FALSE(is_indexed());
+  reference = {};
+  learn_range(0, 96, &ports[0]);
+  EXPECT_FALSE(is_indexed()) << "whether chains are long begins anew";
+  learn_range(96, 256, &ports[0]);
+  EXPECT_EQ(fib_index.room, 256u) << "so does the count";
+}
+
+/* ---- patterns ---- */
+
+/** How many entries are compared with an address until it is found, or known to be unknown. */
+uint32_t compares(const Mac &mac) {
+  uint32_t count = 0;
+  const auto is_it = [&](const tesk_fib_entry_t *entry) {
+    ++count;
+    return std::ranges::equal(entry->mac_address, mac);
+  };
+  if (fib_index.room == 0) {
+    const tesk_fib_entry_t *entry = fib_bucket[tesk_fib_hash_fn(mac.data())];
+    while (entry != nullptr && !is_it(entry)) entry = entry->next;
+    return count;
+  }
+  uint32_t number = fib_index.slots[tesk_fib_index_hash(mac.data()) >> fib_index.slot_shift];
+  while (number != 0 && !is_it(*fib_index.links[number])) number = fib_index.next[number];
+  return count;
+}
+
+struct Compares {
+  uint64_t sum = 0;
+  uint32_t most = 0;
+
+  void add(uint32_t count) {
+    sum += count;
+    most = std::max(most, count);
+  }
+};
+
+Compares compares_of(const AddressPattern &pattern, uint32_t from, uint32_t to) {
+  Compares all;
+  for (uint32_t number = from; number < to; ++number) all.add(compares(pattern.address(number)));
+  return all;
+}
+
+class Pattern : public DaemonTest, public testing::WithParamInterface<AddressPattern> {
+ protected:
+  Pattern() { tesk_init_fib(); }
+
+  void learn(uint32_t from, uint32_t to) {
+    for (uint32_t number = from; number < to; ++number)
+      ASSERT_TRUE(tesk_fib_hash_insert(GetParam().address(number).data(), &port, 100));
+  }
+
+  tesk_port_t port = {};
+};
+
+TEST_P(Pattern, TakesFewCompares) {
+  constexpr uint32_t unknown = 1 << 20;
+  uint32_t learnt = 0;
+  for (const uint32_t count : address_counts) {
+    SCOPED_TRACE(std::to_string(count) + " addresses");
+    learn(std::exchange(learnt, count), count);
+    for (const uint32_t first : {0u, unknown}) {
+      const Compares all = compares_of(GetParam(), first, first + count);
+      EXPECT_LE(all.sum, 2 * uint64_t{count}) << (first == 0 ? "known" : "unknown");
+      EXPECT_LE(all.most, 8u) << (first == 0 ? "known" : "unknown");
+    }
+  }
+}
+
+TEST_P(Pattern, HasAsManyAddressesAsNumbers) {
+  learn(0, 1000);
+  size_t entries = 0;
+  for (const tesk_fib_entry_t *entry : fib_bucket)
+    for (; entry != nullptr; entry = entry->next) ++entries;
+  EXPECT_EQ(entries, 1000u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Addresses, Pattern, testing::ValuesIn(address_patterns),
+                         [](const auto &pattern) { return std::string(pattern.param.name); });
+
+/** On processors of either byte order. */
+TEST(AddressHash, IsMadeOfTheBytesInTheirOrder) {
+  EXPECT_EQ(tesk_fib_index_hash(Mac{0, 0, 0, 0, 0, 0}.data()), 0u);
+  EXPECT_EQ(tesk_fib_index_hash(Mac{0x02, 0, 0, 0, 0, 0x01}.data()), 0xb173da7du);
+  EXPECT_EQ(tesk_fib_index_hash(Mac{0x00, 0x11, 0x22, 0x33, 0x44, 0x55}.data()), 0x2aecea0fu);
+  EXPECT_EQ(tesk_fib_index_hash(Mac{0xfe, 0xdc, 0xba, 0x98, 0x76, 0x54}.data()), 0x4405788bu);
 }
 
 }  // namespace
