@@ -16,8 +16,8 @@ namespace {
 constexpr uint32_t attribute_interfaces = 0x0ec20003;
 constexpr uint32_t attribute_vlans = 0x13030007;
 
-/** Learnt addresses from which on the daemon may keep an index of them. */
-constexpr size_t addresses_of_an_index = 256;
+/** Learnt addresses from which on the daemon may ask for memory for an index of them. */
+constexpr size_t addresses_of_an_index = 257;
 
 /* ---- messages ---- */
 
@@ -185,7 +185,7 @@ std::string differing_frames(Model &model) {
   return "";
 }
 
-/** Among many addresses the daemon keeps an index, whose memory is its own affair: none is refused then. */
+/** The memory of the daemon's index of many addresses is its own affair: none is refused then. */
 Event without_failing_index(const Event &event, const Model &model) {
   Event playable = event;
   const auto *stations = std::get_if<StationsAppear>(&event.happening);

@@ -129,7 +129,9 @@ struct DeviceCounts {
   uint32_t frames;
 };
 
-/** A station's address: 02:00:00:00, then its number in two bytes; or one of the two groups. */
+/** A station's address: its number's upper four bits choose a pattern of addresses, the others count in it.
+ * Those of the first pattern are 02:00:00:00, then the number in two bytes. Two numbers are groups. */
+constexpr uint16_t stations_of_a_pattern = 0x1000;
 constexpr uint16_t broadcast_station = 0xffff;
 constexpr uint16_t group_station = 0xfffe;
 

@@ -2,16 +2,19 @@
 #pragma once
 
 #include <algorithm>
+#include <iterator>
 
 #include "tests/model/event.h"
 #include "tests/model/state.h"
+#include "tests/unit/address_patterns.h"
 
 namespace model {
 
 inline Mac station(uint16_t number) {
   if (number == broadcast_station) return {0xff, 0xff, 0xff, 0xff, 0xff, 0xff};
   if (number == group_station) return {0x01, 0x00, 0x5e, 0, 0, 0x05};
-  return {0x02, 0, 0, 0, static_cast<uint8_t>(number >> 8), static_cast<uint8_t>(number)};
+  return address_patterns[number / stations_of_a_pattern % std::size(address_patterns)].address(
+      number % stations_of_a_pattern);
 }
 
 /** The frame, behind its to-host header when it comes from the ASIC. */

@@ -1,5 +1,9 @@
 #include "tests/model/generate.h"
 
+#include <iterator>
+
+#include "tests/unit/address_patterns.h"
+
 namespace model {
 
 namespace {
@@ -58,9 +62,16 @@ Gen<Vlans> vlans() {
   return gen::weightedOneOf<Vlans>({{2, gen::just(Vlans{})}, {3, up_to(4, vlan())}, {4, up_to(24, vlan())}});
 }
 
+Gen<uint16_t> station_of_any_pattern(uint16_t from, uint16_t to) {
+  const auto pattern = gen::inRange<uint16_t>(0, std::size(address_patterns));
+  return gen::map(gen::pair(pattern, gen::inRange(from, to)), [](const std::pair<uint16_t, uint16_t> &pair) {
+    return static_cast<uint16_t>(pair.first * stations_of_a_pattern + pair.second);
+  });
+}
+
 Gen<uint16_t> station_number() {
   return gen::weightedOneOf<uint16_t>({{8, any_of<uint16_t>(1, 2, 33, 34, 65, 97)},
-                                       {1, gen::inRange<uint16_t>(100, 600)},
+                                       {1, station_of_any_pattern(100, 600)},
                                        {1, any_of<uint16_t>(broadcast_station, group_station)}});
 }
 
@@ -184,7 +195,7 @@ Gen<Happening> frames_arrive() {
 
 Gen<Happening> stations_appear() {
   return gen::cast<Happening>(
-      gen::construct<StationsAppear>(gen::inRange<uint8_t>(0, 8), gen::inRange<uint16_t>(100, 400),
+      gen::construct<StationsAppear>(gen::inRange<uint8_t>(0, 8), station_of_any_pattern(100, 400),
                                      gen::inRange<uint16_t>(100, 300), gen::just<uint16_t>(4095)));
 }
 

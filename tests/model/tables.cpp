@@ -73,7 +73,7 @@ class Comparison {
 
   /** An index of many addresses is one block more. */
   void check_heap() {
-    const bool may_have_index = state_.learnt.size() >= 256;
+    const bool may_have_index = state_.learnt.size() > 256;
     const size_t extra = standin::live_blocks() - model_.blocks();
     if (extra != 0 && !(may_have_index && extra == 1))
       same("heap blocks", standin::live_blocks(), model_.blocks());
@@ -163,6 +163,9 @@ class Comparison {
                            found == state_.learnt.end() ? nullptr : context_of(found->second));
       }
     same("learnt addresses", count, state_.learnt.size());
+    for (const auto &[mac, interface] : state_.learnt)
+      same<const void *>("port that is found for the address ending in " + std::to_string(mac[5]),
+                         tesk_fib_hash_lookup(mac.data(), 4095), context_of(interface));
   }
 
   void check_device() {

@@ -1,7 +1,10 @@
 /* Sequences worth keeping: what a failing run printed, and states that random events reach only rarely. */
 #include "tests/model/agreement.h"
 
+#include <iterator>
 #include <sstream>
+
+#include "tests/unit/address_patterns.h"
 
 namespace model {
 
@@ -69,6 +72,32 @@ TEST_F(Agreement, AFrameIsSentToWhereItsAddressWasLearnt) {
            {PortState{{{0x1a000007, 2, {}, {100}}}}},
            {FramesArrive{{{false, 100, 1, 9}}}},
        }});
+}
+
+/** Stations of one pattern, over and over on two ports, of which one leaves. */
+Sequence many_stations(size_t pattern) {
+  const auto first = static_cast<uint16_t>(pattern * stations_of_a_pattern);
+  const auto at = [first](int number) { return static_cast<uint16_t>(first + number); };
+  return {
+      82,
+      {},
+      {
+          {LineCardOnline{}},
+          {PortState{{{0x1a000003, 1, {}, {}}, {0x1a000004, 1, {}, {}}}}},
+          {StationsAppear{3, at(0), 500}},
+          {StationsAppear{4, at(200), 800}},
+          {FramesArrive{{{false, 4095, at(0), 9}, {false, 4095, at(999), 9}, {false, 4095, at(1000), 9}}}},
+          {PortState{{{0x1a000004, 2, {}, {}}}}},
+          {FramesArrive{{{false, 4095, at(199), 9}, {false, 4095, at(200), 9}}}},
+          {StationsAppear{3, at(900), 200}},
+      }};
+}
+
+TEST_F(Agreement, ManyStationsOfEveryPatternAreFound) {
+  for (size_t pattern = 0; pattern < std::size(address_patterns); ++pattern) {
+    SCOPED_TRACE(address_patterns[pattern].name);
+    follow(many_stations(pattern));
+  }
 }
 
 /** What a failing run prints is the text of a test. */
