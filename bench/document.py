@@ -2,7 +2,7 @@
 
 usage: document.py
 
-Takes build/bench/relay.json, micro.json and chassis.json and the stored instruction counts; a part that has not been
+Takes build/bench/relay.json, micro.json, addresses.json and chassis.json and the stored instruction counts; a part that has not been
 run is an error. The text around the tables stays as it is: read it again, and mend what no longer holds.
 """
 
@@ -62,6 +62,17 @@ def micro() -> Iterator[str]:
             yield f"| {run['name']} | {number(run['cpu_time'])} {run['time_unit']}{each} |"
 
 
+def addresses() -> Iterator[str]:
+    figures = load("addresses")
+    yield "\n### Finding and learning an address\n"
+    yield "ns, and the ratio to 20 addresses (learning: of the last tenth to the first).\n"
+    yield f"| pattern | figure | {' | '.join(str(count) for count in figures['counts'])} | limits |"
+    yield f"|---|---|{'---:|' * len(figures['counts'])}---|"
+    for line in figures["lines"]:
+        cells = [f"{ns:.1f}, {ratio:.2f}" for ns, ratio in zip(line["ns"], line["ratios"])]
+        yield f"| {line['pattern']} | {line['figure']} | {' | '.join(cells)} | {'met' if line['met'] else '**missed**'} |"
+
+
 def chassis() -> Iterator[str]:
     figures = load("chassis")
     yield f"\n### A complete chassis, on {figures['processors']} processors\n"
@@ -92,7 +103,7 @@ def main() -> int:
     page = PAGE.read_text(encoding="utf-8")
     before, _, rest = page.partition(BEGIN)
     _, _, after = rest.partition(END)
-    tables = "\n".join([*relay(), *micro(), *chassis(), *instructions()])
+    tables = "\n".join([*relay(), *micro(), *addresses(), *chassis(), *instructions()])
     PAGE.write_text(f"{before}{BEGIN}\n{tables}\n\n{END}{after}", encoding="utf-8")
     return 0
 

@@ -22,11 +22,10 @@ uint8_t tesk_fib_hash_fn(const uint8_t *mac_addr) {
 }
 
 tesk_fib_entry_t **tesk_fib_hash_find_(const uint8_t *mac_addr, uint16_t) {
-  tesk_fib_entry_t **link = nullptr;
-  if (tesk_fib_index_find(mac_addr, &link)) {
-    return link;
+  if (fib_index.room != 0) {
+    return tesk_fib_index_find(mac_addr);
   }
-  link = &fib_bucket[tesk_fib_hash_fn(mac_addr)];
+  tesk_fib_entry_t **link = &fib_bucket[tesk_fib_hash_fn(mac_addr)];
   for (; *link != nullptr; link = &(*link)->next) {
     if (memcmp((*link)->mac_address, mac_addr, sizeof(*link)->mac_address) == 0) {
       return link;

@@ -7,8 +7,8 @@ tesk_fib_index_t fib_index;
 
 namespace {
 
-/* Walking chains of one, two and three entries takes at most two compares on average. */
-constexpr uint32_t walked_entries = 3;
+/* So few are found as fast without an index, even when they share a chain. */
+constexpr uint32_t walked_addresses = 8;
 
 constexpr uint32_t slots_per_number = 2;
 constexpr size_t bytes_per_number = sizeof(tesk_fib_link_t) + (1 + slots_per_number) * sizeof(uint32_t);
@@ -18,21 +18,16 @@ constexpr uint32_t first_room = 256;
 constexpr uint32_t first_slot_shift = 32 - 9; /* 2 * 256 slots */
 alignas(tesk_fib_link_t) uint8_t first_block[(first_room + 1) * bytes_per_number];
 
+/* What an empty slot leads to. Comparing with it costs less than a branch that the processor predicts
+ * wrongly. */
+tesk_fib_entry_t nobody;
+tesk_fib_entry_t *link_to_nobody = &nobody;
+
 uint32_t address_count;
-boolean is_wanted; /* a chain is too long to be walked */
+uint32_t head_numbers[TESK_BUCKETS]; /* of chains that are not empty */
 
 uint32_t *slot_of(const uint8_t *mac_addr) {
   return &fib_index.slots[tesk_fib_index_hash(mac_addr) >> fib_index.slot_shift];
-}
-
-/* 0 for an unknown address. */
-uint32_t number_of(const uint8_t *mac_addr) {
-  uint32_t number = *slot_of(mac_addr);
-  while (number != 0 && memcmp((*fib_index.links[number])->mac_address, mac_addr,
-                               sizeof(tesk_fib_entry_t::mac_address)) != 0) {
-    number = fib_index.next[number];
-  }
-  return number;
 }
 
 void enter(uint32_t number, tesk_fib_link_t link) {
@@ -44,8 +39,9 @@ void enter(uint32_t number, tesk_fib_link_t link) {
 
 void enter_chains() {
   uint32_t number = 0;
-  for (tesk_fib_entry_t *&head : fib_bucket) {
-    for (tesk_fib_link_t link = &head; *link != nullptr; link = &(*link)->next) {
+  for (uint32_t bucket = 0; bucket < TESK_BUCKETS; bucket++) {
+    head_numbers[bucket] = number + 1;
+    for (tesk_fib_link_t link = &fib_bucket[bucket]; *link != nullptr; link = &(*link)->next) {
       enter(++number, link);
     }
   }
@@ -66,6 +62,9 @@ void *block_for(uint32_t numbers) {
 
 void make_index() {
   drop_index();
+  if (address_count <= walked_addresses) {
+    return;
+  }
   uint32_t room = first_room;
   uint32_t slot_shift = first_slot_shift;
   while (room < address_count) {
@@ -79,28 +78,8 @@ void make_index() {
   }
   auto *next = (uint32_t *)(links + numbers);
   fib_index = {.links = links, .next = next, .slots = next + numbers, .room = room, .slot_shift = slot_shift};
+  links[0] = &link_to_nobody;
   enter_chains();
-}
-
-boolean is_long(const tesk_fib_entry_t *chain) {
-  uint32_t entries = 0;
-  for (; chain != nullptr && entries <= walked_entries; chain = chain->next) {
-    entries++;
-  }
-  return entries > walked_entries;
-}
-
-void push(tesk_fib_link_t head, tesk_fib_entry_t *entry) {
-  entry->next = *head;
-  *head = entry;
-}
-
-/* The old head is looked up while the chain still leads to it: its link changes. */
-void push_indexed(tesk_fib_link_t head, tesk_fib_entry_t *entry) {
-  const uint32_t pushed_back = *head == nullptr ? 0 : number_of((*head)->mac_address);
-  push(head, entry);
-  fib_index.links[pushed_back] = &entry->next; /* nobody reads that of number 0 */
-  enter(address_count, head);
 }
 
 }  // namespace
@@ -108,20 +87,16 @@ void push_indexed(tesk_fib_link_t head, tesk_fib_entry_t *entry) {
 void tesk_fib_index_clear() {
   drop_index();
   address_count = 0;
-  is_wanted = false;
 }
 
 void tesk_fib_index_rebuild() {
   tesk_fib_index_clear();
   for (const tesk_fib_entry_t *entry : fib_bucket) {
-    is_wanted = is_wanted || is_long(entry);
     for (; entry != nullptr; entry = entry->next) {
       address_count++;
     }
   }
-  if (is_wanted) {
-    make_index();
-  }
+  make_index();
 }
 
 /* Addresses in a block follow each other, in steps or not, and differ in few bits, wherever these are. A
@@ -137,24 +112,30 @@ uint32_t tesk_fib_index_hash(const uint8_t *mac_addr) {
   return hash * 0xc2b2ae35U;
 }
 
-boolean tesk_fib_index_find(const uint8_t *mac_addr, tesk_fib_link_t *link) {
-  if (fib_index.room == 0) {
-    return false;
-  }
-  const uint32_t number = number_of(mac_addr);
-  *link = number == 0 ? nullptr : fib_index.links[number];
-  return true;
+tesk_fib_link_t tesk_fib_index_find(const uint8_t *mac_addr) {
+  uint32_t number = *slot_of(mac_addr);
+  do {
+    const tesk_fib_link_t link = fib_index.links[number];
+    if (memcmp((*link)->mac_address, mac_addr, sizeof(*link)->mac_address) == 0) {
+      return number == 0 ? nullptr : link;
+    }
+    number = fib_index.next[number];
+  } while (number != 0);
+  return nullptr;
 }
 
 void tesk_fib_index_link(tesk_fib_link_t head, tesk_fib_entry_t *entry) {
+  entry->next = *head;
+  *head = entry;
   address_count++;
-  if (address_count <= fib_index.room) {
-    push_indexed(head, entry);
+  if (address_count > fib_index.room) {
+    make_index();
     return;
   }
-  push(head, entry);
-  is_wanted = is_wanted || is_long(*head);
-  if (is_wanted) {
-    make_index();
+  uint32_t *head_number = &head_numbers[head - fib_bucket];
+  if (entry->next != nullptr) {
+    fib_index.links[*head_number] = &entry->next;
   }
+  *head_number = address_count;
+  enter(address_count, head);
 }

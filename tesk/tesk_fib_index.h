@@ -1,15 +1,15 @@
 /* An index beside the MAC table, so that finding an address takes as long among 100,000 as among twenty.
  *
  * The table is its 32 chains; the index only knows where in them an entry hangs: the link that points at it.
- * Chains of up to three entries are walked. The first longer chain makes the index, which then finds every
- * address, grows with the table, and goes when a purge leaves only short chains. It has room for 256
- * addresses without asking for memory. When memory for more is short there is none: the chains are walked,
- * and the next new address asks again.
+ * It is made with the ninth address, grows with the table, and goes when a purge leaves eight or fewer. It
+ * has room for 256 addresses without asking for memory. When memory for more is short there is none: the
+ * chains are walked, and the next new address asks again.
  *
- * It is a hash table with at least two slots for each address. Addresses have numbers, and those that share
- * a slot are strung together by their numbers. Finding a known address takes 1.25 compares on average, and at
- * most 8 for every pattern of addresses that the tests try: consecutive ones, ones in steps, random ones,
- * ones of one vendor or of many. More than 256 take 20 to 40 bytes each, 16 to 32 on the target.
+ * It is a hash table with two slots or more for each address. Addresses have numbers, and those that share a
+ * slot are strung together by their numbers. Finding a known address takes 1.25 compares on average and
+ * at most 8, for every pattern of addresses that the tests try: consecutive ones, ones in steps, random ones,
+ * ones of one vendor or of many, ones that all share a chain. More than 256 addresses take 20 to 40 bytes
+ * each, 16 to 32 on the target.
  *
  * A station can invent addresses that share a slot here, as it can invent ones that share a chain; finding
  * them then costs a walk, and nothing else happens. */
@@ -21,11 +21,12 @@ typedef tesk_fib_entry_t **tesk_fib_link_t;
 
 /** All three arrays share one block. */
 typedef struct {
-  tesk_fib_link_t *links; /**< by number, from 1 on: the link that points at the entry */
-  uint32_t *next;         /**< by number: the next number in the same slot; 0 ends the string */
-  uint32_t *slots;        /**< the first number in each slot; 0 in an empty one */
-  uint32_t room;          /**< addresses that it can take; 0 without an index */
-  uint32_t slot_shift;    /**< what a hash is shifted right by to be the number of a slot */
+  tesk_fib_link_t
+      *links;          /**< by number, from 1 on: the link that points at the entry; at 0 one to no entry */
+  uint32_t *next;      /**< by number: the next number in the same slot; 0 ends the string */
+  uint32_t *slots;     /**< the first number in each slot; 0 in an empty one */
+  uint32_t room;       /**< addresses that it can take; 0 without an index */
+  uint32_t slot_shift; /**< what a hash is shifted right by to be the number of a slot */
 } tesk_fib_index_t;
 
 extern tesk_fib_index_t fib_index;
@@ -39,12 +40,9 @@ void tesk_fib_index_rebuild();
 /** @return 32 bits of which the upper ones choose the slot of an address */
 uint32_t tesk_fib_index_hash(const uint8_t *mac_addr);
 
-/**
- * Looks an address up.
- * @param link receives the link that points at the entry, or null for an unknown address
- * @return false when there is no index: the chain has to be walked
- */
-boolean tesk_fib_index_find(const uint8_t *mac_addr, tesk_fib_link_t *link);
+/** Looks an address up where there is an index. @return the link that points at the entry, null when there is
+ * none */
+tesk_fib_link_t tesk_fib_index_find(const uint8_t *mac_addr);
 
 /** Puts a new entry at the head of its chain, and into the index. */
 void tesk_fib_index_link(tesk_fib_link_t head, tesk_fib_entry_t *entry);
