@@ -2,8 +2,8 @@
 
 usage: document.py
 
-Takes build/bench/relay.json, micro.json, addresses.json and chassis.json and the stored instruction counts; a part that has not been
-run is an error. The text around the tables stays as it is: read it again, and mend what no longer holds.
+Takes build/bench/relay.json, micro.json, addresses.json and chassis.json and the stored instruction counts; a part
+that has not been run is an error. The text around the tables stays as it is: read it again, and mend what no longer holds.
 """
 
 from __future__ import annotations

@@ -6,10 +6,10 @@
  * chains are walked, and the next new address asks again.
  *
  * It is a hash table with two slots or more for each address. Addresses have numbers, and those that share a
- * slot are strung together by their numbers. Finding a known address takes 1.25 compares on average and
- * at most 8, for every pattern of addresses that the tests try: consecutive ones, ones in steps, random ones,
- * ones of one vendor or of many, ones that all share a chain. More than 256 addresses take 20 to 40 bytes
- * each, 16 to 32 on the target.
+ * slot are strung together by their numbers. Finding a known address takes up to 1.3 compares on
+ * average and 6 in the worst case, for every pattern of addresses that the tests try: consecutive ones, ones
+ * in steps, random ones, ones of one vendor or of many, ones that all share a chain. More than 256 addresses
+ * take 20 to 40 bytes each, 16 to 32 on the target.
  *
  * A station can invent addresses that share a slot here, as it can invent ones that share a chain; finding
  * them then costs a walk, and nothing else happens. */
@@ -21,12 +21,11 @@ typedef tesk_fib_entry_t **tesk_fib_link_t;
 
 /** All three arrays share one block. */
 typedef struct {
-  tesk_fib_link_t
-      *links;          /**< by number, from 1 on: the link that points at the entry; at 0 one to no entry */
-  uint32_t *next;      /**< by number: the next number in the same slot; 0 ends the string */
-  uint32_t *slots;     /**< the first number in each slot; 0 in an empty one */
-  uint32_t room;       /**< addresses that it can take; 0 without an index */
-  uint32_t slot_shift; /**< what a hash is shifted right by to be the number of a slot */
+  tesk_fib_link_t *links; /**< by number, from 1 on: the link that points at the entry */
+  uint32_t *next;         /**< by number: the next number in the same slot; 0 ends the string */
+  uint32_t *slots;        /**< the first number in each slot; 0 in an empty one */
+  uint32_t room;          /**< addresses that it can take; 0 without an index */
+  uint32_t slot_shift;    /**< what a hash is shifted right by to be the number of a slot */
 } tesk_fib_index_t;
 
 extern tesk_fib_index_t fib_index;
@@ -40,8 +39,10 @@ void tesk_fib_index_rebuild();
 /** @return 32 bits of which the upper ones choose the slot of an address */
 uint32_t tesk_fib_index_hash(const uint8_t *mac_addr);
 
-/** Looks an address up where there is an index. @return the link that points at the entry, null when there is
- * none */
+/**
+ * Looks an address up where there is an index.
+ * @return the link that points at the entry, null when there is none
+ */
 tesk_fib_link_t tesk_fib_index_find(const uint8_t *mac_addr);
 
 /** Puts a new entry at the head of its chain, and into the index. */

@@ -17,7 +17,7 @@ using Mac = std::array<uint8_t, 6>;
 
 inline Mac mac_of(uint64_t value) {
   Mac mac;
-  for (size_t i = 0; i < mac.size(); ++i) mac[i] = static_cast<uint8_t>(value >> (40 - 8 * i));
+  for (unsigned i = 0; i < 6; ++i) mac[i] = static_cast<uint8_t>(value >> (40 - 8 * i));
   return mac;
 }
 
