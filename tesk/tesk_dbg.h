@@ -22,27 +22,14 @@ enum { TESK_TRACE_UUID = 115, TESK_TRACE_EVENT = TESK_TRACE_UUID << 16 };
 
 enum { TESK_TRACE_BUF_BYTES = 1024, TESK_TRACE_TEXT_BYTES = 512, TESK_TRACE_ELEMENTS = 3 };
 
-/** What is shown of a function's name in the history, and room for it and a line number. */
-enum { TESK_TRACE_FUNCTION_MAX = 64, TESK_TRACE_PREFIX_BYTES = TESK_TRACE_FUNCTION_MAX + 16 };
-
 /** One event of the history; only the text up to its NUL is handed over. */
 typedef struct tesk_trace_event {
   uint32_t category;
   char text[TESK_TRACE_TEXT_BYTES];
 } tesk_trace_event_t;
 
-/** The last message and, in front of it, room for what makes it an event of the history: a category of 32
- * bits and the text of a place, which end where the message begins. So an event is put together where its
- * message already stands, and only the history copies it: two are made for each relayed frame. */
-typedef struct tesk_trace_line {
-  char front[TESK_TRACE_PREFIX_BYTES + 16];
-  char message[TESK_TRACE_BUF_BYTES];
-} tesk_trace_line_t;
-static_assert(sizeof(tesk_trace_line_t::front) >= sizeof(uint32_t) + TESK_TRACE_PREFIX_BYTES);
-extern tesk_trace_line_t tesk_trace_line;
-
 /** The last message, without its function and line. */
-inline constexpr char (&tesk_trace_buf)[TESK_TRACE_BUF_BYTES] = tesk_trace_line.message;
+extern char tesk_trace_buf[TESK_TRACE_BUF_BYTES];
 
 /** Descriptions of the categories in the order packet, control, error. */
 extern const char *const tesk_dbg_elem_desc[TESK_TRACE_ELEMENTS];
@@ -57,49 +44,60 @@ extern boolean tesk_dbg_ctrl;
  */
 boolean tesk_init_tracekit();
 
-/** Where a trace stands. Its part of an event's text is put together by the compiler: an event is recorded
- * twice for every relayed frame. */
-typedef struct tesk_trace_place {
+/** Whose trace it is, and where it stands. */
+typedef struct tesk_place {
   const char *function;
   int line;
-  uint32_t prefix_length;
-  char prefix[TESK_TRACE_PREFIX_BYTES]; /**< ends with "function(line): ", without a NUL */
-} tesk_trace_place_t;
+} tesk_place_t;
 
-/** @param function of at most 64 characters; more of them are not shown in the history */
-constexpr tesk_trace_place_t tesk_trace_place_of(const char *function, int line) {
-  tesk_trace_place_t place = {.function = function, .line = line, .prefix_length = 0, .prefix = {}};
-  const auto prepend = [&place](char character) {
-    place.prefix[TESK_TRACE_PREFIX_BYTES - ++place.prefix_length] = character;
-  };
-  for (const char end : {' ', ':', ')'}) {
-    prepend(end);
-  }
-  do {
-    prepend((char)('0' + line % 10));
-    line /= 10;
-  } while (line > 0);
-  prepend('(');
-  int length = 0;
-  while (length < TESK_TRACE_FUNCTION_MAX && function[length] != '\0') {
+/** Room for "function(line): " put together by the compiler, and the length that says that it was not. */
+enum { TESK_TRACE_PREFIX_BYTES = 64, TESK_TRACE_NO_PREFIX = TESK_TRACE_PREFIX_BYTES + 1 };
+
+/** A place with its part of an event's text: two events are recorded for every relayed frame. */
+typedef struct tesk_trace_site {
+  tesk_place_t place;
+  uint32_t prefix_length;               /**< or TESK_TRACE_NO_PREFIX */
+  char prefix[TESK_TRACE_PREFIX_BYTES]; /**< "function(line): ", without a NUL */
+} tesk_trace_site_t;
+
+/** @return the site of a place, with its prefix if there is room */
+constexpr tesk_trace_site_t tesk_trace_site_of(tesk_place_t place) {
+  tesk_trace_site_t site = {.place = place, .prefix_length = 0, .prefix = {}};
+  uint32_t length = 0;
+  const auto append = [&site, &length](char character) {
+    if (length < TESK_TRACE_PREFIX_BYTES) {
+      site.prefix[length] = character;
+    }
     length++;
+  };
+  for (const char *character = place.function; *character != '\0'; character++) {
+    append(*character);
   }
-  while (length > 0) {
-    prepend(function[--length]);
+  append('(');
+  int unit = 1;
+  while (unit <= place.line / 10) {
+    unit *= 10;
   }
-  return place;
+  for (; unit > 0; unit /= 10) {
+    append((char)('0' + place.line / unit % 10));
+  }
+  for (const char end : {')', ':', ' '}) {
+    append(end);
+  }
+  site.prefix_length = length <= TESK_TRACE_PREFIX_BYTES ? length : (uint32_t)TESK_TRACE_NO_PREFIX;
+  return site;
 }
 
 /** Records and prints the message in tesk_trace_buf, each if the category asks for it. */
-void tesk_trace_message(uint32_t category, const tesk_trace_place_t *place, size_t length);
+void tesk_trace_message(uint32_t category, const tesk_trace_site_t *site, size_t length);
 
 /** Traces one message. Use the macros below. Inlined, so that the length of __func__ is known and the frame
  * path makes no calls for its texts. */
 template <tesk_format_text Format, class... Arguments>
-[[gnu::always_inline]] inline void tesk_trace(uint32_t category, const tesk_trace_place_t *place,
+[[gnu::always_inline]] inline void tesk_trace(uint32_t category, const tesk_trace_site_t *site,
                                               const Arguments &...arguments) {
   const size_t length = tesk_format<Format>(tesk_trace_buf, sizeof tesk_trace_buf, arguments...);
-  tesk_trace_message(category, place, length);
+  tesk_trace_message(category, site, length);
 }
 
 /** Records a fixed text without function and line, if the category is recorded. */
@@ -111,15 +109,17 @@ boolean tesk_trace_is_printed(uint32_t category);
 /** @return the text, or a readable stand-in for a platform's null string */
 static inline const char *tesk_trace_text(const char *text) { return text == nullptr ? "(null)" : text; }
 
-#define TESK_TRACE(category, format, ...)                                                \
-  do {                                                                                   \
-    static constexpr tesk_trace_place_t place = tesk_trace_place_of(__func__, __LINE__); \
-    tesk_trace<format>(category, &place __VA_OPT__(, ) __VA_ARGS__);                     \
+#define TESK_TRACE(category, format, ...)                                               \
+  do {                                                                                  \
+    static constexpr tesk_trace_site_t site = tesk_trace_site_of({__func__, __LINE__}); \
+    tesk_trace<format>(category, &site __VA_OPT__(, ) __VA_ARGS__);                     \
   } while (0)
-#define TESK_TRACE_AS(category, caller, format, ...)                        \
-  do {                                                                      \
-    const tesk_trace_place_t place = tesk_trace_place_of(caller, __LINE__); \
-    tesk_trace<format>(category, &place __VA_OPT__(, ) __VA_ARGS__);        \
+#define TESK_TRACE_AS(category, caller, format, ...)                \
+  do {                                                              \
+    tesk_trace_site_t site;                                         \
+    site.place = {.function = caller, .line = __LINE__};            \
+    site.prefix_length = TESK_TRACE_NO_PREFIX;                      \
+    tesk_trace<format>(category, &site __VA_OPT__(, ) __VA_ARGS__); \
   } while (0)
 
 #define TESK_PKT(...) TESK_TRACE(TESK_TRACE_PKT, __VA_ARGS__)

@@ -10,3 +10,8 @@ size_t tesk_format_cut(char *buffer, size_t size, const char *format, ...) {
   va_end(arguments);
   return (size_t)length < size ? (size_t)length : size - 1;
 }
+
+[[gnu::noinline]] char *tesk_put_text(char *to, const char *text, size_t length) {
+  memcpy(to, text, length);
+  return to + length;
+}

@@ -135,13 +135,22 @@ inline tesk_text_t tesk_measured(const char (&text)[Size]) {
   return {.start = text, .length = strlen(text)};
 }
 
+/** @return how many of four bytes in the order of memory stand before the first NUL */
+inline size_t tesk_bytes_before_nul(const char *bytes) {
+  uint32_t word = 0;
+  memcpy(&word, bytes, sizeof word);
+  if constexpr (std::endian::native == std::endian::little) {
+    word = __builtin_bswap32(word);
+  }
+  /* The top bit of each byte that is not 0, from the byte itself or from a carry out of its lower bits. */
+  const uint32_t others = ((word & 0x7f7f7f7f) + 0x7f7f7f7f) | word | 0x7f7f7f7f;
+  return (size_t)std::countl_one(others) / 8;
+}
+
 /** Names of devices have this room. */
 inline tesk_name_t tesk_measured(const char (&name)[TESK_NAME_BYTES]) {
-  size_t length = 0;
-  while (length < TESK_NAME_BYTES - 1 && name[length] != '\0') {
-    length++;
-  }
-  return {.start = name, .length = length};
+  const size_t first = tesk_bytes_before_nul(name);
+  return {.start = name, .length = first < 4 ? first : 4 + tesk_bytes_before_nul(name + 4)};
 }
 
 template <tesk_number Number>
@@ -163,18 +172,35 @@ inline char *tesk_put_bytes(char *to, const char *bytes, size_t length) {
   return to + length;
 }
 
+/** Puts a text of any length. Kept a call: in its place the compiler copies so few bytes with an instruction
+ * that takes longer to start than the library takes to finish. @return its end */
+char *tesk_put_text(char *to, const char *text, size_t length);
+
+/** Puts a text of a known length, in moves that are no calls on any machine. */
+template <size_t Length>
+inline char *tesk_put_literal(char *to, const char *bytes) {
+  constexpr size_t longest_move = 32;
+  if constexpr (Length > longest_move) {
+    return tesk_put_literal<Length - longest_move>(tesk_put_bytes(to, bytes, longest_move),
+                                                   bytes + longest_move);
+  }
+  return tesk_put_bytes(to, bytes, Length);
+}
+
 template <tesk_conversion_t Conversion>
 inline char *tesk_put(char *to, tesk_text_t text) {
-  return tesk_put_bytes(to, text.start, text.length);
+  return __builtin_constant_p(text.length) ? tesk_put_bytes(to, text.start, text.length)
+                                           : tesk_put_text(to, text.start, text.length);
 }
 
 /** Shows a number below 10,000, as nearly every one is: all digits at once, in the bytes of a word. */
 inline char *tesk_put_small(char *to, uint32_t number) {
-  const uint32_t hundreds = number / 100;
-  const uint32_t pairs = hundreds << 16 | (number - hundreds * 100);
+  /* A hundredth: 5243 / 2^19 is near enough below 10,000. */
+  const uint32_t hundreds = number * 5243 >> 19;
+  const uint32_t pairs = (hundreds << 16) + number - hundreds * 100;
   /* A tenth of both halves: 103 / 1024 is near enough below 100. */
   const uint32_t tens = pairs * 103 >> 10 & 0x000f000f;
-  const uint32_t digits = tens << 8 | (pairs - tens * 10);
+  const uint32_t digits = pairs + tens * (0x100 - 10);
   const int leading_zeros = std::countl_zero(digits | 1) / 8;
   uint32_t shown = (digits | 0x30303030) << 8 * leading_zeros;
   if constexpr (std::endian::native == std::endian::little) {
@@ -184,28 +210,33 @@ inline char *tesk_put_small(char *to, uint32_t number) {
   return to + sizeof shown - leading_zeros;
 }
 
-/** The four hexadecimal digits of a half, in the bytes of a word. */
-inline uint32_t tesk_hexadecimal_digits(uint32_t half) {
+/** Shows half a word in hexadecimal digits, all at once, with zeros in front up to a width of one to four. */
+template <unsigned Width>
+inline char *tesk_put_half(char *to, uint32_t half) {
   const uint32_t pairs = (half | half << 8) & 0x00ff00ff;
   const uint32_t digits = (pairs | pairs << 4) & 0x0f0f0f0f;
   const uint32_t letters = (digits + 0x06060606) >> 4 & 0x01010101;
-  return digits + 0x30303030 + letters * ('a' - '9' - 1);
+  const int hidden = Width == 4 ? 0 : std::countl_zero(digits | 1U << 8 * (Width - 1)) / 8;
+  uint32_t shown = (digits + 0x30303030 + letters * ('a' - '9' - 1)) << 8 * hidden;
+  if constexpr (std::endian::native == std::endian::little) {
+    shown = __builtin_bswap32(shown);
+  }
+  memcpy(to, &shown, sizeof shown);
+  return to + sizeof shown - hidden;
 }
 
 /** Shows a number in hexadecimal digits, with zeros in front up to a width of at most eight. */
 template <unsigned Width>
 inline char *tesk_put_hexadecimal(char *to, uint32_t number) {
-  constexpr unsigned shown_at_least = Width == 0 ? 1 : Width;
-  const unsigned leading_zeros = (unsigned)std::countl_zero(number | 1) / 4;
-  const unsigned hidden = leading_zeros < 8 - shown_at_least ? leading_zeros : 8 - shown_at_least;
-  const uint64_t digits =
-      (uint64_t)tesk_hexadecimal_digits(number >> 16) << 32 | tesk_hexadecimal_digits(number & 0xffff);
-  uint64_t shown = digits << 8 * hidden;
-  if constexpr (std::endian::native == std::endian::little) {
-    shown = __builtin_bswap64(shown);
+  constexpr unsigned shown_of_low = Width == 0 ? 1 : Width;
+  constexpr unsigned shown_of_high = Width <= 4 ? 1 : Width - 4;
+  if constexpr (Width <= 4) {
+    if (number <= 0xffff) {
+      return tesk_put_half<shown_of_low>(to, number);
+    }
   }
-  memcpy(to, &shown, sizeof shown);
-  return to + sizeof shown - hidden;
+  to = tesk_put_half<shown_of_high>(to, number >> 16);
+  return tesk_put_half<4>(to, number & 0xffff);
 }
 
 template <tesk_conversion_t Conversion>
@@ -246,8 +277,14 @@ inline char *tesk_put(char *to, Number number) {
       return tesk_put_small(to, (uint32_t)number);
     }
   }
-  if constexpr (is_hexadecimal && width <= 8 && (width == 0 || Conversion.fill == '0')) {
-    return tesk_put_hexadecimal<width>(to, (uint32_t)number);
+  if constexpr (is_hexadecimal && width <= 8) {
+    char *end = tesk_put_hexadecimal<width>(to, (uint32_t)number);
+    if constexpr (width != 0 && Conversion.fill == ' ') {
+      for (; *to == '0' && to < end - 1; to++) {
+        *to = ' ';
+      }
+    }
+    return end;
   }
   return tesk_put_any<Conversion>(to, (shown_t)number);
 }
@@ -255,12 +292,12 @@ inline char *tesk_put(char *to, Number number) {
 template <tesk_format_text Format, size_t... Index, class... Arguments>
 inline size_t tesk_format_measured(char *buffer, std::index_sequence<Index...>, Arguments... arguments) {
   char *to = buffer;
-  ((to = tesk_put_bytes(to, Format.text + tesk_conversion_of(Format.text, Index).text,
-                        tesk_conversion_of(Format.text, Index).text_length),
+  ((to = tesk_put_literal<tesk_conversion_of(Format.text, Index).text_length>(
+        to, Format.text + tesk_conversion_of(Format.text, Index).text),
     to = tesk_put<tesk_conversion_of(Format.text, Index)>(to, arguments)),
    ...);
   constexpr tesk_conversion_t last = tesk_conversion_of(Format.text, sizeof...(Arguments));
-  to = tesk_put_bytes(to, Format.text + last.text, last.text_length + 1);
+  to = tesk_put_literal<last.text_length + 1>(to, Format.text + last.text);
   return (size_t)(to - buffer) - 1;
 }
 

@@ -7,7 +7,7 @@
 #include "tesk/tesk_qbus.h"
 #include "tesk/tesk_syslog_def.h"
 
-alignas(64) tesk_trace_line_t tesk_trace_line;
+alignas(64) char tesk_trace_buf[TESK_TRACE_BUF_BYTES];
 
 const char *const tesk_dbg_elem_desc[TESK_TRACE_ELEMENTS] = {
     "TESK Manager Packet Events", "TESK Manager Control Events", "TESK Manager Error Events"};
@@ -29,33 +29,56 @@ boolean is_recorded(uint32_t category) {
   return tracekit_hist_event_subtype_check(TESK_TRACE_EVENT, category) == 0;
 }
 
-/* @param event of the layout of tesk_trace_event_t, at any address */
-void record(const void *event, size_t text_length) {
-  tracekit_hist_event(TESK_TRACE_EVENT, (uint32_t)(sizeof(uint32_t) + text_length + 1), event);
+void record(const tesk_trace_event_t *event, size_t text_length) {
+  tracekit_hist_event(TESK_TRACE_EVENT, (uint32_t)(sizeof event->category + text_length + 1), event);
 }
 
-/* A copy of a fixed size is no call, and nearly every prefix fits into the short one. */
-void put_in_front(char *message, const tesk_trace_place_t *place) {
-  constexpr size_t short_prefix = 32;
-  if (place->prefix_length <= short_prefix) [[likely]] {
-    memcpy(message - short_prefix, place->prefix + TESK_TRACE_PREFIX_BYTES - short_prefix, short_prefix);
-  } else {
-    memcpy(message - TESK_TRACE_PREFIX_BYTES, place->prefix, TESK_TRACE_PREFIX_BYTES);
+/* Copies of a fixed size of up to 32 bytes are no calls; what they copy beyond a text is not handed over. */
+constexpr size_t block_bytes = 32;
+constexpr size_t short_prefix_bytes = 24;
+constexpr size_t short_message_bytes = 80;
+
+inline void copy_message(char *to, size_t length) {
+  memcpy(to, tesk_trace_buf, block_bytes);
+  memcpy(to + block_bytes, tesk_trace_buf + block_bytes, block_bytes);
+  if (length >= 2 * block_bytes) {
+    memcpy(to + 2 * block_bytes, tesk_trace_buf + 2 * block_bytes, short_message_bytes - 2 * block_bytes);
   }
 }
 
-/* Makes the message an event in its place; what an event has no room for is cut only while it is recorded. */
-void record_message(uint32_t category, const tesk_trace_place_t *place, size_t length) {
-  char *message = (char *)&tesk_trace_line + offsetof(tesk_trace_line_t, message);
-  put_in_front(message, place);
-  char *event = message - place->prefix_length - sizeof category;
-  memcpy(event, &category, sizeof category);
-  const size_t room = TESK_TRACE_TEXT_BYTES - 1 - place->prefix_length;
+/* @return length of "function(line): " */
+size_t put_prefix(char *to, const tesk_trace_site_t *site) {
+  if (site->prefix_length <= sizeof site->prefix) {
+    memcpy(to, site->prefix, sizeof site->prefix);
+    return site->prefix_length;
+  }
+  return tesk_format<"%s(%d): ">(to, TESK_TRACE_TEXT_BYTES, site->place.function, site->place.line);
+}
+
+/* @return length of the text, cut to its room */
+[[gnu::noinline]] size_t put_any_text(char *to, const tesk_trace_site_t *site, size_t length) {
+  const size_t prefix_length = put_prefix(to, site);
+  to += prefix_length;
+  const size_t room = TESK_TRACE_TEXT_BYTES - 1 - prefix_length;
+  if (length < short_message_bytes && short_message_bytes <= room) {
+    copy_message(to, length);
+    return prefix_length + length;
+  }
   const size_t taken = length < room ? length : room;
-  const char beyond = message[taken];
-  message[taken] = '\0';
-  record(event, place->prefix_length + taken);
-  message[taken] = beyond;
+  *tesk_put_text(to, tesk_trace_buf, taken) = '\0';
+  return prefix_length + taken;
+}
+
+/* Two events are recorded for each relayed frame: their function's name is short, and their message. */
+inline void record_message(tesk_trace_event_t *event, const tesk_trace_site_t *site, size_t length) {
+  if (site->prefix_length <= short_prefix_bytes && length < short_message_bytes) [[likely]] {
+    memcpy(event->text, site->prefix, short_prefix_bytes);
+    copy_message(event->text + site->prefix_length, length);
+    length += site->prefix_length;
+  } else {
+    length = put_any_text(event->text, site, length);
+  }
+  record(event, length);
 }
 
 void context_free(tracekit_context_t *context) {
@@ -125,12 +148,17 @@ boolean tesk_init_tracekit() {
   return true;
 }
 
-[[gnu::flatten]] void tesk_trace_message(uint32_t category, const tesk_trace_place_t *place, size_t length) {
-  if (is_recorded(category)) [[likely]] {
-    record_message(category, place, length);
+boolean tesk_trace_is_printed(uint32_t category) { return tracekit_chk_int(category, 0, 0, 1).on != 0; }
+
+[[gnu::flatten]] void tesk_trace_message(uint32_t category, const tesk_trace_site_t *site, size_t length) {
+  tesk_trace_event_t event;
+  event.category = category;
+  if (is_recorded(event.category)) [[likely]] {
+    record_message(&event, site, length);
   }
-  if (tesk_trace_is_printed(category)) [[unlikely]] {
-    (void)dbgprint(1, tracekit_dbg_modname, 0, "%s(%d): %s", place->function, place->line, tesk_trace_buf);
+  if (tesk_trace_is_printed(event.category)) [[unlikely]] {
+    (void)dbgprint(1, tracekit_dbg_modname, 0, "%s(%d): %s", site->place.function, site->place.line,
+                   tesk_trace_buf);
   }
 }
 
@@ -141,5 +169,3 @@ void tesk_trace_record_bare(uint32_t category, const char *text) {
     record(&event, tesk_format<"%s">(event.text, sizeof event.text, text));
   }
 }
-
-boolean tesk_trace_is_printed(uint32_t category) { return tracekit_chk_int(category, 0, 0, 1).on != 0; }

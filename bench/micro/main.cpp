@@ -42,7 +42,7 @@ struct Limit {
   double most_ns;
 };
 
-constexpr Limit limits[] = {{"trace_line", 60}};
+constexpr Limit limits[] = {{"trace_line", 25}};
 
 /// The table that the library prints, and the verdicts.
 class JudgingReporter : public benchmark::ConsoleReporter {

@@ -28,6 +28,18 @@ void trace_line_of_a_sent_frame(benchmark::State &state) {
 }
 BENCHMARK(trace_line_of_a_sent_frame);
 
+/// A part of an operation traces in the operation's name.
+void trace_line_of_an_operation(benchmark::State &state) {
+  int length = 60;
+  const char *operation = "tesk_port_vlan_shadowdb_get_port_list";
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(length);
+    benchmark::DoNotOptimize(operation);
+    TESK_PKT_AS(operation, "VLAN list size %d exhausted\n", length);
+  }
+}
+BENCHMARK(trace_line_of_an_operation);
+
 void record_event(benchmark::State &state) {
   const tesk_trace_event_t event{TESK_TRACE_PKT,
                                  "tesk_rx_mgmt(134): tesk_rx_mgmt:Read 60 bytes on [mgmt0]\n"};

@@ -93,7 +93,7 @@ int tracekit_hist_event_subtype_check(uint32_t event_code, uint32_t category);
 /**
  * Appends one event to the history; never fails, never waits.
  * @param length bytes at `event`
- * @param event a 32-bit category followed by a NUL-terminated text, at any address: not aligned
+ * @param event a 32-bit category followed by a NUL-terminated text, aligned to 4 bytes
  */
 void tracekit_hist_event(uint32_t event_code, uint32_t length, const void *event);
 

@@ -23,6 +23,7 @@ struct Trace {
   std::vector<std::string> prints;
   std::set<uint32_t> printed = {102};
   std::vector<void *> kept;  // blocks that the facility took over, unless the daemon freed them since
+  std::function<void()> look = [] {};
   bool shows_calls = false;
 };
 
@@ -57,6 +58,12 @@ Line trace_line(Line::Kind kind, const std::string &text) {
   return line;
 }
 
+/** A facility may read the category as the number that it is. */
+void check_alignment(const void *event) {
+  if (reinterpret_cast<uintptr_t>(event) % sizeof(uint32_t) != 0)
+    ADD_FAILURE() << "a trace event that is not aligned to 4 bytes: " << event;
+}
+
 Event event_from(uint32_t code, uint32_t length, const void *bytes) {
   const auto *start = static_cast<const uint8_t *>(bytes);
   Event event{code, 0, Bytes(start, start + length), ""};
@@ -89,6 +96,7 @@ void check_form(const Event &event) {
 
 const std::vector<Event> &events() { return the_trace.events; }
 const std::vector<std::string> &prints() { return the_trace.prints; }
+void while_recording(std::function<void()> look) { the_trace.look = std::move(look); }
 void show_trace_calls() { the_trace.shows_calls = true; }
 bool is_printed(uint32_t category) { return the_trace.printed.contains(category); }
 
@@ -149,6 +157,8 @@ int tracekit_hist_event_subtype_check(uint32_t event_code, uint32_t category) {
 
 void tracekit_hist_event(uint32_t event_code, uint32_t length, const void *bytes) {
   note_call("tracekit_hist_event");
+  check_alignment(bytes);
+  the_trace.look();
   const Event event = event_from(event_code, length, bytes);
   check_form(event);
   the_trace.events.push_back(event);

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,9 @@ struct Event {
 };
 
 const std::vector<Event> &events();
+
+/** Looks at the daemon while each event is handed over. */
+void while_recording(std::function<void()> look);
 
 /** The texts of the debug prints. */
 const std::vector<std::string> &prints();

@@ -96,7 +96,7 @@ TEST(Format, ShowsEveryNumberThatIsPutAtOnce) {
 
 TEST(Format, ShowsANameInAFieldOfEightBytes) {
   char buffer[64];
-  for (const char *name : {"", "a", "mgmt0", "device7"}) {
+  for (const char *name : {"", "a", "abc", "four", "mgmt0", "device7"}) {
     char field[TESK_NAME_BYTES] = {};
     strcpy(field, name);
     EXPECT_EQ(tesk_format<"[%s]">(buffer, sizeof buffer, field), strlen(name) + 2);
@@ -108,6 +108,8 @@ TEST(Format, FillsWithBlanksOrZeros) {
   char buffer[64];
   EXPECT_EQ(tesk_format<"%4x|%04x|%08x|%5u">(buffer, sizeof buffer, 0xabu, 0xabu, 0xabcdef01u, 7u), 24u);
   EXPECT_STREQ(buffer, "  ab|00ab|abcdef01|    7");
+  EXPECT_EQ(tesk_format<"%4x|%4x|%4x|%05x">(buffer, sizeof buffer, 0u, 0x1000u, 0x12345u, 0x12u), 21u);
+  EXPECT_STREQ(buffer, "   0|1000|12345|00012");
 }
 
 TEST(Format, PutsAPrefixBeforeAHexadecimalNumberButZero) {

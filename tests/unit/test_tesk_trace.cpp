@@ -1,5 +1,8 @@
 /* The trace facility: how it is set up, and what one trace leaves in the history and on the console. */
+#include <gtest/gtest-spi.h>
+
 #include <cstddef>
+#include <cstring>
 
 #include "tesk/tesk_dbg.h"
 #include "tesk/tesk_kvs.h"
@@ -172,8 +175,8 @@ class TracePattern : public DaemonTest {
 };
 
 TEST_F(TracePattern, RecordsCategoryFunctionLineAndText) {
-  const tesk_trace_place_t place = tesk_trace_place_of("some_function", 42);
-  tesk_trace<"VLAN %d\n">(TESK_TRACE_CTRL, &place, 100);
+  const tesk_trace_site_t site = tesk_trace_site_of({"some_function", 42});
+  tesk_trace<"VLAN %d\n">(TESK_TRACE_CTRL, &site, 100);
   ASSERT_EQ(events().size(), 1u);
   const std::string text = "some_function(42): VLAN 100\n";
   const uint32_t category = 101;
@@ -205,8 +208,8 @@ TEST_F(TracePattern, NamesTheCallingFunction) {
 
 TEST_F(TracePattern, ChecksThenRecordsThenChecksThenPrints) {
   show_trace_calls();
-  const tesk_trace_place_t place = tesk_trace_place_of("some_function", 7);
-  tesk_trace<"broken">(TESK_TRACE_ERR, &place);
+  const tesk_trace_site_t site = tesk_trace_site_of({"some_function", 7});
+  tesk_trace<"broken">(TESK_TRACE_ERR, &site);
   expect({"tracekit_hist_event_subtype_check(0x730000, 102)",
           "tracekit_hist_event(0x730000, error some_function: broken)", "tracekit_chk_int(102, 0, 0, 1)",
           "dbgprint(1, 'tesk', 0, broken)"});
@@ -299,35 +302,63 @@ TEST_F(TracePattern, TakesPercentSignsOfATextAsTheyAre) {
   EXPECT_TRUE(prints().at(0).ends_with("100 %s %d %n"));
 }
 
-std::string prefix_of(const tesk_trace_place_t &place) {
-  return {place.prefix + TESK_TRACE_PREFIX_BYTES - place.prefix_length, place.prefix_length};
+/* A site made while the program runs has no prefix; the event is the same. */
+tesk_trace_site_t site_without_prefix(tesk_place_t place) {
+  tesk_trace_site_t site;
+  site.place = place;
+  site.prefix_length = TESK_TRACE_NO_PREFIX;
+  return site;
 }
 
-TEST(TracePlace, SaysEveryDigitOfItsLine) {
-  for (const int line : {1, 9, 10, 11, 99, 100, 109, 1000, 65535}) {
-    const tesk_trace_place_t place = tesk_trace_place_of("f", line);
-    EXPECT_EQ(prefix_of(place), "f(" + std::to_string(line) + "): ");
+TEST(TraceSite, HasThePrefixOfEveryLine) {
+  for (const int line : {1, 9, 10, 11, 99, 100, 109, 1000, 65535, 2147483647}) {
+    const tesk_trace_site_t site = tesk_trace_site_of({"f", line});
+    EXPECT_EQ(std::string(site.prefix, site.prefix_length), "f(" + std::to_string(line) + "): ");
   }
 }
 
-TEST(TracePlace, ShowsSixtyFourCharactersOfAFunction) {
-  for (const size_t length : {1u, 26u, 27u, 63u, 64u, 65u, 200u}) {
-    const std::string function(length, 'f');
-    const tesk_trace_place_t place = tesk_trace_place_of(function.c_str(), 2147483647);
-    EXPECT_EQ(prefix_of(place), function.substr(0, 64) + "(2147483647): ");
-  }
+TEST(TraceSite, HasNoPrefixWithoutRoomForIt) {
+  const std::string fits(TESK_TRACE_PREFIX_BYTES - std::strlen("(7): "), 'f');
+  EXPECT_EQ(tesk_trace_site_of({fits.c_str(), 7}).prefix_length, TESK_TRACE_PREFIX_BYTES);
+  EXPECT_EQ(tesk_trace_site_of({(fits + "f").c_str(), 7}).prefix_length, TESK_TRACE_NO_PREFIX);
+  EXPECT_EQ(tesk_trace_site_of({std::string(1000, 'f').c_str(), 7}).prefix_length, TESK_TRACE_NO_PREFIX);
 }
 
-/* The prefix is put in front of the message in one of two sizes; 27 characters and a short line are the
- * longest that fit into the smaller one. */
-TEST_F(TracePattern, RecordsFunctionsOfEveryLength) {
-  for (const size_t length : {1u, 26u, 27u, 28u, 63u, 64u}) {
-    const std::string function(length, 'f');
-    const tesk_trace_place_t place = tesk_trace_place_of(function.c_str(), 7);
-    tesk_trace<"text">(TESK_TRACE_PKT, &place);
-    const std::vector<uint8_t> &bytes = events().back().bytes;
-    EXPECT_EQ(std::string(bytes.begin() + 4, bytes.end() - 1), function + "(7): text");
+std::string event_of(const tesk_trace_site_t &site, const std::string &message) {
+  tesk_trace<"%s">(TESK_TRACE_PKT, &site, message.c_str());
+  return events().back().text;
+}
+
+/* Lengths at which prefix or message are put into the event in another way, or are cut. */
+TEST_F(TracePattern, RecordsFunctionsAndMessagesOfEveryLength) {
+  for (const size_t name_length : {1u, 19u, 20u, 59u, 60u, 64u, 65u, 200u, 431u, 432u, 506u, 507u, 600u}) {
+    for (const size_t length : {0u, 1u, 63u, 64u, 79u, 80u, 81u, 450u, 511u, 1023u}) {
+      const std::string function(name_length, 'f');
+      const std::string message(length, 'm');
+      const std::string expected = (function + "(7): " + message).substr(0, 511);
+      ASSERT_EQ(event_of(tesk_trace_site_of({function.c_str(), 7}), message), expected) << name_length;
+      ASSERT_EQ(event_of(site_without_prefix({function.c_str(), 7}), message), expected) << name_length;
+    }
   }
+  ignore_rest();
+}
+
+TEST_F(TracePattern, LeavesTheMessageAloneWhileItsEventIsRecorded) {
+  std::string seen;
+  while_recording([&seen] { seen = tesk_trace_buf; });
+  trace_packet("short");
+  EXPECT_EQ(seen, "short");
+  const std::string message(1000, 'x');
+  trace_packet(message.c_str());
+  EXPECT_EQ(seen, message);
+  ignore_rest();
+}
+
+TEST_F(TracePattern, IsRefusedAnEventThatIsNotAligned) {
+  alignas(4) char bytes[] = {0, 0, 0, 0, 0, 'x', 0};
+  const uint32_t category = 102;
+  std::memcpy(bytes + 1, &category, sizeof category);
+  EXPECT_NONFATAL_FAILURE(tracekit_hist_event(0x730000, 6, bytes + 1), "not aligned to 4 bytes");
   ignore_rest();
 }
 
