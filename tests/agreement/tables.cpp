@@ -1,4 +1,4 @@
-#include "tests/model/tables.h"
+#include "tests/agreement/tables.h"
 
 #include <algorithm>
 #include <sstream>
