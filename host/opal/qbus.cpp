@@ -49,8 +49,7 @@ bus::Bytes payload_bytes(const void *payload, std::uint32_t length) {
 }  // namespace
 
 qbus_queue_t qbus_bind(uint32_t version, uint32_t sap, const qbus_bind_options_t *options, const char *name) {
-  const bool known =
-      version == qbus_version && options != nullptr && options->version == qbus_version;
+  const bool known = version == qbus_version && options != nullptr && options->version == qbus_version;
   if (!known || options->qlen < 0 || options->flags != 0) return refuse(EINVAL);
   int error = 0;
   std::optional<Queue> queue = Queue::bind({options->node, sap}, error);

@@ -2,6 +2,8 @@
 
 from __future__ import annotations
 
+import concurrent.futures
+import os
 import re
 import subprocess
 from collections.abc import Iterator
@@ -91,12 +93,19 @@ def names_of_tests(tree: Tree) -> Iterator[str]:
 
 def formatting(tree: Tree) -> Iterator[str]:
     """The formatter would change nothing."""
-    checked = subprocess.run(["xargs", "-P", "0", "-n", "50", "clang-format", "--dry-run"], cwd=tree.root,
-                             input="\n".join(tree.sources), capture_output=True, text=True)
-    for place in re.findall(r"^(\S+:\d+):\d+: (?:warning|error)", checked.stderr, re.M):
-        yield f"{place}: is not formatted; run clang-format -i {place.rpartition(':')[0]}"
-    if checked.returncode != 0:
-        yield f"clang-format failed: {checked.stderr.strip().splitlines()[-1]}"
+    def check(some: list[str]) -> subprocess.CompletedProcess[str]:
+        return subprocess.run(["clang-format", "--dry-run", *some], cwd=tree.root, capture_output=True, text=True)
+
+    names, jobs = list(tree.sources), os.cpu_count() or 1
+    with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
+        for checked in pool.map(check, (names[job::jobs] for job in range(jobs))):
+            lines: dict[str, str] = {}
+            for file, line in re.findall(r"^(\S+):(\d+):\d+: (?:warning|error)", checked.stderr, re.M):
+                lines.setdefault(file, line)
+            for file, line in lines.items():
+                yield f"{file}:{line}: is not formatted; run clang-format -i {file}"
+            if checked.returncode != 0:
+                yield f"clang-format failed: {checked.stderr.strip().splitlines()[-1]}"
 
 
 RULES = [every_folder_is_a_room, every_room_exists, every_room_has_a_readme, sizes, one_daemon, standalone_headers,

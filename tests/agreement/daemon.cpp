@@ -4,8 +4,8 @@
 
 #include "opal/overseer.h"
 #include "tesk/tesk_main.h"
-#include "tests/model/frames.h"
 #include "tests/agreement/tables.h"
+#include "tests/model/frames.h"
 #include "tests/scenario/invariants.h"
 #include "tests/unit/tables.h"
 
