@@ -22,9 +22,10 @@ qbus_queue_t refuse(int error) {
 void check_queue_length(int wanted, const char *name) {
   int possible = 0;
   std::ifstream("/proc/sys/net/unix/max_dgram_qlen") >> possible;
-  if (possible > 0 && possible < wanted)
+  if (possible > 0 && possible < wanted) {
     std::fprintf(stderr, "%s: only %d of %d messages can wait; raise net.unix.max_dgram_qlen\n", name,
                  possible, wanted);
+  }
 }
 
 int errno_of(rcode_t rcode) {
