@@ -222,9 +222,10 @@ class Files(HouseTest):
         self.given("host/net/b.cpp", "int a();\n\nint  b();\n")
         self.assertRegex(self.one_complaint(files.formatting), r"^host/net/b.cpp:3: .* clang-format -i host/net/b.cpp")
 
-    def test_the_formatter_leaves_comments_alone(self):
+    def test_the_formatter_leaves_comments_and_texts_alone(self):
         self.given(".clang-format", (ROOT / ".clang-format").read_text(encoding="utf-8"))
         self.given("host/net/b.h", "//   a:  1" + " " * 100 + "# a comment that is too long\n//   b: 2\nint b();\n")
+        self.given("host/net/b.cpp", 'const char *text =\n    "' + "a long text " * 12 + '\\n"\n    "b";\n')
         self.assertEqual(self.complaints(files.formatting), [])
 
     def test_a_formatter_that_fails_is_not_a_pass(self):
