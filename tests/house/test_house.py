@@ -120,6 +120,14 @@ class Walls(HouseTest):
         self.table["host/run"]["includes"].append("tesk/kspace")
         self.assertIn("take tesk/kspace out", self.one_complaint(walls.unused_arrows))
 
+    def test_an_arrow_to_a_room_without_headers_is_for_linking(self):
+        self.table["host/values"] = {"for": "operations of include/opal", "includes": []}
+        self.table["host/run"]["includes"].append("host/values")
+        self.given("host/values/a.cpp", "")
+        self.assertEqual(self.complaints(walls.unused_arrows), [])
+        self.given("host/values/a.h", "")
+        self.assertIn("take host/values out", self.one_complaint(walls.unused_arrows))
+
     def test_a_circle_in_the_table(self):
         self.table["host/base"]["includes"] = ["host/run"]
         self.assertIn("host/base -> host/run -> host/base", self.one_complaint(walls.no_circle_in_the_table))
