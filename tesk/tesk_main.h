@@ -14,8 +14,8 @@ boolean tesk_init_overseer();
 /** Heartbeat timer's callback: sends one heartbeat in the life of the process. */
 void tesk_cb_heartbeat_tmr(void *user_data);
 
-/** Command back end and running-config service. @return true; exits with the back end's status if that fails
- */
+/** Command back end and running-config service.
+ * @return true; exits with the back end's status if that fails */
 boolean tesk_init_cli();
 
 /** Kernel module, interface manager, ports, VLANs and MAC table; exits with status 1 on a failure. */

@@ -125,8 +125,8 @@ ifindex_hash_entry_t **tesk_ifindex_hash_find_(if_index_t if_idx);
 /** @return the context, null when there is none */
 tesk_port_t *tesk_ifindex_hash_find(if_index_t if_idx);
 
-/** Takes the port out of the kernel module and the table; the context itself stays. @return false if absent
- */
+/** Takes the port out of the kernel module and the table; the context itself stays.
+ * @return false if absent */
 boolean tesk_ifindex_hash_delete(if_index_t if_idx);
 
 /** Takes a context that is about to be freed away from the entry that has it; the entry stays. Finds it

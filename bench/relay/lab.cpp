@@ -25,7 +25,7 @@ int processor_of(bool relay) {
 void await_relay(const Wire &wire) {
   if (!await_first_frame(wire, Clock::now() + start_bound)) {
     throw host::Failure(fmt::format("no frame came through between {} and {} within {} s",
-                                       wire.management_name, wire.inband_name, start_bound.count()));
+                                    wire.management_name, wire.inband_name, start_bound.count()));
   }
 }
 

@@ -91,7 +91,7 @@ void pin(pid_t process, int processor) {
   CPU_SET(static_cast<std::size_t>(processor), &set);
   if (sched_setaffinity(process, sizeof set, &set) != 0) {
     throw host::Failure(fmt::format("process {} cannot be kept on processor {}: {}", process, processor,
-                                       std::strerror(errno)));
+                                    std::strerror(errno)));
   }
 }
 

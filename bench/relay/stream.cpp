@@ -201,7 +201,7 @@ std::chrono::nanoseconds run_load(const Wire &wire, const Load &load) {
       moved = Clock::now();
     } else if (Clock::now() - moved > lost_after) {
       throw host::Failure(fmt::format("invalid run: of {} frames {}, {} were lost", load.frames,
-                                         direction_name(load.direction), stream.sent() - stream.taken()));
+                                      direction_name(load.direction), stream.sent() - stream.taken()));
     }
   }
   const auto elapsed = Clock::now() - start;

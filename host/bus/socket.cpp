@@ -139,11 +139,12 @@ Datagram take_datagram(int fd, std::error_code &error) {
   }
   const bool whole = (message.msg_flags & MSG_TRUNC) == 0 &&
                      static_cast<std::size_t>(taken) == sizeof(Header) + datagram.payload.size();
-  if (sender_of(message) != geteuid())
+  if (sender_of(message) != geteuid()) {
     datagram.taken = Taken::foreign;
-  else
+  } else {
     datagram.taken =
         whole && well_formed(datagram.header, datagram.payload.size()) ? Taken::message : Taken::malformed;
+  }
   return datagram;
 }
 
@@ -251,12 +252,13 @@ std::error_code Socket::send(Address destination, Kind kind, std::uint32_t opcod
   const Header header{
       magic, version, kind, opcode, token, address_, static_cast<std::uint32_t>(payload.size()), 0};
   const std::error_code error = send_by_any(destination, header, payload);
-  if (!error)
+  if (!error) {
     ++counters_.sent;
-  else if (error.value() == ENOBUFS)
+  } else if (error.value() == ENOBUFS) {
     ++counters_.refused_full;
-  else if (error.value() == ECONNREFUSED)
+  } else if (error.value() == ECONNREFUSED) {
     ++counters_.refused_absent;
+  }
   return error;
 }
 

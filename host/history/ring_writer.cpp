@@ -142,9 +142,10 @@ std::optional<RingWriter> RingWriter::open(const std::filesystem::path &file, st
   }
   if (old) {
     std::optional<RingMapping> mapping = RingMapping::map(std::move(old), RingMapping::Access::write, why);
-    if (mapping && mapping->capacity() == capacity)
+    if (mapping && mapping->capacity() == capacity) {
       if (const std::optional<std::uint64_t> next = next_sequence_of(*mapping))
         return RingWriter(std::move(*mapping), *next);
+    }
   }
   host::Descriptor fresh = make_file(file, capacity, why);
   if (!fresh) return std::nullopt;
@@ -168,10 +169,11 @@ void RingWriter::append(std::int64_t time_ns, std::uint32_t category, std::strin
   mapping_.set_tail(tail_);
   const std::uint64_t first_word = word_of(length, category);
   const std::uint64_t sequence = next_sequence_++;
-  if (events.is_straight(start, bytes)) [[likely]]
+  if (events.is_straight(start, bytes)) [[likely]] {
     write_event(StraightWriter(events.at(start)), first_word, sequence, time_ns, text);
-  else
+  } else {
     write_wrapping(events, start, first_word, sequence, time_ns, text);
+  }
   head_ = end;
   mapping_.set_head(end);
 }

@@ -22,9 +22,10 @@ qbus_queue_t refuse(int error) {
 void check_queue_length(int wanted, const char *name) {
   int possible = 0;
   std::ifstream("/proc/sys/net/unix/max_dgram_qlen") >> possible;
-  if (possible > 0 && possible < wanted)
+  if (possible > 0 && possible < wanted) {
     std::fprintf(stderr, "%s: only %d of %d messages can wait; raise net.unix.max_dgram_qlen\n", name,
                  possible, wanted);
+  }
 }
 
 int errno_of(rcode_t rcode) {
@@ -49,8 +50,7 @@ bus::Bytes payload_bytes(const void *payload, std::uint32_t length) {
 }  // namespace
 
 qbus_queue_t qbus_bind(uint32_t version, uint32_t sap, const qbus_bind_options_t *options, const char *name) {
-  const bool known =
-      version == qbus_version && options != nullptr && options->version == qbus_version;
+  const bool known = version == qbus_version && options != nullptr && options->version == qbus_version;
   if (!known || options->qlen < 0 || options->flags != 0) return refuse(EINVAL);
   int error = 0;
   std::optional<Queue> queue = Queue::bind({options->node, sap}, error);

@@ -2,7 +2,6 @@
 
 #include <errno.h>
 
-
 #include "host/opal/queue.h"
 #include "host/opal/trace_switches.h"
 

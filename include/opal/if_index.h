@@ -12,11 +12,7 @@
 extern "C" {
 #endif
 
-enum {
-  IF_INDEX_TYPE_MGMT = 5,
-  IF_INDEX_TYPE_PORT_CHANNEL = 22,
-  IF_INDEX_TYPE_ETHERNET = 26
-};
+enum { IF_INDEX_TYPE_MGMT = 5, IF_INDEX_TYPE_PORT_CHANNEL = 22, IF_INDEX_TYPE_ETHERNET = 26 };
 
 /** Inclusive range of ports of one type and slot. */
 typedef struct if_index_range {
@@ -46,7 +42,8 @@ rcode_t if_index_mgmt_sup_port_init(if_index_t *if_index, uint32_t slot, uint32_
 uint32_t if_index_get_num_ports_in_if_index_range(const if_index_range_t *range);
 
 /** @param position from 0 @return 0, or RCODE_INVALID past the end */
-rcode_t if_index_get_if_index_in_range(const if_index_range_t *range, uint32_t position, if_index_t *if_index);
+rcode_t if_index_get_if_index_in_range(const if_index_range_t *range, uint32_t position,
+                                       if_index_t *if_index);
 
 /** Prints an index as people write it. @return `buffer` */
 const char *snprintf_if_index(char *buffer, size_t size, if_index_t if_index);

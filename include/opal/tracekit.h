@@ -99,7 +99,8 @@ void tracekit_hist_event(uint32_t event_code, uint32_t length, const void *event
 
 /** Asks whether a category's printing is on. The other arguments select per-instance switches: 0, 0
  * and 1 ask for the category as a whole. */
-tracekit_check_t tracekit_chk_int(uint32_t category, uint32_t instance, uint32_t sub_instance, uint32_t level);
+tracekit_check_t tracekit_chk_int(uint32_t category, uint32_t instance, uint32_t sub_instance,
+                                  uint32_t level);
 
 /**
  * Prints one debug line to the console.

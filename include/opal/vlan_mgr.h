@@ -51,10 +51,10 @@ rcode_t vlan_mgr_parse_notification_msg_local(const qbus_msg_ref_t *message,
  * @param length receives its bytes
  * @return 0, or an errno
  */
-int vlan_feat_create_build_qbus_local(uint32_t count, const vlan_id_t *vlans, uint32_t feature, void **payload,
-                                      uint32_t *length);
-int vlan_feat_delete_build_qbus_local(uint32_t count, const vlan_id_t *vlans, uint32_t feature, void **payload,
-                                      uint32_t *length);
+int vlan_feat_create_build_qbus_local(uint32_t count, const vlan_id_t *vlans, uint32_t feature,
+                                      void **payload, uint32_t *length);
+int vlan_feat_delete_build_qbus_local(uint32_t count, const vlan_id_t *vlans, uint32_t feature,
+                                      void **payload, uint32_t *length);
 
 /**
  * Asks whether a VLAN is free of the given features.

@@ -23,7 +23,7 @@ typedef struct teskk_port_info {
   uint32_t if_idx;
   uint8_t if_type;
   uint8_t kestrix_port;
-  uint16_t vlan_cnt; /**< valid entries in `vlan_lst` */
+  uint16_t vlan_cnt;                            /**< valid entries in `vlan_lst` */
   teskk_port_vlan_t vlan_lst[TESKK_PORT_VLANS]; /**< in ascending VLAN order */
 } teskk_port_info_t;
 

@@ -19,10 +19,11 @@ constexpr size_t failed_text_bytes = 128;
 Ranges runs_of(const VlanSet &vlans) {
   Ranges runs;
   for (const uint16_t vlan : vlans) {
-    if (!runs.empty() && runs.back().second + 1 == vlan)
+    if (!runs.empty() && runs.back().second + 1 == vlan) {
       runs.back().second = vlan;
-    else
+    } else {
       runs.emplace_back(vlan, vlan);
+    }
   }
   return runs;
 }
@@ -55,10 +56,11 @@ std::vector<uint32_t> interfaces_of(uint32_t lower, uint32_t upper) {
 
 void Model::command(const std::function<void()> &serve) {
   message(0x1dff, [&] {
-    if (platform_.allocates() && !platform_.met("cmd_req_handle_get_2"))
+    if (platform_.allocates() && !platform_.met("cmd_req_handle_get_2")) {
       serve();
-    else
+    } else {
       platform_.say("cmd_rsp_send_nok", std::string("null"), 0, "Can't get handle for cli request!!!");
+    }
   });
 }
 
@@ -94,20 +96,22 @@ void Model::configure(const CinCommand &cin) {
           cin.is_no_form ? delete_cin_vlan(vlan)
                          : platform_.ask("vlan_mgr_check_feat", 1, vlan, std::string("{2 3}")) == nullptr &&
                                add_cin_vlan(vlan);
-      if (is_done)
+      if (is_done) {
         done.push_back(static_cast<int32_t>(vlan));
-      else
+      } else {
         failed.insert(static_cast<uint16_t>(vlan));
+      }
     }
   }
   has_failures = has_failures || !failed.empty();
   if (!done.empty()) platform_.send_feature(!cin.is_no_form, done);
-  if (!has_failures)
+  if (!has_failures) {
     platform_.say("cmd_rsp_send_ok", named(3));
-  else if (done.empty())
+  } else if (done.empty()) {
     nok(all_failed);
-  else
+  } else {
     answer_partly(cin, failed);
+  }
 }
 
 /* The answer carries the runs that failed; one that reaches the last VLAN is not among them. */
@@ -136,11 +140,12 @@ void Model::happens(const ShowCin &) {
   command([this] {
     if (!start_response(2)) return;
     size_t listed = 0;
-    if (platform_.allocates())
+    if (platform_.allocates()) {
       each(state_.vlans, [&](const Vlan &vlan) {
         if (vlan.number == sol_vlan || listed++ >= longest_list) return;
         platform_.say("cmd_rsp_attr_add", hex(0x14c2000bu), hex(uint32_t{vlan.number}), 4);
       });
+    }
     platform_.say("cmd_rsp_send");
   });
 }
@@ -155,23 +160,26 @@ void Model::happens(const ShowCounters &show) {
     };
     if (show.interfaces.empty()) {
       gather(state_.management.interface);
-      for (uint32_t port = 0; port < (is_vorlund_ ? 14 : 20); ++port)
+      for (uint32_t port = 0; port < (is_vorlund_ ? 14 : 20); ++port) {
         if (platform_.ask("portsvc_is_ifindex_present", hex(0x1a000000 | port)) == nullptr)
           gather(0x1a000000 | port);
+      }
     }
     for (const auto &[lower, upper] : show.interfaces)
       for (const uint32_t interface : interfaces_of(lower, upper)) gather(interface);
 
     for (const auto &[interface, frames] : records) {
       platform_.say("cmd_rsp_attr_add", hex(0x14c20004u), hex(interface), 4);
-      for (uint32_t counter = 0; counter < 4; ++counter)  // the device counts one more for each
+      for (uint32_t counter = 0; counter < 4; ++counter) {  // the device counts one more for each
         platform_.say("cmd_rsp_attr_add", hex(0x14c20006u + counter), hex(frames == 0 ? 0 : frames + counter),
                       4);
+      }
     }
-    if (records.empty())
+    if (records.empty()) {
       platform_.say("cmd_rsp_send_ok", named(1));
-    else
+    } else {
       platform_.say("cmd_rsp_send");
+    }
   });
 }
 

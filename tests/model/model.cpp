@@ -160,9 +160,10 @@ void Model::happens(const DeviceCounts &counts) { platform_.device_counts[counts
 
 void Model::happens(const FramesArrive &arrival) {
   if (!state_.relay_is_up) return;
-  for (const Frame &frame : arrival.frames)
+  for (const Frame &frame : arrival.frames) {
     platform_.waiting[number_of(frame.is_inband ? Side::inband : Side::management)].push_back(
         bytes_of(frame));
+  }
   pass(false, [] {});
 }
 

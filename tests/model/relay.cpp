@@ -135,9 +135,10 @@ void Model::to_asic(uint16_t number, const Bytes &frame) {
     count(port->sent, frame);
     return;
   }
-  for (size_t asic = 0; asic < state_.port_map.size(); ++asic)
+  for (size_t asic = 0; asic < state_.port_map.size(); ++asic) {
     if ((ports >> asic & 1) != 0 && state_.port_map[asic])
       count(port_of(*state_.port_map[asic])->sent, frame);
+  }
 }
 
 }  // namespace model

@@ -1,5 +1,5 @@
-/* Bit sets, interface indexes and result codes answer for real; a test can make one of their operations fail.
- */
+/* Bit sets, interface indexes and result codes answer for real; a test can make one of their operations
+ * fail. */
 #include "opal/bitset.h"
 #include "opal/if_index.h"
 #include "opal/rcode.h"

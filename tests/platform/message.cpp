@@ -94,9 +94,10 @@ void reset_messages() { the_messages = {}; }
 void verify_messages() {
   if (!the_messages.queued.empty())
     ADD_FAILURE() << the_messages.queued.size() << " queued messages were never received";
-  for (const auto &[number, held] : the_messages.held)
+  for (const auto &[number, held] : the_messages.held) {
     if (held.origin != Origin::test && !held.was_dropped)
       ADD_FAILURE() << "the daemon never dropped " << shown_reference(held);
+  }
 }
 
 }  // namespace standin

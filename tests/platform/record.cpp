@@ -59,9 +59,10 @@ std::string side_by_side(const Lines &expected, const Lines &actual, size_t diff
 }
 
 void note_traces(const Lines &asserted) {
-  for (const Line &line : asserted)
+  for (const Line &line : asserted) {
     if (line.kind != Line::Kind::call)
       note_trace(category(line.kind), line.function.value_or(""), line.number, line.text);
+  }
 }
 
 void compare(const Lines &expected, const Lines &actual, Location location) {

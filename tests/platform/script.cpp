@@ -67,9 +67,10 @@ Script *met(std::string_view operation) {
 void reset_scripts() { the_scripts = {}; }
 
 void verify_scripts() {
-  for (const Script &script : the_scripts.all)
+  for (const Script &script : the_scripts.all) {
     if (!script.was_met_)
       ADD_FAILURE() << "the test scripted " << script.operation_ << ", which was never called";
+  }
 }
 
 }  // namespace standin

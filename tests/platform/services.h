@@ -29,8 +29,8 @@ uint32_t port_channel(uint32_t channel);
 /** Makes a port-channel known: its first operational port (0 for none) and its members in order. */
 void channel_has(uint32_t channel, uint32_t first_operational, const std::vector<uint32_t> &members);
 
-/** Whether the port-index service was last asked to redirect a VLAN's traffic, and did not release it since.
- */
+/** Whether the port-index service was last asked to redirect a VLAN's traffic, and did not release it
+ * since. */
 bool is_redirected(int32_t vlan);
 
 /** The daemon's timer expires. */

@@ -149,9 +149,10 @@ void tracekit_dbg_disable(uint32_t category) {
 }
 
 int tracekit_hist_event_subtype_check(uint32_t event_code, uint32_t category) {
-  if (the_trace.shows_calls)
+  if (the_trace.shows_calls) {
     record(
         Line("tracekit_hist_event_subtype_check(" + shown(hex(event_code)) + ", " + shown(category) + ")"));
+  }
   return quiet("tracekit_hist_event_subtype_check").returns(0);
 }
 
@@ -163,17 +164,19 @@ void tracekit_hist_event(uint32_t event_code, uint32_t length, const void *bytes
   check_form(event);
   the_trace.events.push_back(event);
   const Line line = trace_line(kind_of(event), event.text);
-  if (the_trace.shows_calls)
+  if (the_trace.shows_calls) {
     record(Line("tracekit_hist_event(" + shown(hex(event_code)) + ", " + line.shown() + ")"));
-  else
+  } else {
     record(line);
+  }
 }
 
 tracekit_check_t tracekit_chk_int(uint32_t category, uint32_t instance, uint32_t sub_instance,
                                   uint32_t level) {
-  if (the_trace.shows_calls)
+  if (the_trace.shows_calls) {
     record(Line("tracekit_chk_int(" + shown(category) + ", " + shown(instance) + ", " + shown(sub_instance) +
                 ", " + shown(level) + ")"));
+  }
   return {quiet("tracekit_chk_int").returns<uint32_t>(is_printed(category) ? 1 : 0), category};
 }
 
@@ -185,9 +188,10 @@ int dbgprint(int level, const char *module, uint32_t flags, const char *format, 
   const int length = std::vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
   the_trace.prints.emplace_back(text);
-  if (the_trace.shows_calls)
+  if (the_trace.shows_calls) {
     record(Line("dbgprint(" + shown(level) + ", " + shown(module) + ", " + shown(flags) + ", " +
                 trace_line(Line::Kind::call, text).shown() + ")"));
+  }
   return length;
 }
 

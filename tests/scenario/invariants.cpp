@@ -50,9 +50,10 @@ std::vector<const Entry *> entries_of(const char *table, Entry *const (&heads)[T
         find("bucket %u of the %s table leads to an entry a second time", bucket, table);
         break;
       }
-      if (bucket_of(*entry) != bucket)
+      if (bucket_of(*entry) != bucket) {
         find("an entry in bucket %u of the %s table belongs into bucket %u", bucket, table,
              bucket_of(*entry));
+      }
       if (!keys.insert(key_of(*entry)).second)
         find("bucket %u of the %s table holds a key for the second time", bucket, table);
       entries.push_back(entry);
@@ -94,12 +95,13 @@ Ports contexts_of(const std::vector<const ifindex_hash_entry_t *> &entries) {
   for (const ifindex_hash_entry_t *entry : entries) {
     const auto *port = static_cast<const tesk_port_t *>(entry->param);
     if (port == nullptr) continue;
-    if (!is_live(port))
+    if (!is_live(port)) {
       find("the entry of port 0x%x points at freed memory", entry->if_index);
-    else if (port->if_idx != entry->if_index)
+    } else if (port->if_idx != entry->if_index) {
       find("the entry of port 0x%x has the context of port 0x%x", entry->if_index, port->if_idx);
-    else
+    } else {
       ports.push_back(port);
+    }
   }
   return ports;
 }
@@ -107,15 +109,17 @@ Ports contexts_of(const std::vector<const ifindex_hash_entry_t *> &entries) {
 bool holds(const Ports &ports, const tesk_port_t *port) { return std::ranges::count(ports, port) != 0; }
 
 void check_port_map(const Ports &ports) {
-  for (uint32_t slot = 0; slot < TESK_ASIC_PORTS; ++slot)
+  for (uint32_t slot = 0; slot < TESK_ASIC_PORTS; ++slot) {
     if (kes_port_map[slot] != nullptr && !holds(ports, kes_port_map[slot]))
       find("slot %u of the port map points at no context of the port table", slot);
+  }
 }
 
 void check_addresses(const Ports &ports) {
-  for (const tesk_fib_entry_t *entry : address_entries())
+  for (const tesk_fib_entry_t *entry : address_entries()) {
     if (!holds(ports, entry->tesk_port))
       find("the address ending in %02x was learnt on a port that is gone", entry->mac_address[5]);
+  }
 }
 
 void check_count() {
@@ -168,12 +172,13 @@ void check_mirrored_port(const tesk_port_t &port) {
   }
   const teskk_port_info_t &held = found->second;
   if (held.if_type != port.if_type || held.kestrix_port != port.kestrix_port ||
-      shown_vlans(held) != shown_vlans(port))
+      shown_vlans(held) != shown_vlans(port)) {
     find(
         "port 0x%x is type %u, ASIC port %u, VLANs%s, but for the kernel module type %u, ASIC port %u, "
         "VLANs%s",
         port.if_idx, port.if_type, port.kestrix_port, shown_vlans(port).c_str(), held.if_type,
         held.kestrix_port, shown_vlans(held).c_str());
+  }
 }
 
 void check_mirrored_ports(const Ports &ports, const std::vector<const ifindex_hash_entry_t *> &entries) {
@@ -189,11 +194,12 @@ void check_mirrored_ports(const Ports &ports, const std::vector<const ifindex_ha
 void check_mirrored_vlan(const vlan_hash_entry_t &entry) {
   const auto found = mirror().vlans.find(entry.vlan);
   const uint32_t ports = entry.ltl & entry.cbl;
-  if (found == mirror().vlans.end())
+  if (found == mirror().vlans.end()) {
     find("the kernel module does not know VLAN %u", entry.vlan);
-  else if (found->second != ports)
+  } else if (found->second != ports) {
     find("VLAN %u has forwarding ports 0x%x, but for the kernel module 0x%x", entry.vlan, ports,
          found->second);
+  }
 }
 
 void check_mirrored_vlans(const Vlans &vlans) {

@@ -44,9 +44,10 @@ bool follows_from_the_wrong_bucket(const std::string &sentence) {
 
 /** The tables are sound, but for what the failure of an operation excuses. */
 void expect_sound(std::string_view failed) {
-  for (const std::string &sentence : broken_invariants())
+  for (const std::string &sentence : broken_invariants()) {
     if (!is_among(bucket_lookups, failed) || !follows_from_the_wrong_bucket(sentence))
       ADD_FAILURE() << sentence;
+  }
 }
 
 void expect_alive(std::string_view failed) {

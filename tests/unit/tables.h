@@ -29,10 +29,11 @@ template <class... Parts>
 Lines lines(const Parts &...parts) {
   Lines all;
   const auto add = [&all](const auto &part) {
-    if constexpr (std::is_same_v<std::decay_t<decltype(part)>, Lines>)
+    if constexpr (std::is_same_v<std::decay_t<decltype(part)>, Lines>) {
       all.insert(all.end(), part.begin(), part.end());
-    else
+    } else {
       all.push_back(Line(part));
+    }
   };
   (add(parts), ...);
   return all;

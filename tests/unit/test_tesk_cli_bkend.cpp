@@ -55,13 +55,14 @@ TEST_F(DebugRequest, SwitchesPacketTracesOff) {
 }
 
 TEST_F(DebugRequest, OfAnotherKindForPacketsLeavesTheFlag) {
-  for (const int32_t kind : other_requests)
+  for (const int32_t kind : other_requests) {
     for (const boolean before : {0u, 1u}) {
       tesk_dbg_pkt = before;
       asks(kind, 0);
       expect(lines(acknowledged, error(function, "Invalid TESK CLI DBG_PKT Req\n"), packet_flag, done));
       EXPECT_EQ(tesk_dbg_pkt, before);
     }
+  }
 }
 
 TEST_F(DebugRequest, SwitchesControlTracesOnAndOff) {
@@ -75,7 +76,7 @@ TEST_F(DebugRequest, SwitchesControlTracesOnAndOff) {
 }
 
 TEST_F(DebugRequest, OfAnotherKindForControlLeavesTheFlag) {
-  for (const int32_t kind : other_requests)
+  for (const int32_t kind : other_requests) {
     for (const boolean before : {0u, 1u}) {
       tesk_dbg_ctrl = before;
       asks(kind, 1);
@@ -83,6 +84,7 @@ TEST_F(DebugRequest, OfAnotherKindForControlLeavesTheFlag) {
                    control_flag, done));
       EXPECT_EQ(tesk_dbg_ctrl, before);
     }
+  }
 }
 
 TEST_F(DebugRequest, ForControlRecordsItsBareTextOnlyWhilePacketsAreRecorded) {
@@ -223,7 +225,7 @@ TEST_F(EnableRequest, ForTheLargestNumberIsTracedWithASign) {
 }
 
 TEST_F(EnableRequest, OfAnotherLengthIsAppliedAfterAComplaint) {
-  for (const int32_t kind : {set_request, delete_request})
+  for (const int32_t kind : {set_request, delete_request}) {
     for (const uint32_t data_size : {0u, 3u, 5u, 8u}) {
       tesk_l2switch_disable = false;
       asks(0, kind, data_size);
@@ -231,6 +233,7 @@ TEST_F(EnableRequest, OfAnotherLengthIsAppliedAfterAComplaint) {
                    trace("tesk_qbus_cfgena Exit[1]\n")));
       EXPECT_TRUE(tesk_l2switch_disable);
     }
+  }
 }
 
 TEST_F(EnableRequest, OfAnotherKindAndLengthIsAppliedWithoutAComplaint) {

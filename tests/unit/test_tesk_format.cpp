@@ -85,7 +85,7 @@ void try_format(Arguments arguments) {
 #define FORMAT(format, ...) try_format<format>([] { return std::tuple(__VA_ARGS__); });
 
 TEST(Format, EveryFormatOfTheDaemonGivesWhatSnprintfGives){
-#include "formats.inc"
+#include "tests/unit/formats.inc"
 }
 
 TEST(Format, ShowsEveryNumberThatIsPutAtOnce) {

@@ -95,9 +95,10 @@ TEST_F(Downlink, IsEveryPortOfTheStandardBoard) {
 TEST_F(Downlink, IsEveryPortOfTheVorlundBoardButSix) {
   vorlund_platform = true;
   const std::set<uint32_t> uplinks = {4, 5, 6, 14, 15, 16};
-  for (uint32_t port = 0; port < 256; ++port)
+  for (uint32_t port = 0; port < 256; ++port) {
     EXPECT_EQ(tesk_port_is_downlink_kes(static_cast<uint8_t>(port)), uplinks.contains(port) ? 0u : 1u)
         << port;
+  }
 }
 
 TEST_F(Downlink, IsToldByTheConvertedIndexOnTheVorlundBoard) {

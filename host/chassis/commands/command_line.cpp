@@ -52,13 +52,10 @@ void add_run(CLI::App &app, Choice &choice) {
       "run", "Start a chassis, run a command in it, and take everything down: run [FILE] [-- COMMAND...]");
   add_run_words(*command, choice.run);
   command->footer(
-      "COMMAND is the shell, cush, when none is given; it runs once the daemon serves, and its exit status "
-      "is the\n"
-      "program's (128 and the signal's number when a signal ended it; 1 when the chassis did not come up; 2 "
-      "for a\n"
-      "wrong command line). It sees the machine's files read-only, may write in the current folder and in a "
-      "/tmp\n"
-      "of its own, and finds chassis, cush and OPAL_RUN_DIR in its environment.\n"
+      "COMMAND is the shell, cush, when none is given; it runs once the daemon serves, and its exit status\n"
+      "is the program's (128 and the signal's number when a signal ended it; 1 when the chassis did not\n"
+      "come up; 2 for a wrong command line). It sees the machine's files read-only, may write in the current\n"
+      "folder and in a /tmp of its own, and finds chassis, cush and OPAL_RUN_DIR in its environment.\n"
       "Examples:\n"
       "  chassis run\n"
       "  chassis run examples/board83.yaml -- cush -c \"show cin vlans\"\n"
@@ -111,9 +108,8 @@ void add_capture(CLI::App &app, Choice &choice) {
       ->required();
   command->prefix_command();
   command->footer(
-      "What follows POINT are options and filters of tcpdump, which shows or writes the frames (-l -n -e "
-      "without\n"
-      "any). The capture runs once tcpdump says what it reads from.\n"
+      "What follows POINT are options and filters of tcpdump, which shows or writes the frames (-l -n -e\n"
+      "without any). The capture runs once tcpdump says what it reads from.\n"
       "Examples:\n"
       "  chassis capture blade1\n"
       "  chassis capture inb0 -U -w inband.pcap\n"

@@ -1,8 +1,9 @@
 // What a chassis is made of, read from a YAML file.
 //
 //   name: lab                     # optional; one chassis of a name runs at a time
-//   board: 82                     # 82: 20 downlinks, mgmt0. 83: 14 downlinks, uplinks on ASIC ports 4-6 and
-//   14-16, mgmt1 amm:
+//   board: 82                     # 82: 20 downlinks, mgmt0. 83: 14 downlinks, uplinks on ASIC ports 4-6
+//                                 # and 14-16, mgmt1
+//   amm:
 //     vlans: [4095, 100, 200]     # access interfaces in the AMM's namespace: sol0, vlan100, vlan200; without
 //                                 # this line, one for each VLAN that some port carries
 //   ports:                        # front ports by number, from 1
@@ -17,8 +18,9 @@
 //       vlans: [4095, 100]
 //   port_channels:
 //     - channel: 7
-//       members: [3, 4]           # front ports; they carry the channel's VLANs and have no `vlans` of their
-//       own vlans: [4095, 100]
+//       members: [3, 4]           # front ports; they carry the channel's VLANs and have no `vlans` of
+//                                 # their own
+//       vlans: [4095, 100]
 //   incompatible:                 # VLANs that carry a feature which excludes CIN
 //     - vlan: 300
 //

@@ -189,8 +189,8 @@ TEST(Codec, EveryTruncationAndEveryExcessIsRefused) {
 }
 
 TEST(Codec, CountsAndLengthsThatDisagreeAreRefused) {
-  for (const Variable &variable : variables())
-    for (const std::size_t offset : variable.counts)
+  for (const Variable &variable : variables()) {
+    for (const std::size_t offset : variable.counts) {
       for (const int change : {-1, 1, 64, 255}) {
         Payload changed = variable.payload;
         changed[offset] = static_cast<std::byte>(std::to_integer<int>(changed[offset]) + change);
@@ -200,6 +200,8 @@ TEST(Codec, CountsAndLengthsThatDisagreeAreRefused) {
         EXPECT_TRUE(within_padding || !variable.decodes(changed))
             << variable.what << " " << offset << " " << change;
       }
+    }
+  }
 }
 
 TEST(Codec, AForeignVersionOfACommandIsRefused) {

@@ -235,9 +235,10 @@ class Answers {
           if (poll(&waiting, 1, 5000) != 1) return;
           const std::optional<Message> request = socket.receive(error);
           if (!request) return;
-          for (const Answer &answer : answers)
+          for (const Answer &answer : answers) {
             socket.send(request->source, answer.kind, answer.opcode, request->token + answer.token_offset,
                         bytes_of(Result{answer.opcode}));
+          }
         }) {}
   ~Answers() { thread_.join(); }
 

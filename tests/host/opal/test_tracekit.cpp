@@ -92,9 +92,10 @@ std::vector<std::string> history(const std::filesystem::path &folder) {
   std::optional<trace::RingReader> reader = trace::RingReader::open(trace::ring_file(folder, 115), why);
   EXPECT_TRUE(reader) << why;
   std::vector<std::string> result;
-  if (reader)
+  if (reader) {
     for (const trace::Event &event : reader->read_new())
       result.push_back(std::to_string(event.category) + " " + event.text);
+  }
   return result;
 }
 
@@ -152,9 +153,10 @@ TEST(Tracekit, AnEventIsReadNoFurtherThanItsLength) {
     start_facility(bind_queue(), 0);
     // No NUL within the length: a sanitizer sees a byte read too far.
     const std::vector<char> event = {102, 0, 0, 0, 'a', 'b'};
-    for (uint32_t length = 0; length <= event.size(); ++length)
+    for (uint32_t length = 0; length <= event.size(); ++length) {
       tracekit_hist_event(event_code, length,
                           std::vector<char>(event.begin(), event.begin() + length).data());
+    }
   });
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(history(folder.path()), (Texts{"102 ", "102 a", "102 ab"}));

@@ -1,5 +1,5 @@
 /* Sequences worth keeping: what a failing run printed, and states that random events reach only rarely. */
-#include "tests/model/agreement.h"
+#include "tests/agreement/agreement.h"
 
 #include <iterator>
 #include <sstream>

@@ -1,4 +1,4 @@
-#include "tests/model/tables.h"
+#include "tests/agreement/tables.h"
 
 #include <algorithm>
 #include <sstream>
@@ -101,9 +101,10 @@ class Comparison {
   }
 
   static const tesk_port_t *context_of(uint32_t interface) {
-    for (const ifindex_hash_entry_t *entry : ifidx_bucket)
+    for (const ifindex_hash_entry_t *entry : ifidx_bucket) {
       for (; entry != nullptr; entry = entry->next)
         if (entry->if_index == interface) return static_cast<const tesk_port_t *>(entry->param);
+    }
     return nullptr;
   }
 
@@ -154,7 +155,7 @@ class Comparison {
 
   void check_learnt() {
     size_t count = 0;
-    for (const tesk_fib_entry_t *entry : fib_bucket)
+    for (const tesk_fib_entry_t *entry : fib_bucket) {
       for (; entry != nullptr; entry = entry->next, ++count) {
         Mac mac;
         std::copy_n(entry->mac_address, mac.size(), mac.begin());
@@ -162,6 +163,7 @@ class Comparison {
         same<const void *>("address ending in " + std::to_string(mac[5]), entry->tesk_port,
                            found == state_.learnt.end() ? nullptr : context_of(found->second));
       }
+    }
     same("learnt addresses", count, state_.learnt.size());
     for (const auto &[mac, interface] : state_.learnt)
       same<const void *>("port that is found for the address ending in " + std::to_string(mac[5]),

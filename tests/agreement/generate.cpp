@@ -1,4 +1,4 @@
-#include "tests/model/generate.h"
+#include "tests/agreement/generate.h"
 
 #include <iterator>
 

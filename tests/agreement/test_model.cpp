@@ -4,8 +4,8 @@
 #include <chrono>
 #include <iostream>
 
-#include "tests/model/agreement.h"
-#include "tests/model/generate.h"
+#include "tests/agreement/agreement.h"
+#include "tests/agreement/generate.h"
 
 namespace model {
 

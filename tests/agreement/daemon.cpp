@@ -1,11 +1,11 @@
-#include "tests/model/daemon.h"
+#include "tests/agreement/daemon.h"
 
 #include <sstream>
 
 #include "opal/overseer.h"
 #include "tesk/tesk_main.h"
+#include "tests/agreement/tables.h"
 #include "tests/model/frames.h"
-#include "tests/model/tables.h"
 #include "tests/scenario/invariants.h"
 #include "tests/unit/tables.h"
 

@@ -1,11 +1,11 @@
-#include "tests/model/agreement.h"
+#include "tests/agreement/agreement.h"
 
 #include <gtest/gtest-spi.h>
 
 #include <memory>
 #include <ostream>
 
-#include "tests/model/daemon.h"
+#include "tests/agreement/daemon.h"
 
 namespace model {
 

@@ -1,0 +1,5 @@
+import sys
+
+import checks
+
+sys.exit(checks.main(sys.argv[1:]))
