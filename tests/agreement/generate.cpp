@@ -2,7 +2,7 @@
 
 #include <iterator>
 
-#include "tests/unit/address_patterns.h"
+#include "tests/platform/address_patterns.h"
 
 namespace model {
 

@@ -4,7 +4,7 @@
 #include <iterator>
 #include <sstream>
 
-#include "tests/unit/address_patterns.h"
+#include "tests/platform/address_patterns.h"
 
 namespace model {
 

@@ -9,7 +9,7 @@
 #include <random>
 #include <utility>
 
-#include "tests/unit/address_patterns.h"
+#include "tests/platform/address_patterns.h"
 #include "tests/unit/daemon_test.h"
 #include "tests/unit/frames.h"
 
