@@ -20,10 +20,11 @@ bus::Socket open_socket(const std::filesystem::path &run_folder) {
                     "name a running one with --name.",
                     (run_folder / "bus").string()));
   }
-  std::optional<bus::Socket> socket = bus::Socket::bind_ephemeral(run_folder, error);
+  host::Result<bus::Socket> socket = bus::Socket::bind_ephemeral(run_folder);
   if (!socket) {
-    throw CommandError(status_failed, fmt::format("The message bus in {} cannot be used: {}.",
-                                                  (run_folder / "bus").string(), error.message()));
+    throw CommandError(status_failed,
+                       fmt::format("The message bus in {} cannot be used: {}.", (run_folder / "bus").string(),
+                                   socket.error().cause.message()));
   }
   return std::move(*socket);
 }
@@ -47,10 +48,9 @@ Link::Link(const std::filesystem::path &run_folder) : socket_(open_socket(run_fo
 
 bus::Payload Link::ask(bus::Address destination, std::uint32_t opcode, const bus::Payload &payload,
                        const std::string &who, int timeout_ms) {
-  std::error_code error;
-  std::optional<bus::Message> answer = socket_.ask(destination, opcode, payload, timeout_ms, error);
+  host::Result<bus::Message> answer = socket_.ask(destination, opcode, payload, timeout_ms);
   if (!answer) {
-    throw CommandError(status_failed, fmt::format("{} {}.", who, reason(error, timeout_ms)));
+    throw CommandError(status_failed, fmt::format("{} {}.", who, reason(answer.error().cause, timeout_ms)));
   }
   return std::move(answer->payload);
 }
