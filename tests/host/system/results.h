@@ -6,8 +6,8 @@
 namespace host::test {
 
 /// @return "" for a result that is no failure
-template <typename Value>
-std::string sentence_of(const Result<Value> &result) {
+template <typename Value, typename Error>
+std::string sentence_of(const tl::expected<Value, Error> &result) {
   return result ? std::string() : result.error().what;
 }
 
