@@ -1,6 +1,5 @@
 // A line that somebody types at the shell: taken apart, looked up, and asked for what may follow it.
 #include "fuzz/fuzz.h"
-#include "host/shell/command_error.h"
 #include "host/shell/parser.h"
 
 std::vector<fuzz::Input> fuzz::seeds() {
@@ -13,21 +12,22 @@ std::vector<fuzz::Input> fuzz::seeds() {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-  static const shell::CommandTree tree = shell::load_trees(TREES_FOLDER);
+  static const shell::CommandTree tree = shell::load_trees(TREES_FOLDER).value();
   const std::string_view line(reinterpret_cast<const char *>(data), size);
-  try {
-    for (const shell::Words &words : shell::split_line(line)) {
-      const shell::Parsed parsed = shell::parse(tree, words);
-      const bool is_complete = parsed.kind == shell::Parsed::Kind::complete;
-      fuzz::must(is_complete == (parsed.command != nullptr), "a complete command is known");
-      fuzz::must(is_complete == parsed.mistake.empty(), "what is wrong is told in a sentence");
-      shell::Words before = words;
-      before.pop_back();
-      for (const shell::Choice &choice : shell::choices(tree, before, words.back()))
-        fuzz::must(!choice.text.empty(), "a choice has a text");
-    }
-  } catch (const shell::CommandError &error) {
-    fuzz::must(*error.what() != '\0', "a refusal says why");
+  const auto commands = shell::split_line(line);
+  if (!commands) {
+    fuzz::must(!commands.error().what.empty(), "a refusal says why");
+    return 0;
+  }
+  for (const shell::Words &words : *commands) {
+    const shell::Parsed parsed = shell::parse(tree, words);
+    const bool is_complete = parsed.kind == shell::Parsed::Kind::complete;
+    fuzz::must(is_complete == (parsed.command != nullptr), "a complete command is known");
+    fuzz::must(is_complete == parsed.mistake.empty(), "what is wrong is told in a sentence");
+    shell::Words before = words;
+    before.pop_back();
+    for (const shell::Choice &choice : shell::choices(tree, before, words.back()))
+      fuzz::must(!choice.text.empty(), "a choice has a text");
   }
   return 0;
 }

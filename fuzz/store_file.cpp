@@ -16,12 +16,9 @@ const opal::BlobView value = std::as_bytes(std::span("value"));
 std::vector<fuzz::Input> fuzz::seeds() {
   const TempFolder folder(in_memory);
   const std::filesystem::path file = folder.path() / "store";
-  rcode_t rcode = 0;
   {
-    std::optional<opal::Store> store = opal::Store::create(file, rcode);
-    must(store && store->write(key, value, true) == RCODE_SUCCESS &&
-             store->set_version(1, 0x100001) == RCODE_SUCCESS,
-         "a store can be made");
+    host::Result<opal::Store> store = opal::Store::create(file);
+    must(store && store->write(key, value, true) && store->set_version(1, 0x100001), "a store can be made");
   }
   return {input_of_file(file)};
 }
@@ -31,16 +28,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   const std::filesystem::path file = folder.path() / "store";
   std::ofstream(file, std::ios::binary)
       .write(reinterpret_cast<const char *>(data), static_cast<std::streamsize>(size));
-  rcode_t rcode = RCODE_SUCCESS;
-  std::optional<opal::Store> store = opal::Store::open(file, rcode);
-  fuzz::must(store.has_value() == (rcode == RCODE_SUCCESS), "a store is open, or there is a code");
+  host::Result<opal::Store> store = opal::Store::open(file);
+  fuzz::must(store.has_value() == (opal::rcode_of(store) == RCODE_SUCCESS),
+             "a store is open, or there is a code");
   if (!store) return 0;
-  std::uint32_t version = 0;
-  opal::Blob found;
-  (void)store->version(1, version);
-  (void)store->fetch(key, found);
+  (void)store->version(1);
+  (void)store->fetch(key);
   store->rewind();
-  for (int records = 0; records < 100 && store->next(found) == RCODE_SUCCESS; ++records) {
+  for (int records = 0; records < 100 && store->next(); ++records) {
   }
   (void)store->write(key, value, true);
   (void)store->erase(key);

@@ -30,9 +30,8 @@ class MemoryFile {
 std::vector<fuzz::Input> fuzz::seeds() {
   const TempFolder folder;
   const std::filesystem::path file = folder.path() / "ring";
-  std::string why;
   {
-    std::optional<trace::RingWriter> writer = trace::RingWriter::open(file, trace::ring_capacity_min, why);
+    host::Result<trace::RingWriter> writer = trace::RingWriter::open(file, trace::ring_capacity_min);
     must(writer.has_value(), "a ring can be made");
     for (std::uint32_t i = 0; i < 100; ++i) writer->append(i, i % 3, std::string(i, 'x'));
   }
@@ -42,10 +41,9 @@ std::vector<fuzz::Input> fuzz::seeds() {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
   static const MemoryFile file;
   file.hold(data, size);
-  std::string why;
-  std::optional<trace::RingReader> reader = trace::RingReader::open(file.path(), why);
+  host::Result<trace::RingReader> reader = trace::RingReader::open(file.path());
   if (!reader) {
-    fuzz::must(!why.empty(), "a refusal says why");
+    fuzz::must(!reader.error().what.empty(), "a refusal says why");
     return 0;
   }
   for (const trace::Event &event : reader->read_new())

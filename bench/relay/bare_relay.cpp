@@ -20,7 +20,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "host/system/failure.h"
+#include "bench/relay/failure.h"
 #include "opal/kestrix_th_fh_hdr.h"
 
 namespace bench {
@@ -39,7 +39,7 @@ Descriptor open_packet_socket(const std::string &device) {
   address.sll_ifindex = static_cast<int>(if_nametoindex(device.c_str()));
   if (!socket || fcntl(socket.get(), F_SETFL, O_NONBLOCK) != 0 ||
       bind(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
-    throw host::Failure(fmt::format("no packet socket on {}: {}", device, std::strerror(errno)));
+    throw Failure(fmt::format("no packet socket on {}: {}", device, std::strerror(errno)));
   }
   return socket;
 }
@@ -112,7 +112,7 @@ BareRelay::BareRelay(const Wire &wire, Work work) {
   const Descriptor management = open_packet_socket(wire.management_name);
   pid_ = fork();
   if (pid_ < 0) {
-    throw host::Failure(fmt::format("no process for the bare relay: {}", std::strerror(errno)));
+    throw Failure(fmt::format("no process for the bare relay: {}", std::strerror(errno)));
   }
   if (pid_ == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);

@@ -18,7 +18,7 @@ class BareRelay {
   enum class Work { relay, discard };
 
   /// Opens the sockets and starts the process, which goes on after fork() without exec: it allocates nothing,
-  /// and holds the descriptors that were open. Throws host::Failure.
+  /// and holds the descriptors that were open. Throws Failure.
   BareRelay(const Wire &wire, Work work);
   ~BareRelay();
   BareRelay(const BareRelay &) = delete;

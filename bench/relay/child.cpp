@@ -15,8 +15,8 @@
 #include <cstring>
 #include <fstream>
 
+#include "bench/relay/failure.h"
 #include "host/system/argument_pointers.h"
-#include "host/system/failure.h"
 
 namespace bench {
 namespace {
@@ -59,17 +59,17 @@ bool is_installed(const std::string &program) {
 Child::Child(const std::vector<std::string> &command, int processor, std::filesystem::path words)
     : words_(std::move(words)) {
   if (!is_installed(command.front())) {
-    throw host::Failure(fmt::format("{} is not installed", command.front()));
+    throw Failure(fmt::format("{} is not installed", command.front()));
   }
   std::array<int, 2> ends{};
   if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-    throw host::Failure(fmt::format("no pipe can be made: {}", std::strerror(errno)));
+    throw Failure(fmt::format("no pipe can be made: {}", std::strerror(errno)));
   }
   const host::Descriptor read_end(ends[0]);
   input_ = host::Descriptor(ends[1]);
   pid_ = fork();
   if (pid_ < 0) {
-    throw host::Failure(fmt::format("no process for {}: {}", command.front(), std::strerror(errno)));
+    throw Failure(fmt::format("no process for {}: {}", command.front(), std::strerror(errno)));
   }
   if (pid_ == 0) {
     become(command, processor, read_end.get(), words_);
@@ -107,7 +107,7 @@ void run_program(const std::vector<std::string> &command) {
   const std::string said = child.last_words();
   std::filesystem::remove(words);
   if (information.si_code != CLD_EXITED || information.si_status != 0) {
-    throw host::Failure(fmt::format("{} failed: {}", command.front(), said));
+    throw Failure(fmt::format("{} failed: {}", command.front(), said));
   }
 }
 

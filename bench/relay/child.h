@@ -16,7 +16,7 @@ class Child {
  public:
   /// Starts the program of that name, searched for as a shell would. Its standard input stays open and empty.
   /// @param processor -1 for any
-  /// Throws host::Failure when it is not installed.
+  /// Throws Failure when it is not installed.
   Child(const std::vector<std::string> &command, int processor, std::filesystem::path words);
   ~Child();
   Child(const Child &) = delete;
@@ -33,7 +33,7 @@ class Child {
   host::Descriptor input_;
 };
 
-/// Runs a program to its end. Throws host::Failure with its last words unless it succeeds.
+/// Runs a program to its end. Throws Failure with its last words unless it succeeds.
 void run_program(const std::vector<std::string> &command);
 
 }  // namespace bench

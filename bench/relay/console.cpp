@@ -2,10 +2,10 @@
 
 #include <fmt/core.h>
 
+#include "bench/relay/failure.h"
 #include "host/bus/codec.h"
 #include "host/bus/services.h"
 #include "host/chassis/model/description.h"
-#include "host/system/failure.h"
 #include "opal/cush.h"
 #include "opal/rcode.h"
 
@@ -21,10 +21,9 @@ constexpr std::uint32_t vlan_ranges = 0x13030007;
 constexpr std::uint16_t last_vlan = 4094;
 
 bus::Socket open_socket(const std::filesystem::path &run_folder) {
-  std::error_code error;
-  std::optional<bus::Socket> socket = bus::Socket::bind_ephemeral(run_folder, error);
+  host::Result<bus::Socket> socket = bus::Socket::bind_ephemeral(run_folder);
   if (!socket) {
-    throw host::Failure(fmt::format("no socket on the message bus: {}", error.message()));
+    throw Failure(fmt::format("no socket on the message bus: {}", socket.error().cause.message()));
   }
   return std::move(*socket);
 }
@@ -43,11 +42,9 @@ vlan_bitset_t all_vlans() {
 Console::Console(const std::filesystem::path &run_folder) : socket_(open_socket(run_folder)) {}
 
 bus::Payload Console::ask(std::uint32_t opcode, const bus::Payload &payload) {
-  std::error_code error;
-  std::optional<bus::Message> answer =
-      socket_.ask(bus::address::tesk, opcode, payload, answer_bound_ms, error);
+  host::Result<bus::Message> answer = socket_.ask(bus::address::tesk, opcode, payload, answer_bound_ms);
   if (!answer) {
-    throw host::Failure(fmt::format("the daemon did not answer: {}", error.message()));
+    throw Failure(fmt::format("the daemon did not answer: {}", answer.error().cause.message()));
   }
   return std::move(answer->payload);
 }
@@ -60,8 +57,7 @@ void Console::command(std::uint32_t id, bool is_del, const bus::Payload &vlans) 
   const bus::Payload payload = ask(bus::opcode::cush_command, bus::encode_command(command));
   const auto answer = bus::decode_command_answer(payload);
   if (!answer || !answer->ok) {
-    throw host::Failure(
-        fmt::format("the daemon refused a command: {}", answer ? answer->text : "unreadable"));
+    throw Failure(fmt::format("the daemon refused a command: {}", answer ? answer->text : "unreadable"));
   }
 }
 
@@ -83,20 +79,19 @@ void Console::notify_port(bool vlans_up) {
   state.num_active_ports = 1;
   state.vlan_up_bmp.size = state.vlan_down_bmp.size = VLAN_BITSET_BYTES;
   (vlans_up ? state.vlan_up_bmp : state.vlan_down_bmp) = all_vlans();
-  const std::error_code error =
+  const host::Result<> sent =
       socket_.send(bus::address::tesk, bus::Kind::notice, QBUS_OPC_PORTSVC_L2_PROTOCOL_STATE_CHANGE, 0,
                    bus::encode_l2_state_change({&state, 1}));
-  if (error) {
-    throw host::Failure(fmt::format("the daemon took no notice: {}", error.message()));
+  if (!sent) {
+    throw Failure(fmt::format("the daemon took no notice: {}", sent.error().cause.message()));
   }
 }
 
 void Console::save() {
-  std::error_code error;
-  const auto answer = socket_.ask(bus::address::overseer, bus::opcode::save, {}, answer_bound_ms, error);
+  const auto answer = socket_.ask(bus::address::overseer, bus::opcode::save, {}, answer_bound_ms);
   const auto result = answer ? bus::record_of<bus::Result>(answer->payload) : std::nullopt;
   if (!result || result->rcode != RCODE_SUCCESS) {
-    throw host::Failure("the configuration was not saved");
+    throw Failure("the configuration was not saved");
   }
 }
 

@@ -1,5 +1,5 @@
 // Messages to the daemon, as the shell and the platform's services send them, each with its answer awaited.
-// All throw host::Failure when no answer comes, or one that refuses.
+// All throw Failure when no answer comes, or one that refuses.
 #pragma once
 
 #include <cstdint>

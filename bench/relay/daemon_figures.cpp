@@ -6,8 +6,8 @@
 #include <thread>
 
 #include "bench/relay/console.h"
+#include "bench/relay/failure.h"
 #include "bench/relay/lab.h"
-#include "host/system/failure.h"
 
 namespace bench {
 namespace {
@@ -150,7 +150,7 @@ class Saturation {
           pin(0, lab.generator_processor);
           try {
             run(lab);
-          } catch (const host::Failure &failure) {
+          } catch (const Failure &failure) {
             failure_ = failure.what();
           }
         }) {}
@@ -215,7 +215,7 @@ Figure answer_figure(Lab &lab) {
   std::string refusal;
   try {
     enter(figure, "", ask_often(console, lab.settings.requests));
-  } catch (const host::Failure &failure) {
+  } catch (const Failure &failure) {
     refusal = failure.what();
   }
   if (const std::string invalid = saturation.end(); !invalid.empty()) {

@@ -3,8 +3,8 @@
 #include <asio/post.hpp>
 #include <nlohmann/json.hpp>
 
+#include "bench/relay/failure.h"
 #include "bench/relay/frames.h"
-#include "host/system/failure.h"
 
 namespace bench {
 namespace {
@@ -45,7 +45,7 @@ chassis::PlatformHooks DaemonUnderTest::hooks() {
 
 void DaemonUnderTest::start() {
   if (const std::string refusal = klm_.mount(TESKK_DEVICE); !refusal.empty()) {
-    throw host::Failure(refusal);
+    throw Failure(refusal);
   }
   klm_watch_.emplace(loop_, klm_.fd(), [this] {
     klm_.serve();
@@ -53,14 +53,14 @@ void DaemonUnderTest::start() {
   });
   started_ = Clock::now();
   if (const std::string refusal = platform_.start(); !refusal.empty()) {
-    throw host::Failure(refusal);
+    throw Failure(refusal);
   }
   thread_ = std::thread([this] { loop_.run(); });
 }
 
 void DaemonUnderTest::wait_until_ready() {
   if (const std::string refusal = ready_.get_future().get(); !refusal.empty()) {
-    throw host::Failure(refusal);
+    throw Failure(refusal);
   }
 }
 

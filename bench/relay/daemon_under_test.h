@@ -31,10 +31,10 @@ class DaemonUnderTest {
   DaemonUnderTest(const DaemonUnderTest &) = delete;
   DaemonUnderTest &operator=(const DaemonUnderTest &) = delete;
 
-  /// Starts the daemon; returns at once. Throws host::Failure.
+  /// Starts the daemon; returns at once. Throws Failure.
   void start();
 
-  /// Waits until it serves. Throws host::Failure when it does not come up.
+  /// Waits until it serves. Throws Failure when it does not come up.
   void wait_until_ready();
 
   /// From the start of its process until its main loop has answered, once it is ready.

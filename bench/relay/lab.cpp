@@ -2,8 +2,8 @@
 
 #include <fmt/core.h>
 
+#include "bench/relay/failure.h"
 #include "host/chassis/sandbox/sandbox_arguments.h"
-#include "host/system/failure.h"
 
 namespace bench {
 namespace {
@@ -16,7 +16,7 @@ constexpr std::chrono::seconds start_bound{10};
 int processor_of(bool relay) {
   const std::vector<int> usable = processors();
   if (usable.size() < 2) {
-    throw host::Failure(
+    throw Failure(
         "two processors are needed, one for the relay and one for the generator; this process may use one");
   }
   return relay ? usable.back() : usable.front();
@@ -24,8 +24,8 @@ int processor_of(bool relay) {
 
 void await_relay(const Wire &wire) {
   if (!await_first_frame(wire, Clock::now() + start_bound)) {
-    throw host::Failure(fmt::format("no frame came through between {} and {} within {} s",
-                                    wire.management_name, wire.inband_name, start_bound.count()));
+    throw Failure(fmt::format("no frame came through between {} and {} within {} s", wire.management_name,
+                              wire.inband_name, start_bound.count()));
   }
 }
 

@@ -33,7 +33,7 @@ struct Settings {
 
 class Lab {
  public:
-  /// Throws host::Failure when the daemon or the bare loop cannot run; a peer that cannot is noted.
+  /// Throws Failure when the daemon or the bare loop cannot run; a peer that cannot is noted.
   explicit Lab(const Settings &settings);
 
   /// The AMM and so many stations talk.

@@ -16,13 +16,13 @@
 #include <fstream>
 #include <iostream>
 
+#include "bench/relay/failure.h"
 #include "bench/relay/lab.h"
 #include "bench/relay/report.h"
 #include "host/chassis/net/net_link.h"
 #include "host/chassis/sandbox/run_folder.h"
 #include "host/chassis/sandbox/sandbox.h"
 #include "host/chassis/sandbox/sandbox_arguments.h"
-#include "host/system/failure.h"
 
 namespace {
 
@@ -46,7 +46,7 @@ void await_sandbox() {
   const int lifeline = number == nullptr ? -1 : std::atoi(number);
   char byte = 0;
   if (lifeline < 0 || read(lifeline, &byte, 1) != 1) {
-    throw host::Failure("--inside belongs to the sandbox; leave it out");
+    throw Failure("--inside belongs to the sandbox; leave it out");
   }
   fcntl(lifeline, F_SETFD, FD_CLOEXEC);
   fcntl(lifeline, F_SETOWN, getpid());
@@ -95,7 +95,7 @@ int run_inside(const Options &options) {
 
 int run_outside(const Options &options, int count, char **words) {
   if (const std::string missing = chassis::missing_prerequisite(); !missing.empty()) {
-    throw host::Failure(missing);
+    throw Failure(missing);
   }
   const fs::path program = own_program();
   const std::string name = fmt::format("bench-{}", getpid());

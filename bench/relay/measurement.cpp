@@ -9,7 +9,7 @@
 #include <ctime>
 #include <fstream>
 
-#include "host/system/failure.h"
+#include "bench/relay/failure.h"
 
 namespace bench {
 namespace {
@@ -29,11 +29,11 @@ double clock_ns(clockid_t clock) {
 void carry_one(Stream &stream) {
   const auto deadline = Clock::now() + lost_after;
   if (!stream.send_one()) {
-    throw host::Failure("invalid run: the device took no frame");
+    throw Failure("invalid run: the device took no frame");
   }
   while (!stream.take_one()) {
     if (Clock::now() > deadline) {
-      throw host::Failure("invalid run: a frame was lost");
+      throw Failure("invalid run: a frame was lost");
     }
   }
 }
@@ -43,7 +43,7 @@ void carry_one(Stream &stream) {
 double cpu_ns(pid_t process) {
   clockid_t clock{};
   if (clock_getcpuclockid(process, &clock) != 0) {
-    throw host::Failure(fmt::format("process {} has no processor clock; it has ended", process));
+    throw Failure(fmt::format("process {} has no processor clock; it has ended", process));
   }
   return clock_ns(clock);
 }
@@ -64,7 +64,7 @@ double kernel_ns(const Wire &wire, const Load &load) {
     used += clock_ns(CLOCK_THREAD_CPUTIME_ID) - before;
     while (stream.taken() < stream.sent()) {
       if (!stream.take_one()) {
-        throw host::Failure("invalid run: a frame was lost");
+        throw Failure("invalid run: a frame was lost");
       }
     }
   }
@@ -90,8 +90,8 @@ void pin(pid_t process, int processor) {
   CPU_ZERO(&set);
   CPU_SET(static_cast<std::size_t>(processor), &set);
   if (sched_setaffinity(process, sizeof set, &set) != 0) {
-    throw host::Failure(fmt::format("process {} cannot be kept on processor {}: {}", process, processor,
-                                    std::strerror(errno)));
+    throw Failure(fmt::format("process {} cannot be kept on processor {}: {}", process, processor,
+                              std::strerror(errno)));
   }
 }
 
@@ -115,7 +115,7 @@ std::uint64_t process_status(pid_t process, const std::string &name) {
       return std::stoull(line.substr(name.size() + 1));
     }
   }
-  throw host::Failure(fmt::format("process {} has no {}; it has ended", process, name));
+  throw Failure(fmt::format("process {} has no {}; it has ended", process, name));
 }
 
 }  // namespace bench

@@ -6,7 +6,7 @@
 
 #include <chrono>
 
-#include "host/system/failure.h"
+#include "bench/relay/failure.h"
 
 namespace bench {
 namespace {
@@ -25,7 +25,7 @@ void await(const Child &child, const std::string &what, const std::function<bool
   const auto deadline = Clock::now() + start_bound;
   while (!is_so()) {
     if (child.has_ended() || Clock::now() > deadline) {
-      throw host::Failure(fmt::format("{}; it said: {}", what, child.last_words()));
+      throw Failure(fmt::format("{}; it said: {}", what, child.last_words()));
     }
     poll(nullptr, 0, 1);
   }

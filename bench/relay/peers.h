@@ -6,7 +6,7 @@
 //   tcpbridge    reads and writes both devices through libpcap
 //   ovs          ovs-vswitchd with the user-space datapath, holding both TAP devices itself
 //
-// Each start_ function throws host::Failure, whose sentence says why the program cannot run here.
+// Each start_ function throws Failure, whose sentence says why the program cannot run here.
 #pragma once
 
 #include <filesystem>

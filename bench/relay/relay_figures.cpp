@@ -2,8 +2,8 @@
 
 #include <functional>
 
+#include "bench/relay/failure.h"
 #include "bench/relay/lab.h"
-#include "host/system/failure.h"
 
 namespace bench {
 namespace {
@@ -42,7 +42,7 @@ void run_rounds(Figure &figure, Lab &lab, const std::vector<Contestant> &contest
       }
       try {
         series.values.push_back(contestant.measure());
-      } catch (const host::Failure &failure) {
+      } catch (const Failure &failure) {
         series.refusal = failure.what();
       }
     }

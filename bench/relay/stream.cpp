@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "host/system/failure.h"
+#include "bench/relay/failure.h"
 #include "opal/kestrix_th_fh_hdr.h"
 
 namespace bench {
@@ -145,7 +145,7 @@ bool Stream::send_one() {
     if (errno == EAGAIN || errno == ENOBUFS) {
       return false;
     }
-    throw host::Failure(fmt::format("a frame cannot be written: {}", std::strerror(errno)));
+    throw Failure(fmt::format("a frame cannot be written: {}", std::strerror(errno)));
   }
   ++sent_;
   return true;
@@ -157,7 +157,7 @@ bool Stream::take_one() {
     if (errno == EAGAIN) {
       return false;
     }
-    throw host::Failure(fmt::format("a frame cannot be read: {}", std::strerror(errno)));
+    throw Failure(fmt::format("a frame cannot be read: {}", std::strerror(errno)));
   }
   const std::uint32_t number = taken_ + stride_ - 1;
   const auto came = std::span(buffer_).first(static_cast<std::size_t>(length));
@@ -170,7 +170,7 @@ bool Stream::take_one() {
     if (came.size() >= expected_.number_at + sizeof came_number) {
       std::memcpy(&came_number, came.data() + expected_.number_at, sizeof came_number);
     }
-    throw host::Failure(fmt::format(
+    throw Failure(fmt::format(
         "invalid run: where frame {} of {} bytes was due, one of {} bytes came out that says it is "
         "frame {}; a frame was lost, doubled, overtaken or changed",
         number, expected.size(), came.size(), came_number));
@@ -200,14 +200,14 @@ std::chrono::nanoseconds run_load(const Wire &wire, const Load &load) {
     if (stream.step()) {
       moved = Clock::now();
     } else if (Clock::now() - moved > lost_after) {
-      throw host::Failure(fmt::format("invalid run: of {} frames {}, {} were lost", load.frames,
-                                      direction_name(load.direction), stream.sent() - stream.taken()));
+      throw Failure(fmt::format("invalid run: of {} frames {}, {} were lost", load.frames,
+                                direction_name(load.direction), stream.sent() - stream.taken()));
     }
   }
   const auto elapsed = Clock::now() - start;
   std::array<std::byte, 1> more{};
   if (read(stream.way_out(), more.data(), more.size()) > 0) {
-    throw host::Failure("invalid run: more frames came out than went in");
+    throw Failure("invalid run: more frames came out than went in");
   }
   return elapsed;
 }

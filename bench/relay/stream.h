@@ -6,7 +6,7 @@
 // faster or slower than the generator does not decide how often it must wait. The generator looks for frames
 // without sleeping, so that no relay pays for waking it. A window is never larger than what a relay's receive
 // buffer holds, or the kernel would drop frames that the relay never saw. A frame that is missing, doubled,
-// changed or out of order makes the run invalid: it ends with a host::Failure.
+// changed or out of order makes the run invalid: it ends with a Failure.
 //
 // Of a stream that a relay is to reject, every 64th frame is a good one, the only kind that may come out:
 // it tells that those before it have been read.

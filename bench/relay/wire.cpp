@@ -11,9 +11,9 @@
 #include <cerrno>
 #include <cstring>
 
+#include "bench/relay/failure.h"
 #include "host/chassis/net/net_link.h"
 #include "host/chassis/net/tun.h"
-#include "host/system/failure.h"
 
 namespace bench {
 namespace {
@@ -45,7 +45,7 @@ Descriptor open_packet_socket(const std::string &name) {
   address.sll_protocol = htons(experimental_type);
   address.sll_ifindex = static_cast<int>(if_nametoindex(name.c_str()));
   if (!socket || bind(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
-    throw host::Failure(fmt::format("no packet socket on {}: {}", name, std::strerror(errno)));
+    throw Failure(fmt::format("no packet socket on {}: {}", name, std::strerror(errno)));
   }
   return socket;
 }

@@ -27,7 +27,7 @@ struct Wire {
   host::Descriptor inband, management;
 };
 
-/// Makes two TUN devices and brings them up. Throws host::Failure.
+/// Makes two TUN devices and brings them up. Throws Failure.
 Wire make_driver_wire(Shape shape, const std::string &inband_name, const std::string &management_name);
 
 /// Takes a driver wire's devices away; whoever else holds their descriptors must have ended. No devices, no

@@ -1,5 +1,4 @@
 #include "host/bus/socket.h"
-#include "host/system/descriptor.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -16,9 +15,16 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <thread>
 
 namespace opal::bus {
+
+using host::errno_cause;
+using host::errno_failure;
+using host::failure;
+using host::Result;
+
 namespace {
 
 constexpr std::size_t helper_limit = 7;
@@ -26,8 +32,6 @@ constexpr int malformed_per_receive = 64;
 constexpr std::uint32_t first_ephemeral_sap = 0x10000;
 constexpr std::uint32_t ephemeral_saps = 0x10000;
 constexpr std::size_t datagram_limit = sizeof(Header) + payload_limit;
-
-std::error_code system_error(int number) { return {number, std::generic_category()}; }
 
 std::filesystem::path name_of(const std::filesystem::path &folder, Address address) {
   std::array<char, 24> name{};
@@ -68,25 +72,22 @@ bool is_stale(const sockaddr_un &address) {
 }
 
 /// Held while a name is bound, so that two takers of a stale name do not remove each other's.
-host::Descriptor lock_names(const std::filesystem::path &folder, std::error_code &error) {
+Result<host::Descriptor> lock_names(const std::filesystem::path &folder) {
   const std::filesystem::path names = folder / "bus";
-  if (mkdir(names.c_str(), 0700) != 0 && errno != EEXIST) {
-    error = system_error(errno);
-    return host::Descriptor();
-  }
+  if (mkdir(names.c_str(), 0700) != 0 && errno != EEXIST) return errno_failure();
   host::Descriptor lock(open((names / "lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
-  if (!lock || flock(lock.get(), LOCK_EX) != 0) error = system_error(errno);
+  if (!lock || flock(lock.get(), LOCK_EX) != 0) return errno_failure();
   return lock;
 }
 
-/// @return 0 or an errno
-int bind_name(int fd, const sockaddr_un &address) {
+Result<> bind_name(int fd, const sockaddr_un &address) {
   const auto *generic = reinterpret_cast<const sockaddr *>(&address);
-  if (::bind(fd, generic, sizeof address) == 0) return 0;
-  if (errno != EADDRINUSE) return errno;
-  if (!is_stale(address)) return EADDRINUSE;
+  if (::bind(fd, generic, sizeof address) == 0) return {};
+  if (errno != EADDRINUSE) return errno_failure();
+  if (!is_stale(address)) return failure(errno_cause(EADDRINUSE));
   unlink(address.sun_path);
-  return ::bind(fd, generic, sizeof address) == 0 ? 0 : errno;
+  if (::bind(fd, generic, sizeof address) != 0) return errno_failure();
+  return {};
 }
 
 std::optional<uid_t> sender_of(msghdr &datagram) {
@@ -105,22 +106,22 @@ bool well_formed(const Header &header, std::size_t payload_bytes) {
   return header.magic == magic && header.version == version && known_kind && header.length == payload_bytes;
 }
 
-enum class Taken { message, malformed, foreign, none };
+enum class Taken { message, malformed, foreign };
 
 struct Datagram {
-  Taken taken = Taken::none;
+  Taken taken = Taken::malformed;
   Header header{};
   std::vector<std::byte> payload;
 };
 
+/// Of a receive that failed; an interrupted one found nothing.
+host::Failed nothing_taken() { return failure(errno_cause(errno == EINTR ? EAGAIN : errno)); }
+
 /// Takes one datagram off the socket, whatever it is.
-Datagram take_datagram(int fd, std::error_code &error) {
-  Datagram datagram;
+Result<Datagram> take_datagram(int fd) {
   const ssize_t size = recv(fd, nullptr, 0, MSG_PEEK | MSG_TRUNC | MSG_DONTWAIT);
-  if (size < 0) {
-    if (errno != EAGAIN && errno != EINTR) error = system_error(errno);
-    return datagram;
-  }
+  if (size < 0) return nothing_taken();
+  Datagram datagram;
   const auto bytes = static_cast<std::size_t>(size);
   if (bytes >= sizeof(Header) && bytes <= datagram_limit) datagram.payload.resize(bytes - sizeof(Header));
 
@@ -133,10 +134,7 @@ Datagram take_datagram(int fd, std::error_code &error) {
   message.msg_control = control.data();
   message.msg_controllen = control.size();
   const ssize_t taken = recvmsg(fd, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
-  if (taken < 0) {
-    if (errno != EAGAIN && errno != EINTR) error = system_error(errno);
-    return datagram;
-  }
+  if (taken < 0) return nothing_taken();
   const bool whole = (message.msg_flags & MSG_TRUNC) == 0 &&
                      static_cast<std::size_t>(taken) == sizeof(Header) + datagram.payload.size();
   if (sender_of(message) != geteuid()) {
@@ -180,38 +178,28 @@ void Socket::remove_name() {
   if (descriptor_) unlink(name_of(folder_, address_).c_str());
 }
 
-std::optional<Socket> Socket::bind(const std::filesystem::path &folder, Address address,
-                                   std::error_code &error) {
-  error.clear();
+Result<Socket> Socket::bind(const std::filesystem::path &folder, Address address) {
   const std::optional<sockaddr_un> name = socket_address(name_of(folder, address));
-  if (!name) {
-    error = system_error(ENAMETOOLONG);
-    return std::nullopt;
-  }
-  const host::Descriptor lock = lock_names(folder, error);
-  if (error) return std::nullopt;
+  if (!name) return failure(errno_cause(ENAMETOOLONG));
+  Result<host::Descriptor> lock = lock_names(folder);
+  if (!lock) return failed(std::move(lock));
   host::Descriptor descriptor = make_socket();
   const int on = 1;
-  if (!descriptor || setsockopt(descriptor.get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof on) != 0) {
-    error = system_error(errno);
-    return std::nullopt;
-  }
+  if (!descriptor || setsockopt(descriptor.get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof on) != 0)
+    return errno_failure();
   widen(descriptor.get(), SO_RCVBUF, SO_RCVBUFFORCE);
-  if (const int failure = bind_name(descriptor.get(), *name); failure != 0) {
-    error = system_error(failure);
-    return std::nullopt;
-  }
+  if (Result<> bound = bind_name(descriptor.get(), *name); !bound) return failed(std::move(bound));
   return Socket(std::move(descriptor), address, folder);
 }
 
-std::optional<Socket> Socket::bind_ephemeral(const std::filesystem::path &folder, std::error_code &error) {
+Result<Socket> Socket::bind_ephemeral(const std::filesystem::path &folder) {
   const auto start = static_cast<std::uint32_t>(getpid());
   for (std::uint32_t offset = 0; offset < ephemeral_saps; ++offset) {
     const std::uint32_t sap = first_ephemeral_sap + (start + offset) % ephemeral_saps;
-    std::optional<Socket> socket = bind(folder, Address{0, sap}, error);
-    if (socket || error.value() != EADDRINUSE) return socket;
+    Result<Socket> socket = bind(folder, Address{0, sap});
+    if (socket || socket.error().cause != std::errc::address_in_use) return socket;
   }
-  return std::nullopt;
+  return failure(errno_cause(EADDRINUSE));
 }
 
 bool Socket::add_helper() {
@@ -222,10 +210,9 @@ bool Socket::add_helper() {
   return true;
 }
 
-std::error_code Socket::send_by_any(Address destination, const Header &header,
-                                    std::span<const std::byte> payload) {
+Result<> Socket::send_by_any(Address destination, const Header &header, std::span<const std::byte> payload) {
   std::optional<sockaddr_un> name = socket_address(name_of(folder_, destination));
-  if (!name) return system_error(ENAMETOOLONG);
+  if (!name) return failure(errno_cause(ENAMETOOLONG));
   std::array<iovec, 2> parts{iovec{const_cast<Header *>(&header), sizeof header},
                              iovec{const_cast<std::byte *>(payload.data()), payload.size()}};
   msghdr message{};
@@ -239,59 +226,58 @@ std::error_code Socket::send_by_any(Address destination, const Header &header,
   int fd = descriptor_.get();
   while (sendmsg(fd, &message, MSG_DONTWAIT | MSG_NOSIGNAL) < 0) {
     if (errno == EINTR) continue;
-    if (errno != EAGAIN && errno != ENOBUFS) return system_error(errno == ENOENT ? ECONNREFUSED : errno);
-    if (next_helper == helpers_.size() && !add_helper()) return system_error(ENOBUFS);
+    if (errno != EAGAIN && errno != ENOBUFS)
+      return failure(errno_cause(errno == ENOENT ? ECONNREFUSED : errno));
+    if (next_helper == helpers_.size() && !add_helper()) return failure(errno_cause(ENOBUFS));
     fd = helpers_[next_helper++].get();
   }
   return {};
 }
 
-std::error_code Socket::send(Address destination, Kind kind, std::uint32_t opcode, std::uint32_t token,
-                             std::span<const std::byte> payload) {
-  if (payload.size() > payload_limit) return system_error(EMSGSIZE);
+Result<> Socket::send(Address destination, Kind kind, std::uint32_t opcode, std::uint32_t token,
+                      std::span<const std::byte> payload) {
+  if (payload.size() > payload_limit) return failure(errno_cause(EMSGSIZE));
   const Header header{
       magic, version, kind, opcode, token, address_, static_cast<std::uint32_t>(payload.size()), 0};
-  const std::error_code error = send_by_any(destination, header, payload);
-  if (!error) {
+  Result<> sent = send_by_any(destination, header, payload);
+  if (sent) {
     ++counters_.sent;
-  } else if (error.value() == ENOBUFS) {
+  } else if (sent.error().cause == std::errc::no_buffer_space) {
     ++counters_.refused_full;
-  } else if (error.value() == ECONNREFUSED) {
+  } else if (sent.error().cause == std::errc::connection_refused) {
     ++counters_.refused_absent;
   }
-  return error;
+  return sent;
 }
 
-std::optional<Message> Socket::receive(std::error_code &error) {
-  error.clear();
+Result<Message> Socket::receive() {
   for (int dropped = 0; dropped < malformed_per_receive; ++dropped) {
-    Datagram datagram = take_datagram(descriptor_.get(), error);
-    if (datagram.taken == Taken::none) return std::nullopt;
-    if (datagram.taken == Taken::message) {
+    Result<Datagram> datagram = take_datagram(descriptor_.get());
+    if (!datagram) return failed(std::move(datagram));
+    if (datagram->taken == Taken::message) {
       ++counters_.received;
-      const Header &header = datagram.header;
-      return Message{header.kind, header.opcode, header.token, header.source, std::move(datagram.payload)};
+      const Header &header = datagram->header;
+      return Message{header.kind, header.opcode, header.token, header.source, std::move(datagram->payload)};
     }
-    const bool foreign = datagram.taken == Taken::foreign;
+    const bool foreign = datagram->taken == Taken::foreign;
     ++(foreign ? counters_.foreign : counters_.malformed);
     std::fprintf(stderr, "bus: dropped a %s datagram at %x.%u\n", foreign ? "foreign user's" : "malformed",
                  address_.node, address_.sap);
   }
-  return std::nullopt;
+  return failure(errno_cause(EAGAIN));
 }
 
-std::optional<Message> Socket::ask(Address destination, std::uint32_t opcode,
-                                   std::span<const std::byte> payload, int timeout_ms,
-                                   std::error_code &error) {
+Result<Message> Socket::ask(Address destination, std::uint32_t opcode, std::span<const std::byte> payload,
+                            int timeout_ms) {
   using Clock = std::chrono::steady_clock;
   const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
   const std::uint32_t token = next_token_++;
-  error = send(destination, Kind::request, opcode, token, payload);
-  if (error) return std::nullopt;
+  if (Result<> sent = send(destination, Kind::request, opcode, token, payload); !sent)
+    return failed(std::move(sent));
   const auto attentive_until = std::min<Clock::time_point>(deadline, Clock::now() + attention_);
   while (true) {
-    std::optional<Message> message = receive(error);
-    if (error) return std::nullopt;
+    Result<Message> message = receive();
+    if (!message && message.error().cause != errno_cause(EAGAIN)) return message;
     if (message && message->kind == Kind::response && message->opcode == opcode && message->token == token &&
         message->source == destination)
       return message;
@@ -301,10 +287,7 @@ std::optional<Message> Socket::ask(Address destination, std::uint32_t opcode,
     }
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
     pollfd readable{descriptor_.get(), POLLIN, 0};
-    if (left <= 0 || poll(&readable, 1, static_cast<int>(left)) == 0) {
-      error = system_error(ETIMEDOUT);
-      return std::nullopt;
-    }
+    if (left <= 0 || poll(&readable, 1, static_cast<int>(left)) == 0) return failure(errno_cause(ETIMEDOUT));
   }
 }
 

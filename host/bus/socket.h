@@ -8,6 +8,8 @@
 // the receiver was bound; the chassis sets it to 1024. What a sender may have under way is bounded by its
 // socket's send buffer too, so a Socket that finds its buffer full goes on with up to seven helpers.
 //
+// A failure has a cause and no sentence: most are ordinary, and who sends knows to whom.
+//
 // A Socket belongs to one thread. Whoever may enter the bus folder (mode 0700) may name any address as
 // his own in a header; that he is the same user is checked against the kernel's word for every datagram.
 #pragma once
@@ -15,13 +17,11 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
-#include <optional>
-#include <string>
-#include <system_error>
 #include <vector>
 
 #include "host/bus/message.h"
 #include "host/system/descriptor.h"
+#include "host/system/failure.h"
 
 namespace opal::bus {
 
@@ -43,11 +43,10 @@ class Socket {
   /// Binds `address` in `folder`/bus. A name left behind by a dead owner is taken over; one whose
   /// owner lives is refused with EADDRINUSE. ENOENT: `folder` does not exist. ENAMETOOLONG: `folder` is
   /// longer than a socket's name can be (about 85 characters).
-  static std::optional<Socket> bind(const std::filesystem::path &folder, Address address,
-                                    std::error_code &error);
+  static host::Result<Socket> bind(const std::filesystem::path &folder, Address address);
 
   /// Binds a fresh address of its own, for programs that only ask (SAPs from 0x10000 up).
-  static std::optional<Socket> bind_ephemeral(const std::filesystem::path &folder, std::error_code &error);
+  static host::Result<Socket> bind_ephemeral(const std::filesystem::path &folder);
 
   Socket(Socket &&) noexcept;
   Socket &operator=(Socket &&) noexcept;
@@ -60,27 +59,26 @@ class Socket {
 
   /// Sends one message; never waits. ECONNREFUSED: no such peer. ENOBUFS: the peer's queue is full.
   /// EMSGSIZE: the payload is over payload_limit.
-  std::error_code send(Address destination, Kind kind, std::uint32_t opcode, std::uint32_t token,
-                       std::span<const std::byte> payload);
+  host::Result<> send(Address destination, Kind kind, std::uint32_t opcode, std::uint32_t token,
+                      std::span<const std::byte> payload);
 
   /// Takes the next well-formed message; malformed datagrams before it are counted and dropped, a
-  /// bounded number in one call.
-  /// @return nothing when no message could be taken (`error` clear) or on failure (`error` set); never waits
-  std::optional<Message> receive(std::error_code &error);
+  /// bounded number in one call; never waits. EAGAIN: there was no message.
+  host::Result<Message> receive();
 
   /// From now on `ask` looks for an answer for so long, processor in hand, before it sleeps: falling asleep
   /// and being woken takes longer than most services take to answer.
   void look_out_for(std::chrono::microseconds attention) { attention_ = attention; }
 
   /// Sends a request and waits for its response, at most `timeout_ms`; other messages that arrive in
-  /// the meantime are dropped, so the socket must be one that only asks.
-  /// @return nothing with ETIMEDOUT when no response came, or with the error of the send
-  std::optional<Message> ask(Address destination, std::uint32_t opcode, std::span<const std::byte> payload,
-                             int timeout_ms, std::error_code &error);
+  /// the meantime are dropped, so the socket must be one that only asks. ETIMEDOUT: no response came;
+  /// other causes as of `send`.
+  host::Result<Message> ask(Address destination, std::uint32_t opcode, std::span<const std::byte> payload,
+                            int timeout_ms);
 
  private:
   Socket(host::Descriptor descriptor, Address address, std::filesystem::path folder);
-  std::error_code send_by_any(Address destination, const Header &header, std::span<const std::byte> payload);
+  host::Result<> send_by_any(Address destination, const Header &header, std::span<const std::byte> payload);
   bool add_helper();
   void remove_name();
 

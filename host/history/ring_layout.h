@@ -4,6 +4,7 @@
 
 #include <array>
 #include <bit>
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -65,6 +66,12 @@ inline std::optional<EventHead> load_event_head(EventSpace events, std::uint64_t
   const auto head = std::bit_cast<EventHead>(words);
   if (head.text_length > ring_text_limit || head.bytes() > end - position) return std::nullopt;
   return head;
+}
+
+/// A system call's failure whose sentence is the cause's text alone; who opened the file says which it was.
+inline host::Failed failed_call() {
+  const std::error_code cause = host::errno_cause(errno);
+  return host::failure(cause, cause.message());
 }
 
 }  // namespace opal::trace

@@ -31,19 +31,13 @@ std::filesystem::path ring_file(const std::filesystem::path &folder, std::uint32
   return folder / "trace" / (std::to_string(uuid) + ".ring");
 }
 
-std::optional<RingMapping> RingMapping::map(host::Descriptor file, Access access, std::string &why) {
+host::Result<RingMapping> RingMapping::map(host::Descriptor file, Access access) {
   const std::optional<std::uint64_t> capacity = capacity_of(file.get());
-  if (!capacity) {
-    why = "not a trace history";
-    return std::nullopt;
-  }
+  if (!capacity) return host::failure("not a trace history");
   const std::size_t bytes = ring_head_bytes + *capacity;
   const int protection = access == Access::write ? PROT_READ | PROT_WRITE : PROT_READ;
   void *start = mmap(nullptr, bytes, protection, MAP_SHARED, file.get(), 0);
-  if (start == MAP_FAILED) {
-    why = std::strerror(errno);
-    return std::nullopt;
-  }
+  if (start == MAP_FAILED) return failed_call();
   return RingMapping(std::move(file), {static_cast<std::uint64_t *>(start), bytes / word_bytes}, *capacity);
 }
 

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <cstring>
 
 #include "host/history/ring_layout.h"
@@ -20,15 +19,12 @@ std::string load_text(EventSpace events, std::uint64_t position, std::size_t len
   return text;
 }
 
-std::optional<RingMapping> map_file(const std::filesystem::path &file, std::string &why) {
+host::Result<RingMapping> map_file(const std::filesystem::path &file) {
   host::Descriptor descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!descriptor) {
-    why = "cannot open trace history " + file.native() + ": " + std::strerror(errno);
-    return std::nullopt;
-  }
-  std::optional<RingMapping> mapping =
-      RingMapping::map(std::move(descriptor), RingMapping::Access::read, why);
-  if (!mapping) why = "cannot read trace history " + file.native() + ": " + why;
+  if (!descriptor) return host::errno_failure("cannot open trace history " + file.native());
+  host::Result<RingMapping> mapping = RingMapping::map(std::move(descriptor), RingMapping::Access::read);
+  if (!mapping)
+    mapping.error().what = "cannot read trace history " + file.native() + ": " + mapping.error().what;
   return mapping;
 }
 
@@ -44,16 +40,15 @@ bool names_same_file(const std::filesystem::path &file, int fd) {
 RingReader::RingReader(std::filesystem::path file, RingMapping mapping)
     : file_(std::move(file)), mapping_(std::move(mapping)), position_(mapping_.tail()) {}
 
-std::optional<RingReader> RingReader::open(const std::filesystem::path &file, std::string &why) {
-  std::optional<RingMapping> mapping = map_file(file, why);
-  if (!mapping) return std::nullopt;
+host::Result<RingReader> RingReader::open(const std::filesystem::path &file) {
+  host::Result<RingMapping> mapping = map_file(file);
+  if (!mapping) return failed(std::move(mapping));
   return RingReader(file, std::move(*mapping));
 }
 
 bool RingReader::follow_new_file() {
   if (names_same_file(file_, mapping_.fd())) return false;
-  std::string why;
-  std::optional<RingMapping> fresh = map_file(file_, why);
+  host::Result<RingMapping> fresh = map_file(file_);
   if (!fresh) return false;
   mapping_ = std::move(*fresh);
   position_ = mapping_.tail();

@@ -106,16 +106,14 @@ std::optional<std::uint64_t> next_sequence_of(const RingMapping &mapping) {
 
 /// Makes an empty ring under another name and gives it the ring's own, so that a reader of the old file
 /// never finds it changed under its hands.
-host::Descriptor make_file(const std::filesystem::path &file, std::uint64_t capacity, std::string &why) {
+host::Result<host::Descriptor> make_file(const std::filesystem::path &file, std::uint64_t capacity) {
   const std::filesystem::path fresh = file.native() + ".new";
   host::Descriptor descriptor(::open(fresh.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
   const RingHead head{ring_magic, ring_version, capacity, 0, 0, {}};
   if (!descriptor || ftruncate(descriptor.get(), static_cast<off_t>(ring_head_bytes + capacity)) != 0 ||
       pwrite(descriptor.get(), &head, sizeof head, 0) != sizeof head ||
-      flock(descriptor.get(), LOCK_EX | LOCK_NB) != 0 || std::rename(fresh.c_str(), file.c_str()) != 0) {
-    why = std::strerror(errno);
-    return host::Descriptor();
-  }
+      flock(descriptor.get(), LOCK_EX | LOCK_NB) != 0 || std::rename(fresh.c_str(), file.c_str()) != 0)
+    return failed_call();
   return descriptor;
 }
 
@@ -127,30 +125,25 @@ RingWriter::RingWriter(RingMapping mapping, std::uint64_t next_sequence)
       head_(mapping_.head()),
       next_sequence_(next_sequence) {}
 
-std::optional<RingWriter> RingWriter::open(const std::filesystem::path &file, std::size_t capacity,
-                                           std::string &why) {
+host::Result<RingWriter> RingWriter::open(const std::filesystem::path &file, std::size_t capacity) {
   capacity = std::bit_floor(capacity);
-  if (capacity < ring_capacity_min) {
-    why = "a trace history takes at least " + std::to_string(ring_capacity_min) + " bytes";
-    return std::nullopt;
-  }
+  if (capacity < ring_capacity_min)
+    return host::failure("a trace history takes at least " + std::to_string(ring_capacity_min) + " bytes");
   mkdir(file.parent_path().c_str(), 0700);
   host::Descriptor old(::open(file.c_str(), O_RDWR | O_CLOEXEC));
-  if (old && flock(old.get(), LOCK_EX | LOCK_NB) != 0) {
-    why = "another process writes this trace history";
-    return std::nullopt;
-  }
+  if (old && flock(old.get(), LOCK_EX | LOCK_NB) != 0)
+    return host::failure("another process writes this trace history");
   if (old) {
-    std::optional<RingMapping> mapping = RingMapping::map(std::move(old), RingMapping::Access::write, why);
+    host::Result<RingMapping> mapping = RingMapping::map(std::move(old), RingMapping::Access::write);
     if (mapping && mapping->capacity() == capacity) {
       if (const std::optional<std::uint64_t> next = next_sequence_of(*mapping))
         return RingWriter(std::move(*mapping), *next);
     }
   }
-  host::Descriptor fresh = make_file(file, capacity, why);
-  if (!fresh) return std::nullopt;
-  std::optional<RingMapping> mapping = RingMapping::map(std::move(fresh), RingMapping::Access::write, why);
-  if (!mapping) return std::nullopt;
+  host::Result<host::Descriptor> fresh = make_file(file, capacity);
+  if (!fresh) return failed(std::move(fresh));
+  host::Result<RingMapping> mapping = RingMapping::map(std::move(*fresh), RingMapping::Access::write);
+  if (!mapping) return failed(std::move(mapping));
   return RingWriter(std::move(*mapping), 1);
 }
 

@@ -30,6 +30,7 @@
 #include <vector>
 
 #include "host/system/descriptor.h"
+#include "host/system/failure.h"
 
 namespace opal::trace {
 
@@ -75,7 +76,7 @@ class EventSpace {
 class RingMapping {
  public:
   enum class Access { read, write };
-  static std::optional<RingMapping> map(host::Descriptor file, Access access, std::string &why);
+  static host::Result<RingMapping> map(host::Descriptor file, Access access);
   RingMapping(RingMapping &&other) noexcept;
   RingMapping &operator=(RingMapping &&other) noexcept;
   ~RingMapping();
@@ -109,8 +110,7 @@ class RingWriter {
   /// Takes up the ring at `file` where its last writer left it, or makes a new one when there is none, it
   /// is damaged, or its size is another. Refused while another writer has it.
   /// @param capacity bytes of event space, rounded down to a power of two, at least ring_capacity_min
-  static std::optional<RingWriter> open(const std::filesystem::path &file, std::size_t capacity,
-                                        std::string &why);
+  static host::Result<RingWriter> open(const std::filesystem::path &file, std::size_t capacity);
 
   /// Appends one event. No system call, no allocation, no lock.
   void append(std::int64_t time_ns, std::uint32_t category, std::string_view text) noexcept;
@@ -125,8 +125,7 @@ class RingWriter {
 
 class RingReader {
  public:
-  /// @param why one sentence that says what failed
-  static std::optional<RingReader> open(const std::filesystem::path &file, std::string &why);
+  static host::Result<RingReader> open(const std::filesystem::path &file);
 
   /// Events since the last call, oldest first; those overwritten meanwhile are skipped. When a new file
   /// has taken the ring's name, reading goes on at its beginning.

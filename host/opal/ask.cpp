@@ -11,16 +11,17 @@ namespace {
 /// @return the program's socket for calls, null when it cannot be bound
 bus::Socket *call_socket() {
   static std::optional<bus::Socket> socket;
-  std::error_code error;
   if (!socket) {
-    socket = bus::Socket::bind_ephemeral(bus::run_folder(), error);
-    if (socket) socket->look_out_for(std::chrono::microseconds(100));
+    host::Result<bus::Socket> bound = bus::Socket::bind_ephemeral(bus::run_folder());
+    if (!bound) return nullptr;
+    socket = std::move(*bound);
+    socket->look_out_for(std::chrono::microseconds(100));
   }
-  return socket ? &*socket : nullptr;
+  return &*socket;
 }
 
-rcode_t rcode_of(const std::error_code &error) {
-  switch (error.value()) {
+rcode_t rcode_of_cause(std::error_code cause) {
+  switch (cause.value()) {
     case ETIMEDOUT:
       return RCODE_TIMED_OUT;
     case EMSGSIZE:
@@ -32,14 +33,12 @@ rcode_t rcode_of(const std::error_code &error) {
 
 }  // namespace
 
-rcode_t ask_bytes(bus::Address service, std::uint32_t opcode, bus::Bytes request, bus::Message &answer) {
+host::Result<bus::Message> ask_bytes(bus::Address service, std::uint32_t opcode, bus::Bytes request) {
   bus::Socket *socket = call_socket();
-  if (socket == nullptr) return RCODE_UNAVAILABLE;
-  std::error_code error;
-  std::optional<bus::Message> message = socket->ask(service, opcode, request, bus::call_timeout_ms, error);
-  if (!message) return rcode_of(error);
-  answer = std::move(*message);
-  return RCODE_SUCCESS;
+  if (socket == nullptr) return refused(RCODE_UNAVAILABLE);
+  host::Result<bus::Message> message = socket->ask(service, opcode, request, bus::call_timeout_ms);
+  if (!message) return refused(rcode_of_cause(message.error().cause));
+  return message;
 }
 
 }  // namespace opal

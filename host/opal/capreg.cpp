@@ -14,5 +14,6 @@ int capreg_notify_feature_status(qbus_queue_t queue, const char *feature, uint32
   bus::set_text(status.feature, feature);
   status.enabled = enabled;
   status.reason = reason;
-  return static_cast<int>(ask(bus::address::capreg, bus::opcode::feature_status, bus::bytes_of(status)));
+  return static_cast<int>(
+      rcode_of(ask(bus::address::capreg, bus::opcode::feature_status, bus::bytes_of(status))));
 }

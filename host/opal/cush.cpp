@@ -84,13 +84,14 @@ int send_answer(cmd_rx_handle_t &handle, bool ok, std::string_view text, bus::By
   }
   handle.answered = true;
   ranges_in_use().clear();
-  return reply_to(&handle.message, writer.take());
+  return errno_of(reply_to(&handle.message, writer.take()));
 }
 
 int answer_refused(std::string_view text) {
-  const int error = reply_to(&message_without_handle(), bus::encode_command_answer({false, text, {}}));
+  const host::Result<> sent =
+      reply_to(&message_without_handle(), bus::encode_command_answer({false, text, {}}));
   message_without_handle() = {};
-  return error;
+  return errno_of(sent);
 }
 
 std::byte *attributes_of(cmd_rsp_t *response) { return reinterpret_cast<std::byte *>(response + 1); }
@@ -105,14 +106,15 @@ int cush_register_parse_tree(qbus_queue_t queue, const char *name) {
   registration.queue = found->address();
   bus::set_text(registration.name, name);
   return static_cast<int>(
-      ask(bus::address::cush, bus::opcode::register_parse_tree, bus::bytes_of(registration)));
+      rcode_of(ask(bus::address::cush, bus::opcode::register_parse_tree, bus::bytes_of(registration))));
 }
 
 int cmd_backend_init(qbus_queue_t queue) {
   const Queue *found = find_queue(queue);
   if (found == nullptr) return static_cast<int>(RCODE_INVALID);
   const bus::Registration registration{found->address(), {}};
-  return static_cast<int>(ask(bus::address::cush, bus::opcode::backend_init, bus::bytes_of(registration)));
+  return static_cast<int>(
+      rcode_of(ask(bus::address::cush, bus::opcode::backend_init, bus::bytes_of(registration))));
 }
 
 // A program that has no memory for the scratch area makes no second call, and refuses the message all the same.

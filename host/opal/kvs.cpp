@@ -46,20 +46,19 @@ StoreTable &stores() {
   return table;
 }
 
-using Opener = std::optional<Store> (*)(const std::filesystem::path &, rcode_t &);
+using Opener = host::Result<Store> (*)(const std::filesystem::path &);
 
 kvs_service_t open_by(Opener opener, const char *uri, rcode_t *rcode) {
   const std::optional<std::filesystem::path> path = store_path(uri);
-  rcode_t result = RCODE_INVALID;
-  std::optional<Store> store = path ? opener(*path, result) : std::nullopt;
-  if (rcode != nullptr) *rcode = result;
+  host::Result<Store> store = path ? opener(*path) : refused(RCODE_INVALID);
+  if (rcode != nullptr) *rcode = rcode_of(store);
   return store ? stores().add(std::move(*store)) : 0;
 }
 
 template <typename Operation>
 rcode_t with_store(kvs_service_t handle, Operation operation) {
   OpenStore *open = stores().find(handle);
-  return open != nullptr ? operation(open->store) : rcode_t{RCODE_INVALID};
+  return open != nullptr ? rcode_of(operation(open->store)) : rcode_t{RCODE_INVALID};
 }
 
 /// @return the bytes of a datum; nothing for one that is null or points nowhere
@@ -91,7 +90,9 @@ rcode_t kvs_version_set(kvs_service_t store, uint32_t slot, version_id_t version
 }
 
 rcode_t kvs_version_get(kvs_service_t store, uint32_t slot, version_id_t *version) {
-  return with_store(store, [=](Store &open) { return open.version(slot, *version); });
+  return with_store(store, [=](Store &open) {
+    return open.version(slot).map([version](version_id_t word) { *version = word; });
+  });
 }
 
 rcode_t kvs_snapshot(kvs_service_t source, uint32_t options, const char *destination_uri) {
@@ -103,11 +104,10 @@ rcode_t kvs_snapshot(kvs_service_t source, uint32_t options, const char *destina
 const kvs_datum_t *kvs_fetch(kvs_service_t store, const kvs_datum_t *key, rcode_t *rcode) {
   OpenStore *open = stores().find(store);
   const std::optional<BlobView> key_bytes = bytes_of(key);
-  Blob value;
-  const rcode_t result =
-      open != nullptr && key_bytes ? open->store.fetch(*key_bytes, value) : rcode_t{RCODE_INVALID};
-  if (rcode != nullptr) *rcode = result;
-  return result == RCODE_SUCCESS ? open->hand_out(std::move(value)) : nullptr;
+  host::Result<Blob> value =
+      open != nullptr && key_bytes ? open->store.fetch(*key_bytes) : refused(RCODE_INVALID);
+  if (rcode != nullptr) *rcode = rcode_of(value);
+  return value ? open->hand_out(std::move(*value)) : nullptr;
 }
 
 rcode_t kvs_store(kvs_service_t store, uint32_t option, const kvs_datum_t *key, const kvs_datum_t *value) {
@@ -125,13 +125,12 @@ rcode_t kvs_delete(kvs_service_t store, const kvs_datum_t *key) {
 
 const kvs_datum_t *kvs_move2location(kvs_service_t store, uint32_t where, rcode_t *rcode) {
   OpenStore *open = stores().find(store);
-  Blob key;
-  rcode_t result = RCODE_INVALID;
+  host::Result<Blob> key = refused(RCODE_INVALID);
   if (open != nullptr && (where == KVS_LOCATION_FIRST || where == KVS_LOCATION_NEXT)) {
     if (where == KVS_LOCATION_FIRST) open->store.rewind();
-    result = open->store.next(key);
+    key = open->store.next();
   }
-  const bool at_end = result == RCODE_NOT_FOUND;
-  if (rcode != nullptr) *rcode = at_end ? rcode_t{RCODE_SUCCESS} : result;
-  return result == RCODE_SUCCESS ? open->hand_out(std::move(key)) : nullptr;
+  const bool at_end = rcode_of(key) == RCODE_NOT_FOUND;
+  if (rcode != nullptr) *rcode = at_end ? rcode_t{RCODE_SUCCESS} : rcode_of(key);
+  return key ? open->hand_out(std::move(*key)) : nullptr;
 }

@@ -16,10 +16,10 @@ int send(qbus_queue_t queue, std::uint32_t opcode, const bus::LtlRequest &reques
 
 rcode_t ltlsvc_lib_ifidx_to_di(if_index_t if_idx, uint32_t *di) {
   const bus::Interface asked{if_idx};
-  bus::DestinationIndex told{};
-  const rcode_t rcode = ask(bus::address::ltlsvc, bus::opcode::ifindex_to_di, bus::bytes_of(asked), told);
-  if (rcode == RCODE_SUCCESS) *di = told.di;
-  return rcode;
+  const auto told =
+      ask<bus::DestinationIndex>(bus::address::ltlsvc, bus::opcode::ifindex_to_di, bus::bytes_of(asked));
+  if (told) *di = told->di;
+  return rcode_of(told);
 }
 
 int ltlsvc_send_ltl_alloc(qbus_queue_t queue, uint32_t type, vlan_id_t vlan, uint32_t argument1,

@@ -44,10 +44,10 @@ Settings &settings() {
 /// other. The program keeps pointers into an answer across further calls, so none is ever taken back.
 const Locations &locations() {
   static std::list<Locations> answers(1);
-  bus::StoreLocations told{};
-  if (ask(bus::address::overseer, bus::opcode::store_locations, {}, told) == RCODE_SUCCESS) {
-    Locations latest{std::string(bus::text_of(told.running_uri)), std::string(bus::text_of(told.startup_uri)),
-                     std::string(bus::text_of(told.file_prefix))};
+  if (const auto told = ask<bus::StoreLocations>(bus::address::overseer, bus::opcode::store_locations, {})) {
+    Locations latest{std::string(bus::text_of(told->running_uri)),
+                     std::string(bus::text_of(told->startup_uri)),
+                     std::string(bus::text_of(told->file_prefix))};
     if (latest != answers.back()) answers.push_back(std::move(latest));
   }
   return answers.back();
@@ -55,7 +55,7 @@ const Locations &locations() {
 
 const char *uri_or_null(const std::string &uri) { return uri.empty() ? nullptr : uri.c_str(); }
 
-int answer(const qbus_msg_ref_t *request, rcode_t rcode) {
+host::Result<> answer(const qbus_msg_ref_t *request, rcode_t rcode) {
   return reply_to(request, bus::bytes_of(bus::Result{rcode}));
 }
 
@@ -88,14 +88,14 @@ int overseer_handshake(qbus_queue_t queue, uint32_t uuid) {
   Queue *found = find_queue(queue);
   if (found == nullptr) return static_cast<int>(RCODE_INVALID);
   const bus::Handshake handshake{uuid, getpid(), found->address()};
-  bus::HandshakeAnswer told{};
-  const rcode_t rcode = ask(bus::address::overseer, bus::opcode::handshake, bus::bytes_of(handshake), told);
-  if (rcode != RCODE_SUCCESS) return static_cast<int>(rcode);
+  const auto told =
+      ask<bus::HandshakeAnswer>(bus::address::overseer, bus::opcode::handshake, bus::bytes_of(handshake));
+  if (!told) return static_cast<int>(rcode_of(told));
   settings() = Settings{.known = true,
                         .queue = queue,
                         .uuid = uuid,
-                        .heartbeat_timeout_ms = told.heartbeat_timeout_ms,
-                        .conditional_done = told.conditional_done != 0};
+                        .heartbeat_timeout_ms = told->heartbeat_timeout_ms,
+                        .conditional_done = told->conditional_done != 0};
   return 0;
 }
 
@@ -103,7 +103,8 @@ int overseer_conditional_srv_was_handshake_done(void) { return settings().condit
 
 int overseer_condition_verified(uint32_t condition, uint32_t instance) {
   const bus::Condition asked{condition, instance};
-  return static_cast<int>(ask(bus::address::overseer, bus::opcode::condition, bus::bytes_of(asked)));
+  return static_cast<int>(
+      rcode_of(ask(bus::address::overseer, bus::opcode::condition, bus::bytes_of(asked))));
 }
 
 uint32_t overseer_heartbeat_timeout_get(void) { return settings().heartbeat_timeout_ms; }
@@ -112,14 +113,15 @@ int overseer_heartbeat(int first) {
   Queue *queue = settings().known ? find_queue(settings().queue) : nullptr;
   if (queue == nullptr) return static_cast<int>(RCODE_UNAVAILABLE);
   const bus::Heartbeat beat{settings().uuid, first != 0 ? 1u : 0u};
-  const int error =
+  const host::Result<> sent =
       queue->send(bus::address::overseer, bus::Kind::notice, bus::opcode::heartbeat, 0, bus::bytes_of(beat));
-  return error == 0 ? 0 : static_cast<int>(RCODE_UNAVAILABLE);
+  return sent ? 0 : static_cast<int>(RCODE_UNAVAILABLE);
 }
 
 int overseer_notify_conditional_srv_start_status(int status) {
   const bus::StartStatus report{settings().uuid, status};
-  return static_cast<int>(ask(bus::address::overseer, bus::opcode::start_status, bus::bytes_of(report)));
+  return static_cast<int>(
+      rcode_of(ask(bus::address::overseer, bus::opcode::start_status, bus::bytes_of(report))));
 }
 
 int overseer_dispatch(qbus_msg_ref_t *message) {
@@ -160,5 +162,5 @@ const char *overseer_uri_complete(const char *base_uri, const char *file_prefix,
 }
 
 int overseer_cfg_action_done(qbus_msg_ref_t *request, rcode_t status) {
-  return answer(request, status) == 0 ? 0 : static_cast<int>(RCODE_UNAVAILABLE);
+  return answer(request, status) ? 0 : static_cast<int>(RCODE_UNAVAILABLE);
 }

@@ -13,7 +13,8 @@ int portsvc_ext_sbcr_init(uint32_t instance, uint32_t flags, const char *name) {
   if (instance != 0 || flags != 0 || name == nullptr || std::strlen(name) >= sizeof record.text)
     return static_cast<int>(RCODE_INVALID);
   bus::set_text(record.text, name);
-  return static_cast<int>(ask(bus::address::portsvc, bus::opcode::portsvc_register, bus::bytes_of(record)));
+  return static_cast<int>(
+      rcode_of(ask(bus::address::portsvc, bus::opcode::portsvc_register, bus::bytes_of(record))));
 }
 
 rcode_t portsvc_parse_l2_protocol_state_change(const qbus_msg_ref_t *message, uint32_t *size,
@@ -34,9 +35,9 @@ rcode_t portsvc_parse_l2_protocol_state_change(const qbus_msg_ref_t *message, ui
 
 int portsvc_is_ifindex_present(if_index_t if_index, portsvc_if_info_t *info) {
   const bus::Interface asked{if_index};
-  bus::InterfacePresent told{};
-  const rcode_t rcode = ask(bus::address::portsvc, bus::opcode::portsvc_present, bus::bytes_of(asked), told);
-  if (rcode != RCODE_SUCCESS || told.present == 0) return 0;
-  *info = {.iod = told.ordinal, .link_state = static_cast<uint8_t>(told.link_state)};
+  const auto told =
+      ask<bus::InterfacePresent>(bus::address::portsvc, bus::opcode::portsvc_present, bus::bytes_of(asked));
+  if (!told || told->present == 0) return 0;
+  *info = {.iod = told->ordinal, .link_state = static_cast<uint8_t>(told->link_state)};
   return 1;
 }

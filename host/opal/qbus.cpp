@@ -52,9 +52,8 @@ bus::Bytes payload_bytes(const void *payload, std::uint32_t length) {
 qbus_queue_t qbus_bind(uint32_t version, uint32_t sap, const qbus_bind_options_t *options, const char *name) {
   const bool known = version == qbus_version && options != nullptr && options->version == qbus_version;
   if (!known || options->qlen < 0 || options->flags != 0) return refuse(EINVAL);
-  int error = 0;
-  std::optional<Queue> queue = Queue::bind({options->node, sap}, error);
-  if (!queue) return refuse(error);
+  host::Result<Queue> queue = Queue::bind({options->node, sap});
+  if (!queue) return refuse(queue.error().cause.value());
   check_queue_length(options->qlen, name);
   return add_queue(std::move(*queue)).handle();
 }
@@ -65,7 +64,8 @@ int qbus_options_set(qbus_queue_t queue, uint32_t opcode, uint16_t options) {
   if ((options & ~(QBUS_OPTION_RECEIVE | QBUS_OPTION_SUBSCRIBE)) != 0) return refuse(EINVAL);
   if ((options & QBUS_OPTION_SUBSCRIBE) == 0) return 0;
   const bus::Subscription subscription{opcode, found->address()};
-  const int error = errno_of(ask(bus::address::broker, bus::opcode::subscribe, bus::bytes_of(subscription)));
+  const int error =
+      errno_of(rcode_of(ask(bus::address::broker, bus::opcode::subscribe, bus::bytes_of(subscription))));
   return error == 0 ? 0 : refuse(error);
 }
 
@@ -73,10 +73,9 @@ int qbus_recv(qbus_queue_t queue, qbus_msg_ref_t *reference, int flags) {
   Queue *found = find_queue(queue);
   if (found == nullptr) return refuse(EBADF);
   if (flags != 0) return refuse(EINVAL);
-  int error = 0;
-  Held held = found->take(error);
-  if (held.kind == HeldKind::nothing) return refuse(error != 0 ? error : EAGAIN);
-  *reference = message_table().hold(std::move(held));
+  host::Result<Held> held = found->take();
+  if (!held) return refuse(held.error().cause.value());
+  *reference = message_table().hold(std::move(*held));
   return 0;
 }
 
@@ -123,8 +122,8 @@ int fu_qbus_send(qbus_queue_t queue, qbus_addr_t destination, uint32_t opcode, c
   sent.queue = queue;
   sent.message.opcode = opcode;
   sent.message.token = found->new_token();
-  const int error = found->send({destination.node, destination.sap}, bus::Kind::request, opcode,
-                                sent.message.token, payload_bytes(payload, length));
+  const int error = errno_of(found->send({destination.node, destination.sap}, bus::Kind::request, opcode,
+                                         sent.message.token, payload_bytes(payload, length)));
   if (error == 0 && reply != nullptr) *reply = message_table().hold(std::move(sent));
   return error;
 }
@@ -132,8 +131,9 @@ int fu_qbus_send(qbus_queue_t queue, qbus_addr_t destination, uint32_t opcode, c
 int qbus_reply(qbus_queue_t queue, const qbus_msg_ref_t *request, const void *payload, uint32_t length) {
   Queue *found = find_queue(queue);
   if (found == nullptr) return EBADF;
-  const int error =
-      payload == nullptr && length != 0 ? EINVAL : reply_to(request, payload_bytes(payload, length));
+  const int error = payload == nullptr && length != 0
+                        ? EINVAL
+                        : errno_of(reply_to(request, payload_bytes(payload, length)));
   found->set_last_error(error);
   return error;
 }

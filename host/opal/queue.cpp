@@ -28,46 +28,38 @@ bool add(int epoll, int fd, std::uint32_t source) {
   return epoll_ctl(epoll, EPOLL_CTL_ADD, fd, &event) == 0 || errno == EEXIST;
 }
 
+host::Failed nothing_ready() { return host::failure(host::errno_cause(EAGAIN)); }
+
 }  // namespace
 
-std::optional<Queue> Queue::bind(bus::Address address, int &error) {
-  std::error_code failure;
-  std::optional<bus::Socket> socket = bus::Socket::bind(bus::run_folder(), address, failure);
-  if (!socket) {
-    error = failure.value();
-    return std::nullopt;
-  }
+host::Result<Queue> Queue::bind(bus::Address address) {
+  host::Result<bus::Socket> socket = bus::Socket::bind(bus::run_folder(), address);
+  if (!socket) return failed(std::move(socket));
   host::Descriptor epoll(epoll_create1(EPOLL_CLOEXEC));
-  if (!epoll || !add(epoll.get(), socket->fd(), 0)) {
-    error = errno;
-    return std::nullopt;
-  }
+  if (!epoll || !add(epoll.get(), socket->fd(), 0)) return host::errno_failure();
   return Queue(std::move(epoll), std::move(*socket));
 }
 
 bool Queue::watch(int fd, std::uint32_t source) { return add(epoll_.get(), fd, source); }
 
-Held Queue::take(int &error) {
-  error = 0;
-  Held held;
-  held.queue = handle();
+host::Result<Held> Queue::take() {
   epoll_event event{};
   // The kernel reports ready descriptors in turn, so neither timers nor messages can starve the others.
   const int ready = epoll_wait(epoll_.get(), &event, 1, 0);
-  if (ready < 0 && errno != EINTR) error = errno;
-  if (ready <= 0) return held;
+  if (ready < 0 && errno != EINTR) return host::errno_failure();
+  if (ready <= 0) return nothing_ready();
+  Held held;
+  held.queue = handle();
   const int fd = static_cast<int>(event.data.u64 & std::numeric_limits<std::uint32_t>::max());
   if (fd != socket_.fd()) {
     std::uint64_t expiries = 0;
-    if (read(fd, &expiries, sizeof expiries) != sizeof expiries) return held;
+    if (read(fd, &expiries, sizeof expiries) != sizeof expiries) return nothing_ready();
     held.kind = HeldKind::expiry;
     held.source = static_cast<std::uint32_t>(event.data.u64 >> 32);
     return held;
   }
-  std::error_code failure;
-  std::optional<bus::Message> message = socket_.receive(failure);
-  error = failure.value();
-  if (!message) return held;
+  host::Result<bus::Message> message = socket_.receive();
+  if (!message) return failed(std::move(message));
   held.kind = HeldKind::received;
   held.message = std::move(*message);
   return held;
@@ -79,10 +71,11 @@ std::uint32_t Queue::new_token() {
   return token;
 }
 
-int Queue::send(bus::Address destination, bus::Kind kind, std::uint32_t opcode, std::uint32_t token,
-                bus::Bytes payload) {
-  last_error_ = socket_.send(destination, kind, opcode, token, payload).value();
-  return last_error_;
+host::Result<> Queue::send(bus::Address destination, bus::Kind kind, std::uint32_t opcode,
+                           std::uint32_t token, bus::Bytes payload) {
+  host::Result<> sent = socket_.send(destination, kind, opcode, token, payload);
+  last_error_ = errno_of(sent);
+  return sent;
 }
 
 Queue *find_queue(qbus_queue_t handle) {
@@ -95,12 +88,12 @@ Queue *first_queue() { return queues().empty() ? nullptr : &queues().front(); }
 
 Queue &add_queue(Queue queue) { return queues().emplace_back(std::move(queue)); }
 
-int reply_to(const qbus_msg_ref_t *request, bus::Bytes payload) {
+host::Result<> reply_to(const qbus_msg_ref_t *request, bus::Bytes payload) {
   const Held *held = message_table().find(request);
   if (held == nullptr || held->kind != HeldKind::received || held->message.kind != bus::Kind::request)
-    return EINVAL;
+    return host::failure(host::errno_cause(EINVAL));
   Queue *queue = find_queue(held->queue);
-  if (queue == nullptr) return EINVAL;
+  if (queue == nullptr) return host::failure(host::errno_cause(EINVAL));
   const bus::Message &message = held->message;
   return queue->send(message.source, bus::Kind::response, message.opcode, message.token, payload);
 }

@@ -5,6 +5,8 @@
 // what is ready from one of them in turn: a message from the socket, or an expiry, which travels as a
 // message of its own until overseer_dispatch runs it.
 //
+// A failure's cause is an errno; it has no sentence.
+//
 // A reference is a slot and its generation, never a pointer: a reference that was dropped, copied too
 // long or made up finds nothing.
 #pragma once
@@ -17,6 +19,7 @@
 #include "host/bus/codec.h"
 #include "host/bus/socket.h"
 #include "host/system/descriptor.h"
+#include "host/system/failure.h"
 #include "opal/qbus.h"
 
 namespace opal {
@@ -51,18 +54,18 @@ MessageTable &message_table();
 
 class Queue {
  public:
-  static std::optional<Queue> bind(bus::Address address, int &error);
+  static host::Result<Queue> bind(bus::Address address);
 
   qbus_queue_t handle() const { return epoll_.get(); }
   bus::Address address() const { return socket_.address(); }
-  /// @return what is ready; HeldKind::nothing when nothing is
-  Held take(int &error);
+  /// @return what is ready; EAGAIN: nothing is
+  host::Result<Held> take();
   /// Makes `fd`, a timer descriptor, wake the queue; its expiries come as HeldKind::expiry with `source`.
   bool watch(int fd, std::uint32_t source);
   std::uint32_t new_token();
-  /// Sends and remembers the error. @return 0 or an errno
-  int send(bus::Address destination, bus::Kind kind, std::uint32_t opcode, std::uint32_t token,
-           bus::Bytes payload);
+  /// Sends and remembers the error.
+  host::Result<> send(bus::Address destination, bus::Kind kind, std::uint32_t opcode, std::uint32_t token,
+                      bus::Bytes payload);
   int last_error() const { return last_error_; }
   void set_last_error(int error) { last_error_ = error; }
 
@@ -84,8 +87,11 @@ Queue *first_queue();
 /// @return the received message behind a reference, null for anything else
 const bus::Message *received_message(const qbus_msg_ref_t *reference);
 
-/// Answers a received request on the queue that took it. @return 0 or an errno
-int reply_to(const qbus_msg_ref_t *request, bus::Bytes payload);
+/// Answers a received request on the queue that took it.
+host::Result<> reply_to(const qbus_msg_ref_t *request, bus::Bytes payload);
+
+/// What the C interface answers. @return 0 or an errno
+inline int errno_of(const host::Result<> &result) { return result ? 0 : result.error().cause.value(); }
 
 /// Runs the callback of an expiry; see timer.cpp.
 void run_timer(std::uint32_t source);

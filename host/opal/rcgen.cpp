@@ -61,7 +61,8 @@ int rcgen_srv_init(qbus_queue_t queue, const rcgen_options_t *options) {
   const Queue *found = find_queue(queue);
   if (found == nullptr || options == nullptr) return static_cast<int>(RCODE_INVALID);
   const bus::Registration registration{found->address(), {}};
-  return static_cast<int>(ask(bus::address::rcgen, bus::opcode::rcgen_register, bus::bytes_of(registration)));
+  return static_cast<int>(
+      rcode_of(ask(bus::address::rcgen, bus::opcode::rcgen_register, bus::bytes_of(registration))));
 }
 
 int rcgen_req_vlan_list_get(const qbus_msg_ref_t *request, vlan_bitset_t *vlans) {
@@ -141,5 +142,5 @@ int rcgen_respond(rcgen_hdl_t *handle, qbus_queue_t queue, qbus_msg_ref_t *reque
     payload = encode(*found);
   }
   answers.erase(found);
-  return reply_to(request, payload) == 0 ? 0 : static_cast<int>(RCODE_UNAVAILABLE);
+  return reply_to(request, payload) ? 0 : static_cast<int>(RCODE_UNAVAILABLE);
 }

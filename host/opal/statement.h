@@ -9,8 +9,8 @@
 
 namespace opal {
 
-/// Result code of an SQLite result.
-rcode_t rcode_of_sqlite(int result);
+/// What an SQLite result means; the cause of a failure is a result code.
+host::Result<> result_of_sqlite(int result);
 
 class Statement {
  public:
@@ -41,13 +41,13 @@ class Statement {
     return result_ == SQLITE_ROW;
   }
   /// Runs a statement that yields no rows.
-  rcode_t run() {
+  host::Result<> run() {
     step();
-    return rcode_of_sqlite(result_);
+    return result_of_sqlite(result_);
   }
   /// Of a look-up whose step said false: RCODE_NOT_FOUND when there simply was no row.
-  rcode_t missing() const {
-    return result_ == SQLITE_DONE ? rcode_t{RCODE_NOT_FOUND} : rcode_of_sqlite(result_);
+  host::Failed missing() const {
+    return result_ == SQLITE_DONE ? refused(RCODE_NOT_FOUND) : failed(result_of_sqlite(result_));
   }
 
   std::int64_t number(int column) const { return sqlite3_column_int64(statement_.get(), column); }

@@ -10,6 +10,8 @@
 // was before or after. Whole files appear only by renaming a complete, synced one into place; handles on
 // the file that was replaced go on reading it and refuse to write it.
 //
+// The cause of every failure is a result code (rcode_cause.h).
+//
 // A URI is "file://" and an absolute path.
 #pragma once
 
@@ -22,6 +24,7 @@
 #include <string>
 #include <vector>
 
+#include "host/opal/rcode_cause.h"
 #include "opal/kvs.h"
 
 struct sqlite3;
@@ -45,33 +48,33 @@ class Store {
   static constexpr std::uint32_t default_key_limit = 64;
   static constexpr std::uint32_t default_value_limit = 1024;
 
-  static std::optional<Store> open(const std::filesystem::path &file, rcode_t &rcode);
-  static std::optional<Store> create(const std::filesystem::path &file, rcode_t &rcode);
+  static host::Result<Store> open(const std::filesystem::path &file);
+  static host::Result<Store> create(const std::filesystem::path &file);
 
-  rcode_t set_key_limit(std::uint32_t bytes);
-  rcode_t set_value_limit(std::uint32_t bytes);
-  rcode_t set_version(std::uint32_t slot, std::uint32_t version);
-  rcode_t version(std::uint32_t slot, std::uint32_t &version);
+  host::Result<> set_key_limit(std::uint32_t bytes);
+  host::Result<> set_value_limit(std::uint32_t bytes);
+  host::Result<> set_version(std::uint32_t slot, std::uint32_t version);
+  host::Result<std::uint32_t> version(std::uint32_t slot);
 
-  rcode_t fetch(BlobView key, Blob &value);
+  host::Result<Blob> fetch(BlobView key);
   /// @param replace false refuses a key that is present with RCODE_EXISTS
-  rcode_t write(BlobView key, BlobView value, bool replace);
-  rcode_t erase(BlobView key);
+  host::Result<> write(BlobView key, BlobView value, bool replace);
+  host::Result<> erase(BlobView key);
 
   /// Moves the cursor in front of the first record.
   void rewind() { cursor_ = before_first; }
-  /// Moves the cursor to the next record. @return RCODE_NOT_FOUND at the end; the cursor then stays
-  rcode_t next(Blob &key);
+  /// Moves the cursor to the next record. @return its key; RCODE_NOT_FOUND at the end, and the cursor stays
+  host::Result<Blob> next();
 
   /// Makes `destination` a copy of this store, at once and whole.
-  rcode_t copy_to(const std::filesystem::path &destination);
+  host::Result<> copy_to(const std::filesystem::path &destination);
 
  private:
   static constexpr std::int64_t before_first = 0;
   Store(Database database, std::filesystem::path file)
       : database_(std::move(database)), file_(std::move(file)) {}
-  rcode_t set_limit(const char *name, std::uint32_t bytes);
-  rcode_t limit(const char *name, std::uint32_t &bytes);
+  host::Result<> set_limit(const char *name, std::uint32_t bytes);
+  host::Result<std::uint32_t> limit(const char *name);
 
   Database database_;
   std::filesystem::path file_;

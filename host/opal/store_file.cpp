@@ -17,44 +17,40 @@ constexpr int application_id = 0x4f4b5653;  // "OKVS"
 constexpr int format_version = 1;
 constexpr int busy_timeout_ms = 500;
 
-rcode_t execute(sqlite3 *database, const char *text) {
-  return rcode_of_sqlite(sqlite3_exec(database, text, nullptr, nullptr, nullptr));
+host::Result<> execute(sqlite3 *database, const char *text) {
+  return result_of_sqlite(sqlite3_exec(database, text, nullptr, nullptr, nullptr));
 }
 
 /// Opens a database file with little memory and full durability; nothing is read yet.
-Database connect(const std::filesystem::path &file, int flags, rcode_t &rcode) {
+host::Result<Database> connect(const std::filesystem::path &file, int flags) {
   sqlite3 *raw = nullptr;
   const int result =
       sqlite3_open_v2(file.c_str(), &raw, flags | SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
   Database database(raw);
-  rcode = rcode_of_sqlite(result);
-  if (rcode == RCODE_SUCCESS) {
-    sqlite3_busy_timeout(raw, busy_timeout_ms);
-    rcode = execute(raw, "PRAGMA cache_size = -64; PRAGMA synchronous = EXTRA; PRAGMA temp_store = MEMORY");
-  }
-  if (rcode != RCODE_SUCCESS) return nullptr;
+  if (host::Result<> opened = result_of_sqlite(result); !opened) return failed(std::move(opened));
+  sqlite3_busy_timeout(raw, busy_timeout_ms);
+  constexpr const char *settings =
+      "PRAGMA cache_size = -64; PRAGMA synchronous = EXTRA; PRAGMA temp_store = MEMORY";
+  if (host::Result<> set = execute(raw, settings); !set) return failed(std::move(set));
   return database;
 }
 
-std::int64_t pragma(sqlite3 *database, const char *text, rcode_t &rcode) {
-  Statement statement(database, text);
-  if (statement.step()) return statement.number(0);
-  rcode = RCODE_CORRUPT;
-  return 0;
+/// @return what a query for one number yields; nothing when the file has no answer
+std::optional<std::int64_t> number(sqlite3 *database, const char *query) {
+  Statement statement(database, query);
+  return statement.step() ? std::optional(statement.number(0)) : std::nullopt;
 }
 
 /// Reading the file also rolls back what a crash left half-done in it.
-rcode_t check(sqlite3 *database) {
-  rcode_t rcode = RCODE_SUCCESS;
-  const bool ours = pragma(database, "PRAGMA application_id", rcode) == application_id &&
-                    pragma(database, "PRAGMA user_version", rcode) == format_version;
-  if (!ours) return RCODE_CORRUPT;
-  Statement intact(database, "PRAGMA quick_check(1)");
-  if (!intact.step() || intact.text(0) != "ok") return RCODE_CORRUPT;
-  const bool has_limits = pragma(database, "SELECT count(*) FROM size_limit", rcode) == 2;
-  pragma(database, "SELECT count(word) FROM version WHERE slot = 0", rcode);
-  pragma(database, "SELECT count(value) FROM record WHERE place = 0 AND key = x''", rcode);
-  return has_limits ? rcode : rcode_t{RCODE_CORRUPT};
+bool is_intact_store(sqlite3 *database) {
+  if (number(database, "PRAGMA application_id") != application_id ||
+      number(database, "PRAGMA user_version") != format_version)
+    return false;
+  Statement check(database, "PRAGMA quick_check(1)");
+  if (!check.step() || check.text(0) != "ok") return false;
+  return number(database, "SELECT count(*) FROM size_limit") == 2 &&
+         number(database, "SELECT count(word) FROM version WHERE slot = 0") &&
+         number(database, "SELECT count(value) FROM record WHERE place = 0 AND key = x''");
 }
 
 std::filesystem::path with_suffix(const std::filesystem::path &file, const char *suffix) {
@@ -71,9 +67,8 @@ bool sync(const std::filesystem::path &path, int flags) {
 void settle_journal(const std::filesystem::path &file) {
   const std::filesystem::path journal = with_suffix(file, "-journal");
   if (access(journal.c_str(), F_OK) != 0) return;
-  rcode_t rcode = RCODE_SUCCESS;
-  const Database old = connect(file, 0, rcode);
-  if (!old || check(old.get()) != RCODE_SUCCESS) unlink(journal.c_str());
+  const host::Result<Database> old = connect(file, 0);
+  if (!old || !is_intact_store(old->get())) unlink(journal.c_str());
 }
 
 std::filesystem::path prepare_fresh(const std::filesystem::path &file) {
@@ -83,13 +78,14 @@ std::filesystem::path prepare_fresh(const std::filesystem::path &file) {
   return fresh;
 }
 
-rcode_t put_in_place(const std::filesystem::path &fresh, const std::filesystem::path &file) {
+host::Result<> put_in_place(const std::filesystem::path &fresh, const std::filesystem::path &file) {
   settle_journal(file);
   if (!sync(fresh, O_RDONLY) || std::rename(fresh.c_str(), file.c_str()) != 0) {
     unlink(fresh.c_str());
-    return RCODE_IO;
+    return refused(RCODE_IO);
   }
-  return sync(file.parent_path(), O_RDONLY | O_DIRECTORY) ? RCODE_SUCCESS : RCODE_IO;
+  if (!sync(file.parent_path(), O_RDONLY | O_DIRECTORY)) return refused(RCODE_IO);
+  return {};
 }
 
 bool same_file(const std::filesystem::path &one, const std::filesystem::path &other) {
@@ -101,19 +97,15 @@ bool same_file(const std::filesystem::path &one, const std::filesystem::path &ot
 
 }  // namespace
 
-Database open_store_file(const std::filesystem::path &file, rcode_t &rcode) {
-  if (access(file.c_str(), F_OK) != 0) {
-    rcode = RCODE_NOT_FOUND;
-    return nullptr;
-  }
-  Database database = connect(file, 0, rcode);
-  if (database) rcode = check(database.get());
-  if (rcode != RCODE_SUCCESS) return nullptr;
+host::Result<Database> open_store_file(const std::filesystem::path &file) {
+  if (access(file.c_str(), F_OK) != 0) return refused(RCODE_NOT_FOUND);
+  host::Result<Database> database = connect(file, 0);
+  if (database && !is_intact_store(database->get())) return refused(RCODE_CORRUPT);
   return database;
 }
 
-rcode_t make_store_file(const std::filesystem::path &file, std::uint32_t key_limit,
-                        std::uint32_t value_limit) {
+host::Result<> make_store_file(const std::filesystem::path &file, std::uint32_t key_limit,
+                               std::uint32_t value_limit) {
   const std::filesystem::path fresh = prepare_fresh(file);
   const std::string schema =
       "PRAGMA application_id = " + std::to_string(application_id) +
@@ -124,20 +116,19 @@ rcode_t make_store_file(const std::filesystem::path &file, std::uint32_t key_lim
       "; CREATE TABLE size_limit(name TEXT PRIMARY KEY, bytes INTEGER NOT NULL) WITHOUT ROWID"
       "; INSERT INTO size_limit VALUES('key', " +
       std::to_string(key_limit) + "), ('value', " + std::to_string(value_limit) + ")";
-  rcode_t rcode = RCODE_SUCCESS;
-  {
-    const Database database = connect(fresh, SQLITE_OPEN_CREATE, rcode);
-    if (database) rcode = execute(database.get(), schema.c_str());
-  }
-  return rcode == RCODE_SUCCESS ? put_in_place(fresh, file) : rcode;
+  // The file is closed before it takes its place.
+  host::Result<> filled = connect(fresh, SQLITE_OPEN_CREATE).and_then([&](const Database &database) {
+    return execute(database.get(), schema.c_str());
+  });
+  return filled ? put_in_place(fresh, file) : filled;
 }
 
-rcode_t copy_store_file(sqlite3 *source, const std::filesystem::path &source_file,
-                        const std::filesystem::path &destination) {
-  if (same_file(source_file, destination)) return RCODE_INVALID;
+host::Result<> copy_store_file(sqlite3 *source, const std::filesystem::path &source_file,
+                               const std::filesystem::path &destination) {
+  if (same_file(source_file, destination)) return refused(RCODE_INVALID);
   const std::filesystem::path fresh = prepare_fresh(destination);
-  const rcode_t rcode = Statement(source, "VACUUM INTO ?").bind(fresh.c_str()).run();
-  return rcode == RCODE_SUCCESS ? put_in_place(fresh, destination) : rcode;
+  host::Result<> copied = Statement(source, "VACUUM INTO ?").bind(fresh.c_str()).run();
+  return copied ? put_in_place(fresh, destination) : copied;
 }
 
 }  // namespace opal

@@ -6,17 +6,16 @@
 
 namespace opal {
 
-/// @param rcode receives 0, RCODE_NOT_FOUND, RCODE_CORRUPT for a file that is not an intact store, RCODE_IO
-/// @return null on failure
-Database open_store_file(const std::filesystem::path &file, rcode_t &rcode);
+/// RCODE_NOT_FOUND: there is no such file. RCODE_CORRUPT: it is not an intact store. RCODE_IO
+host::Result<Database> open_store_file(const std::filesystem::path &file);
 
 /// Makes an empty store, replacing what has the name.
-rcode_t make_store_file(const std::filesystem::path &file, std::uint32_t key_limit,
-                        std::uint32_t value_limit);
+host::Result<> make_store_file(const std::filesystem::path &file, std::uint32_t key_limit,
+                               std::uint32_t value_limit);
 
 /// Replaces `destination` by a copy of an open store.
 /// @param source_file name of the open store, which cannot be its own destination
-rcode_t copy_store_file(sqlite3 *source, const std::filesystem::path &source_file,
-                        const std::filesystem::path &destination);
+host::Result<> copy_store_file(sqlite3 *source, const std::filesystem::path &source_file,
+                               const std::filesystem::path &destination);
 
 }  // namespace opal

@@ -28,14 +28,15 @@ rcode_t save_switch(kvs_service_t store, std::uint32_t category, SavedSwitch sav
   return kvs_store(store, 1, &key_datum, &value_datum);
 }
 
-bool load_switch(kvs_service_t store, std::uint32_t category, SavedSwitch &saved) {
+std::optional<SavedSwitch> load_switch(kvs_service_t store, std::uint32_t category) {
   std::string key = key_of(category);
   const kvs_datum_t key_datum = datum_of(key);
   rcode_t rcode = RCODE_SUCCESS;
   const kvs_datum_t *value = kvs_fetch(store, &key_datum, &rcode);
-  if (value == nullptr || value->siz != sizeof saved) return false;
+  SavedSwitch saved;
+  if (value == nullptr || value->siz != sizeof saved) return std::nullopt;
   std::memcpy(&saved, value->ptr, sizeof saved);
-  return true;
+  return saved;
 }
 
 }  // namespace opal::trace

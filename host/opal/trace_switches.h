@@ -11,6 +11,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "opal/kvs.h"
@@ -38,8 +39,8 @@ struct SavedSwitch {
   std::uint8_t record = 1;
 };
 rcode_t save_switch(kvs_service_t store, std::uint32_t category, SavedSwitch saved);
-/// @return false when none is saved
-bool load_switch(kvs_service_t store, std::uint32_t category, SavedSwitch &saved);
+/// @return nothing when none is saved
+std::optional<SavedSwitch> load_switch(kvs_service_t store, std::uint32_t category);
 
 /// Tells of a failure of the facility itself: on standard error, and in syslog where the program's
 /// facility record lets critical messages pass.

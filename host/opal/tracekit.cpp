@@ -37,10 +37,10 @@ bool is_usable(const tracekit_context_t *context) {
 /// Applies what is saved. @param prints false leaves the printing switches alone
 void apply_saved(bool prints) {
   for (std::uint32_t category = trace::first_category; category < facility().categories_end; ++category) {
-    trace::SavedSwitch saved;
-    if (!trace::load_switch(facility().store, category, saved)) continue;
-    trace::set_recorded(category, saved.record != 0);
-    if (prints) trace::set_printed(category, saved.print != 0);
+    const std::optional<trace::SavedSwitch> saved = trace::load_switch(facility().store, category);
+    if (!saved) continue;
+    trace::set_recorded(category, saved->record != 0);
+    if (prints) trace::set_printed(category, saved->print != 0);
   }
 }
 

@@ -58,11 +58,12 @@ void flush_early(History &history) {
 
 int make_history(std::uint32_t uuid, std::uint32_t size) {
   if (find_history(uuid) != nullptr) return static_cast<int>(RCODE_EXISTS);
-  std::string why;
-  std::optional<trace::RingWriter> ring =
-      trace::RingWriter::open(trace::ring_file(bus::run_folder(), uuid), size, why);
-  if (!ring) trace::report_failure("trace history " + std::to_string(uuid) + " is not kept: " + why);
-  History &history = histories.emplace_back(History{uuid, std::move(ring)});
+  host::Result<trace::RingWriter> ring =
+      trace::RingWriter::open(trace::ring_file(bus::run_folder(), uuid), size);
+  if (!ring)
+    trace::report_failure("trace history " + std::to_string(uuid) + " is not kept: " + ring.error().what);
+  History &history = histories.emplace_back(History{uuid, {}});
+  if (ring) history.ring = std::move(*ring);
   flush_early(history);
   return history.ring ? 0 : static_cast<int>(RCODE_IO);
 }

@@ -61,6 +61,5 @@ int vlan_feat_delete_build_qbus_local(uint32_t count, const vlan_id_t *vlans, ui
 
 int vlan_mgr_check_feat(uint32_t vdc, vlan_id_t vlan, const vlan_feat_map_t *features) {
   const bus::CheckFeature asked{vdc, vlan, *features};
-  const rcode_t rcode = ask(bus::address::vlan_mgr, bus::opcode::check_feature, bus::bytes_of(asked));
-  return rcode == RCODE_SUCCESS ? 1 : 0;
+  return ask(bus::address::vlan_mgr, bus::opcode::check_feature, bus::bytes_of(asked)) ? 1 : 0;
 }

@@ -2,7 +2,6 @@
 #include "host/shell/command_line.h"
 
 #include <CLI/CLI.hpp>
-#include <iostream>
 
 namespace shell {
 namespace {
@@ -18,7 +17,7 @@ constexpr const char *footer =
 
 }  // namespace
 
-std::variant<Options, int> read_command_line(int count, char **words) {
+host::Result<std::optional<Options>> read_command_line(int count, char **words) {
   Options options;
   CLI::App app{"The operator's shell of a chassis."};
   app.footer(footer);
@@ -30,13 +29,14 @@ std::variant<Options, int> read_command_line(int count, char **words) {
   app.add_option("--name", options.name, "Attach to the running chassis of this name")->type_name("NAME");
   app.add_flag("--json", options.json, "Print one JSON document per command, each on a line");
   app.add_flag("--keep-going", options.keep_going, "Go on after a command that failed");
+  // The library throws whatever ends a command line.
   try {
     app.parse(count, words);
   } catch (const CLI::Success &shown) {
-    return app.exit(shown);
+    app.exit(shown);
+    return std::nullopt;
   } catch (const CLI::ParseError &error) {
-    std::cerr << "cush: " << error.what() << "; cush --help shows what is accepted.\n";
-    return status_syntax;
+    return syntax_failure(std::string(error.what()) + "; cush --help shows what is accepted.");
   }
   return options;
 }

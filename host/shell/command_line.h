@@ -1,11 +1,11 @@
 // The command line of `cush`.
 #pragma once
 
+#include <optional>
 #include <string>
-#include <variant>
 #include <vector>
 
-#include "host/shell/command_error.h"
+#include "host/shell/command_failure.h"
 
 namespace shell {
 
@@ -16,7 +16,7 @@ struct Options {
   bool keep_going = false;  ///< after a command that failed
 };
 
-/// @return the options; or, when help was shown or the words were not understood, the program's exit status
-std::variant<Options, int> read_command_line(int count, char **words);
+/// @return the options; nothing when help or the version was shown, which is all that was wanted
+host::Result<std::optional<Options>> read_command_line(int count, char **words);
 
 }  // namespace shell

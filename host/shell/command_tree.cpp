@@ -12,14 +12,12 @@
 #include <optional>
 #include <sstream>
 
-#include "host/shell/command_error.h"
-
 namespace shell {
 namespace {
 
 using nlohmann::json;
 
-/// A mistake in a tree; load adds the file's name.
+/// A mistake in a tree. It is thrown, as the JSON library throws the others at any access; add_tree catches both.
 [[noreturn]] void refuse(const std::string &what) { throw std::runtime_error(what); }
 
 const json &member(const json &object, const char *name) {
@@ -194,17 +192,18 @@ void add_document(CommandTree &tree, const json &document) {
 
 }  // namespace
 
-void add_tree(CommandTree &tree, const std::string &name, const std::string &json_text) {
+host::Result<> add_tree(CommandTree &tree, const std::string &name, const std::string &json_text) {
   CommandTree extended = tree;
   try {
     add_document(extended, json::parse(json_text));
   } catch (const std::exception &mistake) {
-    throw CommandError(status_failed, fmt::format("{}: not a parse tree: {}.", name, mistake.what()));
+    return host::failure(fmt::format("{}: not a parse tree: {}.", name, mistake.what()));
   }
   tree = std::move(extended);
+  return {};
 }
 
-CommandTree load_trees(const std::filesystem::path &folder) {
+host::Result<CommandTree> load_trees(const std::filesystem::path &folder) {
   std::vector<std::filesystem::path> files;
   std::error_code error;
   for (const auto &entry : std::filesystem::directory_iterator(folder, error)) {
@@ -213,15 +212,17 @@ CommandTree load_trees(const std::filesystem::path &folder) {
     }
   }
   if (error || files.empty()) {
-    throw CommandError(status_failed, fmt::format("No parse trees in {}; set CUSH_TREES to the folder that "
-                                                  "holds them.",
-                                                  folder.string()));
+    return host::failure(
+        fmt::format("No parse trees in {}; set CUSH_TREES to the folder that holds them.", folder.string()));
   }
   std::sort(files.begin(), files.end());
   CommandTree tree;
   for (const auto &file : files) {
     std::ifstream stream(file);
-    add_tree(tree, file.string(), {std::istreambuf_iterator<char>(stream), {}});
+    host::Result<> added = add_tree(tree, file.string(), {std::istreambuf_iterator<char>(stream), {}});
+    if (!added) {
+      return failed(std::move(added));
+    }
   }
   return tree;
 }

@@ -31,6 +31,8 @@
 #include <variant>
 #include <vector>
 
+#include "host/system/failure.h"
+
 namespace shell {
 
 enum class AttributeType { number_ranges, interface_ranges };
@@ -113,11 +115,12 @@ struct CommandTree {
   std::map<std::string, std::string> help;
 };
 
-/// Reads every tree of a folder. Throws a CommandError (status_failed).
-CommandTree load_trees(const std::filesystem::path &folder);
+/// Reads every tree of a folder.
+host::Result<CommandTree> load_trees(const std::filesystem::path &folder);
 
-/// Adds one tree. @param name the file's, for messages. Throws a CommandError (status_failed).
-void add_tree(CommandTree &tree, const std::string &name, const std::string &json_text);
+/// Adds one tree, or nothing of it. @param name the file's, for messages
+[[nodiscard]] host::Result<> add_tree(CommandTree &tree, const std::string &name,
+                                      const std::string &json_text);
 
 /// Folder of the trees: the environment's CUSH_TREES, else ../share/cush or `trees` beside the program.
 std::filesystem::path trees_folder();

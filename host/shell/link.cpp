@@ -2,31 +2,10 @@
 
 #include <fmt/format.h>
 
-#include <cerrno>
-
-#include "host/shell/command_error.h"
-
 namespace shell {
 namespace {
 
 using namespace opal;
-
-bus::Socket open_socket(const std::filesystem::path &run_folder) {
-  std::error_code error;
-  if (!std::filesystem::is_directory(run_folder / "bus", error)) {
-    throw CommandError(
-        status_failed,
-        fmt::format("There is no chassis here ({} does not exist); start one with `chassis run`, or "
-                    "name a running one with --name.",
-                    (run_folder / "bus").string()));
-  }
-  std::optional<bus::Socket> socket = bus::Socket::bind_ephemeral(run_folder, error);
-  if (!socket) {
-    throw CommandError(status_failed, fmt::format("The message bus in {} cannot be used: {}.",
-                                                  (run_folder / "bus").string(), error.message()));
-  }
-  return std::move(*socket);
-}
 
 std::string reason(const std::error_code &error, int timeout_ms) {
   if (error == std::errc::timed_out) {
@@ -43,31 +22,48 @@ std::string reason(const std::error_code &error, int timeout_ms) {
 
 }  // namespace
 
-Link::Link(const std::filesystem::path &run_folder) : socket_(open_socket(run_folder)) {}
-
-bus::Payload Link::ask(bus::Address destination, std::uint32_t opcode, const bus::Payload &payload,
-                       const std::string &who, int timeout_ms) {
+host::Result<Link> Link::open(const std::filesystem::path &run_folder) {
   std::error_code error;
-  std::optional<bus::Message> answer = socket_.ask(destination, opcode, payload, timeout_ms, error);
+  if (!std::filesystem::is_directory(run_folder / "bus", error)) {
+    return host::failure(
+        fmt::format("There is no chassis here ({} does not exist); start one with `chassis run`, or "
+                    "name a running one with --name.",
+                    (run_folder / "bus").string()));
+  }
+  host::Result<bus::Socket> socket = bus::Socket::bind_ephemeral(run_folder);
+  if (!socket) {
+    const std::error_code cause = socket.error().cause;
+    return host::failure(cause, fmt::format("The message bus in {} cannot be used: {}.",
+                                            (run_folder / "bus").string(), cause.message()));
+  }
+  return Link(std::move(*socket));
+}
+
+host::Result<bus::Payload> Link::ask(bus::Address destination, std::uint32_t opcode,
+                                     const bus::Payload &payload, const std::string &who, int timeout_ms) {
+  host::Result<bus::Message> answer = socket_.ask(destination, opcode, payload, timeout_ms);
   if (!answer) {
-    throw CommandError(status_failed, fmt::format("{} {}.", who, reason(error, timeout_ms)));
+    const std::error_code cause = answer.error().cause;
+    return host::failure(cause, fmt::format("{} {}.", who, reason(cause, timeout_ms)));
   }
   return std::move(answer->payload);
 }
 
-bus::Address Link::server_of(const std::string &tree) {
-  const auto answer = ask(bus::address::cush, bus::opcode::list_parse_trees, {}, "The registry of commands");
-  const auto trees = bus::decode_parse_trees(answer);
+host::Result<bus::Address> Link::server_of(const std::string &tree) {
+  auto answer = ask(bus::address::cush, bus::opcode::list_parse_trees, {}, "The registry of commands");
+  if (!answer) {
+    return failed(std::move(answer));
+  }
+  const auto trees = bus::decode_parse_trees(*answer);
   if (!trees) {
-    throw CommandError(status_failed, "The registry of commands sent an answer that cannot be read.");
+    return host::failure("The registry of commands sent an answer that cannot be read.");
   }
   for (const bus::ParseTree &registered : *trees) {
     if (bus::text_of(registered.name) == tree) {
       return registered.server;
     }
   }
-  throw CommandError(status_failed,
-                     fmt::format("No program serves this command now: \"{}\" has not registered.", tree));
+  return host::failure(fmt::format("No program serves this command now: \"{}\" has not registered.", tree));
 }
 
 }  // namespace shell

@@ -1,7 +1,7 @@
 // The shell's end of the message bus: asks a service or a program, and waits for its answer, a bounded
 // time.
 //
-// A failure is a CommandError (status_failed) whose sentence says who did not answer and why.
+// The sentence of a failure says who did not answer and why.
 #pragma once
 
 #include <cstdint>
@@ -23,17 +23,18 @@ inline constexpr int relayed_timeout_ms = 3000;
 class Link {
  public:
   /// @param run_folder the chassis's (host/bus/socket.h)
-  explicit Link(const std::filesystem::path &run_folder);
+  static host::Result<Link> open(const std::filesystem::path &run_folder);
 
   /// @param who for messages: "the supervisor"
-  opal::bus::Payload ask(opal::bus::Address destination, std::uint32_t opcode,
-                         const opal::bus::Payload &payload, const std::string &who,
-                         int timeout_ms = answer_timeout_ms);
+  host::Result<opal::bus::Payload> ask(opal::bus::Address destination, std::uint32_t opcode,
+                                       const opal::bus::Payload &payload, const std::string &who,
+                                       int timeout_ms = answer_timeout_ms);
 
   /// Queue of the program that registered a parse tree.
-  opal::bus::Address server_of(const std::string &tree);
+  host::Result<opal::bus::Address> server_of(const std::string &tree);
 
  private:
+  explicit Link(opal::bus::Socket socket) : socket_(std::move(socket)) {}
   opal::bus::Socket socket_;
 };
 

@@ -52,31 +52,27 @@ std::pair<std::string_view, std::string_view> ends(std::string_view entry) {
   return {entry.substr(0, dash), entry.substr(dash + 1)};
 }
 
-std::vector<std::string_view> entries(std::string_view text, std::string_view what) {
+host::Result<std::vector<std::string_view>> entries(std::string_view text, std::string_view what) {
   std::vector<std::string_view> parts = split(text, ',');
   if (parts.size() > list_limit) {
-    throw CommandError(status_syntax,
-                       fmt::format("A list of {} may have at most {} entries; this one has {}.", what,
-                                   list_limit, parts.size()));
+    return syntax_failure(fmt::format("A list of {} may have at most {} entries; this one has {}.", what,
+                                      list_limit, parts.size()));
   }
   return parts;
 }
 
-[[noreturn]] void refuse_vlan(std::string_view entry) {
-  throw CommandError(
-      status_syntax,
+host::Failed refuse_vlan(std::string_view entry) {
+  return syntax_failure(
       fmt::format("\"{}\" is not a list of VLANs: numbers from 1 to {} and ascending ranges are accepted, as "
                   "in 3-5,200.",
                   entry, vlan_max));
 }
 
-[[noreturn]] void refuse_interface(std::string_view entry) {
-  throw CommandError(
-      status_syntax,
-      fmt::format(
-          "\"{}\" is not an interface: ethernet SLOT/PORT, port-channel N, mgmtN and ascending ranges "
-          "of one kind are accepted, as in ethernet 1/3-5,port-channel 7.",
-          entry));
+host::Failed refuse_interface(std::string_view entry) {
+  return syntax_failure(fmt::format(
+      "\"{}\" is not an interface: ethernet SLOT/PORT, port-channel N, mgmtN and ascending ranges "
+      "of one kind are accepted, as in ethernet 1/3-5,port-channel 7.",
+      entry));
 }
 
 struct InterfaceKind {
@@ -131,7 +127,7 @@ std::optional<std::uint32_t> index_of(if_index_type_t type, std::string_view tex
   return rcode == RCODE_SUCCESS ? std::optional(index) : std::nullopt;
 }
 
-Range interface_range(std::string_view entry) {
+host::Result<Range> interface_range(std::string_view entry) {
   std::string_view rest = trimmed(entry);
   const auto type = take_kind(rest);
   auto [first, last] = ends(rest);
@@ -144,35 +140,47 @@ Range interface_range(std::string_view entry) {
   const auto lower = type ? index_of(*type, first) : std::nullopt;
   const auto upper = type ? index_of(*type, last) : std::nullopt;
   if (!lower || !upper || *lower > *upper) {
-    refuse_interface(entry);
+    return refuse_interface(entry);
   }
   const if_index_range_t range{*lower, *upper};
   if (if_index_get_num_ports_in_if_index_range(&range) == 0) {
-    refuse_interface(entry);
+    return refuse_interface(entry);
   }
-  return {*lower, *upper};
+  return Range{*lower, *upper};
 }
 
 }  // namespace
 
-std::vector<Range> parse_vlans(std::string_view text) {
+host::Result<std::vector<Range>> parse_vlans(std::string_view text) {
+  auto listed = entries(text, "VLANs");
+  if (!listed) {
+    return failed(std::move(listed));
+  }
   std::vector<Range> ranges;
-  for (const std::string_view entry : entries(text, "VLANs")) {
+  for (const std::string_view entry : *listed) {
     const auto [first, last] = ends(entry);
     const auto lower = number(first);
     const auto upper = number(last);
     if (!lower || !upper || *lower == 0 || *upper > vlan_max || *lower > *upper) {
-      refuse_vlan(entry);
+      return refuse_vlan(entry);
     }
     ranges.push_back({*lower, *upper});
   }
   return ranges;
 }
 
-std::vector<Range> parse_interfaces(std::string_view text) {
+host::Result<std::vector<Range>> parse_interfaces(std::string_view text) {
+  auto listed = entries(text, "interfaces");
+  if (!listed) {
+    return failed(std::move(listed));
+  }
   std::vector<Range> ranges;
-  for (const std::string_view entry : entries(text, "interfaces")) {
-    ranges.push_back(interface_range(entry));
+  for (const std::string_view entry : *listed) {
+    host::Result<Range> range = interface_range(entry);
+    if (!range) {
+      return failed(std::move(range));
+    }
+    ranges.push_back(*range);
   }
   return ranges;
 }

@@ -2,25 +2,24 @@
 //
 // A list holds at most 64 entries, the limit of the records that carry it. It is passed on in the order
 // in which it was typed; whether a VLAN or an interface exists is for the program that serves the
-// command to say. A list that cannot be read throws a CommandError (status_syntax) that says what is
-// accepted.
+// command to say. The sentence about a list that cannot be read says what is accepted.
 #pragma once
 
 #include <string_view>
 #include <vector>
 
-#include "host/shell/command_error.h"
+#include "host/shell/command_failure.h"
 
 namespace shell {
 
 inline constexpr std::size_t list_limit = 64;
 
 /// VLANs 1 to 4095, in ascending ranges.
-std::vector<Range> parse_vlans(std::string_view text);
+host::Result<std::vector<Range>> parse_vlans(std::string_view text);
 
 /// Interface indexes (include/opal/if_index.h). "ethernet", which may be left out, "port-channel" and
 /// "mgmt" may be shortened; "1/3-5" and "1/3-1/5" both mean three ports.
-std::vector<Range> parse_interfaces(std::string_view text);
+host::Result<std::vector<Range>> parse_interfaces(std::string_view text);
 
 /// Name of an interface as people write it, "ethernet 1/3".
 std::string interface_name(std::uint32_t if_index);

@@ -6,13 +6,11 @@
 
 #include <array>
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <iostream>
 #include <limits>
 #include <sstream>
 #include <string>
-#include <variant>
 #include <vector>
 
 #include "host/shell/command_line.h"
@@ -22,12 +20,11 @@
 
 namespace {
 
-using shell::CommandError;
 using shell::Options;
 using shell::Status;
 
 /// Starts this program again inside a running chassis, by way of `chassis exec`. Returns only on failure.
-[[noreturn]] void attach(const Options &options) {
+host::Failed attach(const Options &options) {
   const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
   const std::string chassis = folder / "chassis";
   std::vector<std::string> words{chassis, "exec", "--name", options.name, "switch", "--", folder / "cush"};
@@ -42,8 +39,8 @@ using shell::Status;
   }
   const std::vector<char *> arguments = host::argument_pointers(words);
   execv(chassis.c_str(), arguments.data());
-  throw CommandError(shell::status_failed,
-                     fmt::format("{} cannot be started: {}.", chassis, std::strerror(errno)));
+  const std::error_code cause = host::errno_cause(errno);
+  return host::failure(cause, fmt::format("{} cannot be started: {}.", chassis, cause.message()));
 }
 
 /// The next line of a script, cut behind the limit so that the session refuses it; false at the end.
@@ -76,44 +73,59 @@ Status run_script(shell::Session &session, std::istream &input, bool keep_going)
   return status;
 }
 
-Status run(const Options &options) {
-  const shell::CommandTree tree = shell::load_trees(shell::trees_folder());
-  shell::Link link(opal::bus::run_folder());
+host::Result<Status> run_session(const Options &options) {
+  host::Result<shell::CommandTree> tree = shell::load_trees(shell::trees_folder());
+  if (!tree) {
+    return failed(std::move(tree));
+  }
+  host::Result<shell::Link> link = shell::Link::open(opal::bus::run_folder());
+  if (!link) {
+    return failed(std::move(link));
+  }
   const bool terminal = options.lines.empty() && isatty(STDIN_FILENO) == 1;
   const shell::SessionOptions session_options{options.json, isatty(STDOUT_FILENO) == 1 && !options.json,
                                               options.keep_going};
-  shell::Session session(tree, link, session_options, std::cout, std::cerr);
+  shell::Session session(*tree, *link, session_options, std::cout, std::cerr);
   if (!options.lines.empty()) {
     std::istringstream lines(fmt::format("{}", fmt::join(options.lines, "\n")));
     return run_script(session, lines, options.keep_going);
   }
   if (terminal) {
-    shell::run_terminal(session);
-    return shell::status_ok;
+    return shell::run_terminal(session).map([] { return shell::status_ok; });
   }
   return run_script(session, std::cin, options.keep_going);
+}
+
+host::Result<Status> run(int count, char **words) {
+  host::Result<std::optional<Options>> read = shell::read_command_line(count, words);
+  if (!read) {
+    return failed(std::move(read));
+  }
+  if (!*read) {
+    return shell::status_ok;
+  }
+  const Options &options = **read;
+  if (!options.name.empty()) {
+    return attach(options);
+  }
+  host::Result<Status> status = run_session(options);
+  if (status && !std::cout.flush()) {
+    return host::failure("The output cannot be written.");
+  }
+  return status;
 }
 
 }  // namespace
 
 int main(int count, char **words) try {
-  const auto read = shell::read_command_line(count, words);
-  if (const int *status = std::get_if<int>(&read)) {
-    return *status;
+  const host::Result<Status> status = run(count, words);
+  if (!status) {
+    std::cerr << "cush: " << status.error().what << "\n";
+    return host::exit_status(status.error());
   }
-  const auto &options = std::get<Options>(read);
-  if (!options.name.empty()) {
-    attach(options);
-  }
-  const Status status = run(options);
-  if (!std::cout.flush()) {
-    throw CommandError(shell::status_failed, "The output cannot be written.");
-  }
-  return status;
-} catch (const CommandError &error) {
-  std::cerr << "cush: " << error.what() << "\n";
-  return error.status();
-} catch (const std::exception &failure) {
-  std::cerr << "cush: " << failure.what() << "\n";
+  return *status;
+} catch (const std::exception &thrown) {
+  // By a library that has no other way, as without memory.
+  std::cerr << "cush: " << thrown.what() << "\n";
   return shell::status_failed;
 }

@@ -15,9 +15,7 @@ namespace {
 
 using namespace opal;
 
-[[noreturn]] void unreadable() {
-  throw CommandError(status_failed, "The answer cannot be read; nothing of it is shown.");
-}
+host::Failed unreadable() { return host::failure("The answer cannot be read; nothing of it is shown."); }
 
 bus::Payload number_ranges(const std::vector<Range> &ranges) {
   cush_int_multi_range_t record{};
@@ -41,17 +39,9 @@ bus::Payload interface_ranges(const std::vector<Range> &ranges) {
   return bus::Writer().bytes(bus::bytes_of(record).first(record.size)).take();
 }
 
-bus::Payload attribute_value(const AttributeRule &rule, const std::string &argument) {
-  return rule.type == AttributeType::number_ranges ? number_ranges(parse_vlans(argument))
-                                                   : interface_ranges(parse_interfaces(argument));
-}
-
-std::uint32_t number_of(const bus::AttributeView &attribute) {
-  const auto number = bus::record_of<std::uint32_t>(attribute.value);
-  if (!number) {
-    unreadable();
-  }
-  return *number;
+host::Result<bus::Payload> attribute_value(const AttributeRule &rule, const std::string &argument) {
+  return rule.type == AttributeType::number_ranges ? parse_vlans(argument).map(number_ranges)
+                                                   : parse_interfaces(argument).map(interface_ranges);
 }
 
 Cell cell(const Column &column, std::uint32_t number) {
@@ -59,24 +49,25 @@ Cell cell(const Column &column, std::uint32_t number) {
 }
 
 /// Rows of consecutive attributes, one for each column, in their order.
-Result rows_of(const Table &table, const std::vector<bus::AttributeView> &attributes) {
-  Result result{table.columns, {}, table.empty, {}};
+host::Result<Output> rows_of(const Table &table, const std::vector<bus::AttributeView> &attributes) {
+  Output result{table.columns, {}, table.empty, {}};
   const std::size_t columns = table.columns.size();
   if (columns == 0) {
     return result;
   }
   for (std::size_t i = 0; i < attributes.size(); ++i) {
     const Column &column = table.columns[i % columns];
-    if (attributes[i].id != column.attribute || attributes[i].kind != bus::AttributeKind::value) {
-      unreadable();
+    const auto number = bus::record_of<std::uint32_t>(attributes[i].value);
+    if (attributes[i].id != column.attribute || attributes[i].kind != bus::AttributeKind::value || !number) {
+      return unreadable();
     }
     if (i % columns == 0) {
       result.rows.emplace_back();
     }
-    result.rows.back().push_back(cell(column, number_of(attributes[i])));
+    result.rows.back().push_back(cell(column, *number));
   }
   if (attributes.size() % columns != 0) {
-    unreadable();
+    return unreadable();
   }
   return result;
 }
@@ -111,13 +102,17 @@ void set_vlans(vlan_bitset_t &vlans, const std::vector<Range> &ranges) {
 
 }  // namespace
 
-bus::Payload command_payload(const CommandMessage &message, const Parsed &parsed) {
+host::Result<bus::Payload> command_payload(const CommandMessage &message, const Parsed &parsed) {
   std::vector<bus::Payload> values;
   bus::CommandView command{message.id, parsed.is_no, {}};
   values.reserve(message.attributes.size());
   for (const AttributeRule &rule : message.attributes) {
     if (const auto argument = parsed.arguments.find(rule.argument); argument != parsed.arguments.end()) {
-      values.push_back(attribute_value(rule, argument->second));
+      host::Result<bus::Payload> value = attribute_value(rule, argument->second);
+      if (!value) {
+        return failed(std::move(value));
+      }
+      values.push_back(std::move(*value));
       command.attributes.push_back({rule.id, bus::AttributeKind::value, values.back()});
     }
   }
@@ -144,62 +139,67 @@ bus::Payload ncfg_payload(const NcfgMessage &message, bool is_no) {
   return bus::Writer().record(header).bytes(body.take()).take();
 }
 
-bus::Payload show_config_payload(const ShowConfigMessage &message, const Parsed &parsed) {
+host::Result<bus::Payload> show_config_payload(const ShowConfigMessage &message, const Parsed &parsed) {
   bus::ShowConfig request{};
   request.config_type = message.config_type;
   request.display_type = message.display_type;
   request.vlans.size = VLAN_BITSET_BYTES;
   if (const auto vlans = parsed.arguments.find("VLANS"); vlans != parsed.arguments.end()) {
-    set_vlans(request.vlans, parse_vlans(vlans->second));
+    host::Result<std::vector<Range>> ranges = parse_vlans(vlans->second);
+    if (!ranges) {
+      return failed(std::move(ranges));
+    }
+    set_vlans(request.vlans, *ranges);
   }
   return bus::Writer().record(request).take();
 }
 
-Result read_command_answer(const Table &table, const bus::Payload &payload) {
+CommandResult<Output> read_command_answer(const Table &table, const bus::Payload &payload) {
   const auto answer = bus::decode_command_answer(payload);
   if (!answer) {
-    unreadable();
+    return unreadable();
   }
   if (!answer->ok) {
-    throw CommandError(status_failed,
-                       sentence(answer->text, "The command failed; the program gave no reason."),
-                       rejected_ranges(answer->attributes));
+    return tl::unexpected(CommandFailure(
+        host::Failure(sentence(answer->text, "The command failed; the program gave no reason.")),
+        rejected_ranges(answer->attributes)));
   }
   return rows_of(table, answer->attributes);
 }
 
-void read_ncfg_answer(const bus::Payload &payload) {
+host::Result<> read_ncfg_answer(const bus::Payload &payload) {
   bus::Reader reader(payload);
   const auto header = reader.record<ncfg_payload_t>();
   if (!header) {
-    unreadable();
+    return unreadable();
   }
   if (header->return_code != 0) {
-    throw CommandError(status_failed, fmt::format("Refused with code {}.", header->return_code));
+    return host::failure(fmt::format("Refused with code {}.", header->return_code));
   }
+  return {};
 }
 
-Result read_config_text(const bus::Payload &payload) {
+host::Result<Output> read_config_text(const bus::Payload &payload) {
   const auto config = bus::decode_config_text(payload);
   if (!config) {
-    unreadable();
+    return unreadable();
   }
   if (config->rcode != RCODE_SUCCESS) {
-    throw CommandError(
-        status_failed,
+    return host::failure(
         sentence(config->text, fmt::format("No configuration: {}.", rcode2str(config->rcode)).c_str()));
   }
-  return {{}, {}, {}, std::string(config->text)};
+  return Output{{}, {}, {}, std::string(config->text)};
 }
 
-void read_result(const bus::Payload &payload) {
+host::Result<> read_result(const bus::Payload &payload) {
   const auto result = bus::record_of<bus::Result>(payload);
   if (!result) {
-    unreadable();
+    return unreadable();
   }
   if (result->rcode != RCODE_SUCCESS) {
-    throw CommandError(status_failed, fmt::format("Not done: {}.", rcode2str(result->rcode)));
+    return host::failure(fmt::format("Not done: {}.", rcode2str(result->rcode)));
   }
+  return {};
 }
 
 }  // namespace shell

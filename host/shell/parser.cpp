@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <set>
 
-#include "host/shell/command_error.h"
+#include "host/shell/command_failure.h"
 
 namespace shell {
 namespace {
@@ -167,17 +167,17 @@ Words words_of(std::string_view text) {
 
 }  // namespace
 
-std::vector<Words> split_line(std::string_view line) {
+host::Result<std::vector<Words>> split_line(std::string_view line) {
   if (line.size() > line_limit) {
-    throw CommandError(status_syntax, fmt::format("The line has {} characters; at most {} are accepted.",
-                                                  line.size(), line_limit));
+    return syntax_failure(
+        fmt::format("The line has {} characters; at most {} are accepted.", line.size(), line_limit));
   }
   std::string text(line.substr(0, line.find_first_of("!#")));
   std::replace_if(
       text.begin(), text.end(), [](char c) { return c == '\t' || c == '\r' || c == '\n'; }, ' ');
   if (std::any_of(text.begin(), text.end(),
                   [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; })) {
-    throw CommandError(status_syntax, "The line has a control character; only text is accepted.");
+    return syntax_failure("The line has a control character; only text is accepted.");
   }
   std::vector<Words> commands;
   for (std::size_t start = 0; start <= text.size();) {

@@ -19,9 +19,9 @@ inline constexpr std::size_t line_limit = 2048;
 
 using Words = std::vector<std::string>;
 
-/// The commands of one line, each as its words; empty ones are left out. Throws a CommandError
-/// (status_syntax) for a line over line_limit or with control characters.
-std::vector<Words> split_line(std::string_view line);
+/// The commands of one line, each as its words; empty ones are left out. A line over line_limit or with
+/// control characters is refused.
+host::Result<std::vector<Words>> split_line(std::string_view line);
 
 struct Parsed {
   enum class Kind { complete, incomplete, unknown };

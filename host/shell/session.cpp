@@ -22,16 +22,21 @@ Overloaded(Cases...) -> Overloaded<Cases...>;
 
 bool asks_for_help(const Words &words) { return words.back().ends_with('?'); }
 
-void check_arguments(const Parsed &parsed) {
+host::Result<> check_arguments(const Parsed &parsed) {
   if (const auto vlans = parsed.arguments.find("VLANS"); vlans != parsed.arguments.end()) {
-    parse_vlans(vlans->second);
+    if (auto ranges = parse_vlans(vlans->second); !ranges) {
+      return failed(std::move(ranges));
+    }
   }
   if (const auto interfaces = parsed.arguments.find("INTERFACES"); interfaces != parsed.arguments.end()) {
-    parse_interfaces(interfaces->second);
+    if (auto ranges = parse_interfaces(interfaces->second); !ranges) {
+      return failed(std::move(ranges));
+    }
   }
+  return {};
 }
 
-Result text_result(std::string text) { return {{}, {}, {}, std::move(text)}; }
+Output text_result(std::string text) { return {{}, {}, {}, std::move(text)}; }
 
 }  // namespace
 
@@ -40,14 +45,12 @@ Session::Session(const CommandTree &tree, Link &link, SessionOptions options, st
     : tree_(tree), link_(link), options_(options), out_(out), err_(err) {}
 
 Status Session::run_line(std::string_view line) {
-  std::vector<Words> commands;
-  try {
-    commands = split_line(line);
-  } catch (const CommandError &error) {
-    return show_failure("", error);
+  host::Result<std::vector<Words>> commands = split_line(line);
+  if (!commands) {
+    return show_failure("", commands.error());
   }
   Status status = status_ok;
-  for (const Words &words : commands) {
+  for (const Words &words : *commands) {
     const Status one = run_command(words);
     status = status == status_ok ? one : status;
     if (ended_ || (status != status_ok && !options_.keep_going)) {
@@ -59,31 +62,35 @@ Status Session::run_line(std::string_view line) {
 
 Status Session::run_command(const Words &words) {
   std::string name = fmt::format("{}", fmt::join(words, " "));
-  Status status = status_ok;
-  try {
-    Result result;
-    if (asks_for_help(words)) {
-      result = list_choices(words);
-    } else {
-      const Parsed parsed = parse_here(words);
-      name = fmt::format("{}", fmt::join(parsed.words, " "));
-      result = carry_out(parsed);
-    }
-    out_ << (options_.json ? render_json(name, result) : render_text(result, options_.emphasis));
-  } catch (const CommandError &error) {
-    status = show_failure(name, error);
+  const CommandResult<Output> output = answer_to(words, name);
+  if (!output) {
+    return show_failure(name, output.error());
   }
+  out_ << (options_.json ? render_json(name, *output) : render_text(*output, options_.emphasis));
   out_.flush();
-  return status;
+  return status_ok;
 }
 
-Status Session::show_failure(const std::string &command, const CommandError &error) {
+/// @param name receives the command written out in full, once it is known
+CommandResult<Output> Session::answer_to(const Words &words, std::string &name) {
+  if (asks_for_help(words)) {
+    return list_choices(words);
+  }
+  host::Result<Parsed> parsed = parse_here(words);
+  if (!parsed) {
+    return failed(std::move(parsed));
+  }
+  name = fmt::format("{}", fmt::join(parsed->words, " "));
+  return carry_out(*parsed);
+}
+
+Status Session::show_failure(const std::string &command, const CommandFailure &failure) {
   if (options_.json) {
-    out_ << render_json(command, error);
+    out_ << render_json(command, failure);
   }
   out_.flush();
-  err_ << render_error(error);
-  return error.status();
+  err_ << render_failure(failure);
+  return status_of(failure);
 }
 
 Words Session::in_context(const Words &words) const {
@@ -96,7 +103,7 @@ Words Session::in_context(const Words &words) const {
   return whole;
 }
 
-Parsed Session::parse_here(const Words &words) const {
+host::Result<Parsed> Session::parse_here(const Words &words) const {
   Parsed plain = parse(tree_, words);
   if (!context_.empty()) {
     Parsed continued = parse(tree_, in_context(words));
@@ -106,52 +113,76 @@ Parsed Session::parse_here(const Words &words) const {
     }
   }
   if (plain.kind != Parsed::Kind::complete) {
-    throw CommandError(status_syntax, plain.mistake);
+    return syntax_failure(std::move(plain.mistake));
   }
   return plain;
 }
 
-Result Session::carry_out(const Parsed &parsed) {
+CommandResult<Output> Session::carry_out(const Parsed &parsed) {
+  using Carried = CommandResult<Output>;
   const Command &command = *parsed.command;
-  return std::visit(Overloaded{
-                        [&](const CommandMessage &message) {
-                          const bus::Payload request = command_payload(message, parsed);
-                          return read_command_answer(
-                              message.answer, link_.ask(link_.server_of(command.server),
-                                                        bus::opcode::cush_command, request, command.server));
-                        },
-                        [&](const NcfgMessage &message) {
-                          const bus::Payload request = ncfg_payload(message, parsed.is_no);
-                          read_ncfg_answer(link_.ask(link_.server_of(command.server), message.opcode, request,
-                                                     command.server));
-                          return Result{};
-                        },
-                        [&](const ShowConfigMessage &message) {
-                          return read_config_text(link_.ask(bus::address::rcgen, bus::opcode::show_config,
-                                                            show_config_payload(message, parsed),
-                                                            "The configuration service", relayed_timeout_ms));
-                        },
-                        [&](const SaveMessage &) {
-                          read_result(link_.ask(bus::address::overseer, bus::opcode::save, {},
-                                                "The supervisor", relayed_timeout_ms));
-                          return Result{};
-                        },
-                        [&](const EnterContext &) {
-                          enter(parsed);
-                          return Result{};
-                        },
-                        [&](const LeaveContext &leaving) {
-                          leave(leaving.to_top);
-                          return Result{};
-                        },
-                        [&](const ShowHelp &) { return help(); },
-                    },
-                    command.action);
+  return std::visit(
+      Overloaded{
+          [&](const CommandMessage &message) -> Carried { return carry_out(command, message, parsed); },
+          [&](const NcfgMessage &message) -> Carried { return carry_out(command, message, parsed); },
+          [&](const ShowConfigMessage &message) -> Carried { return carry_out(message, parsed); },
+          [&](const SaveMessage &) -> Carried { return save(); },
+          [&](const EnterContext &) -> Carried { return enter(parsed); },
+          [&](const LeaveContext &leaving) -> Carried {
+            leave(leaving.to_top);
+            return Output{};
+          },
+          [&](const ShowHelp &) -> Carried { return help(); },
+      },
+      command.action);
 }
 
-void Session::enter(const Parsed &parsed) {
-  check_arguments(parsed);
-  context_ = parsed.words;
+host::Result<bus::Payload> Session::ask_server(const Command &command, std::uint32_t opcode,
+                                               const bus::Payload &request) {
+  return link_.server_of(command.server).and_then([&](bus::Address server) {
+    return link_.ask(server, opcode, request, command.server);
+  });
+}
+
+CommandResult<Output> Session::carry_out(const Command &command, const CommandMessage &message,
+                                         const Parsed &parsed) {
+  host::Result<bus::Payload> answer =
+      command_payload(message, parsed).and_then([&](const bus::Payload &request) {
+        return ask_server(command, bus::opcode::cush_command, request);
+      });
+  if (!answer) {
+    return failed(std::move(answer));
+  }
+  return read_command_answer(message.answer, *answer);
+}
+
+host::Result<Output> Session::carry_out(const Command &command, const NcfgMessage &message,
+                                        const Parsed &parsed) {
+  return ask_server(command, message.opcode, ncfg_payload(message, parsed.is_no))
+      .and_then(read_ncfg_answer)
+      .map([] { return Output{}; });
+}
+
+host::Result<Output> Session::carry_out(const ShowConfigMessage &message, const Parsed &parsed) {
+  return show_config_payload(message, parsed)
+      .and_then([&](const bus::Payload &request) {
+        return link_.ask(bus::address::rcgen, bus::opcode::show_config, request, "The configuration service",
+                         relayed_timeout_ms);
+      })
+      .and_then(read_config_text);
+}
+
+host::Result<Output> Session::save() {
+  return link_.ask(bus::address::overseer, bus::opcode::save, {}, "The supervisor", relayed_timeout_ms)
+      .and_then(read_result)
+      .map([] { return Output{}; });
+}
+
+host::Result<Output> Session::enter(const Parsed &parsed) {
+  return check_arguments(parsed).map([&] {
+    context_ = parsed.words;
+    return Output{};
+  });
 }
 
 void Session::leave(bool to_top) {
@@ -163,11 +194,14 @@ std::string Session::prompt() const {
   return context_.empty() ? "switch# " : fmt::format("switch({})# ", fmt::join(context_, " "));
 }
 
-std::vector<Choice> Session::choices_for(std::string_view line) const {
+host::Result<std::vector<Choice>> Session::choices_for(std::string_view line) const {
   const bool at_word = !line.empty() && line.back() != ' ';
   const std::size_t last = line.rfind(';');
-  std::vector<Words> commands = split_line(last == std::string_view::npos ? line : line.substr(last + 1));
-  Words words = commands.empty() ? Words{} : std::move(commands.front());
+  auto commands = split_line(last == std::string_view::npos ? line : line.substr(last + 1));
+  if (!commands) {
+    return failed(std::move(commands));
+  }
+  Words words = commands->empty() ? Words{} : std::move(commands->front());
   std::string partial;
   if (at_word && !words.empty()) {
     partial = std::move(words.back());
@@ -184,17 +218,20 @@ std::vector<Choice> Session::choices_for(std::string_view line) const {
   return list;
 }
 
-Result Session::list_choices(const Words &words) const {
+host::Result<Output> Session::list_choices(const Words &words) const {
   std::string line = fmt::format("{}", fmt::join(words, " "));
   line.pop_back();
-  const std::vector<Choice> list = choices_for(line);
-  if (list.empty()) {
-    throw CommandError(status_syntax, fmt::format("Nothing is known that can follow \"{}\".", line));
+  host::Result<std::vector<Choice>> list = choices_for(line);
+  if (!list) {
+    return failed(std::move(list));
   }
-  return text_result(choices_text(list));
+  if (list->empty()) {
+    return syntax_failure(fmt::format("Nothing is known that can follow \"{}\".", line));
+  }
+  return text_result(choices_text(*list));
 }
 
-Result Session::help() const {
+Output Session::help() const {
   std::string text =
       "Words may be shortened while they stay unambiguous; ? lists what may stand next.\n"
       "VLANS is a list such as 3-5,200; INTERFACES one such as ethernet 1/3-5,port-channel 7.\n"

@@ -17,8 +17,8 @@
 
 #include "host/shell/command_tree.h"
 #include "host/shell/link.h"
+#include "host/shell/output.h"
 #include "host/shell/parser.h"
-#include "host/shell/result.h"
 
 namespace shell {
 
@@ -42,18 +42,26 @@ class Session {
   std::string prompt() const;
 
   /// What may stand at the end of an unfinished line.
-  std::vector<Choice> choices_for(std::string_view line) const;
+  host::Result<std::vector<Choice>> choices_for(std::string_view line) const;
 
  private:
   Status run_command(const Words &words);
-  Status show_failure(const std::string &command, const CommandError &error);
-  Parsed parse_here(const Words &words) const;
+  CommandResult<Output> answer_to(const Words &words, std::string &name);
+  Status show_failure(const std::string &command, const CommandFailure &failure);
+  host::Result<Parsed> parse_here(const Words &words) const;
   Words in_context(const Words &words) const;
-  Result carry_out(const Parsed &parsed);
-  void enter(const Parsed &parsed);
+  CommandResult<Output> carry_out(const Parsed &parsed);
+  host::Result<opal::bus::Payload> ask_server(const Command &command, std::uint32_t opcode,
+                                              const opal::bus::Payload &request);
+  CommandResult<Output> carry_out(const Command &command, const CommandMessage &message,
+                                  const Parsed &parsed);
+  host::Result<Output> carry_out(const Command &command, const NcfgMessage &message, const Parsed &parsed);
+  host::Result<Output> carry_out(const ShowConfigMessage &message, const Parsed &parsed);
+  host::Result<Output> save();
+  host::Result<Output> enter(const Parsed &parsed);
   void leave(bool to_top);
-  Result list_choices(const Words &words) const;
-  Result help() const;
+  host::Result<Output> list_choices(const Words &words) const;
+  Output help() const;
 
   const CommandTree &tree_;
   Link &link_;

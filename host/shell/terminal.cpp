@@ -46,11 +46,7 @@ std::string typed_line(EditLine *editor) {
 
 /// What may follow; nothing for a line that cannot be read at all.
 std::vector<Choice> choices_of(EditLine *editor) {
-  try {
-    return console_of(editor).session.choices_for(typed_line(editor));
-  } catch (const CommandError &) {
-    return {};
-  }
+  return console_of(editor).session.choices_for(typed_line(editor)).value_or(std::vector<Choice>());
 }
 
 unsigned char list(EditLine *editor, int) {
@@ -107,12 +103,12 @@ void catch_interrupts() {
 
 }  // namespace
 
-void run_terminal(Session &session) {
+host::Result<> run_terminal(Session &session) {
   catch_interrupts();
   const std::unique_ptr<EditLine, EndEditor> editor(el_init("cush", stdin, stdout, stderr));
   const std::unique_ptr<History, EndHistory> history(history_init());
   if (!editor || !history) {
-    throw CommandError(status_failed, "The terminal cannot be used for editing; give commands with -c.");
+    return host::failure("The terminal cannot be used for editing; give commands with -c.");
   }
   Console console{session, {}};
   HistEvent event{};
@@ -130,13 +126,14 @@ void run_terminal(Session &session) {
     }
     if (line == nullptr || length <= 0) {
       std::printf("\n");
-      return;
+      return {};
     }
     if (std::string_view(line).find_first_not_of(" \t\r\n") != std::string_view::npos) {
       ::history(history.get(), &event, H_ENTER, line);
     }
     session.run_line({line, static_cast<std::size_t>(length)});
   }
+  return {};
 }
 
 }  // namespace shell

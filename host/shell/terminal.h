@@ -8,6 +8,6 @@
 namespace shell {
 
 /// Runs the session until `exit` or the end of input. Ctrl-C gives up the line, not the shell.
-void run_terminal(Session &session);
+[[nodiscard]] host::Result<> run_terminal(Session &session);
 
 }  // namespace shell

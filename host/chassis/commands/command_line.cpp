@@ -270,7 +270,7 @@ int refuse(std::string sentence) {
 int carry_out(const Choice &choice) try { return choice.carry_out(); } catch (const WrongCommandLine &wrong) {
   return refuse(wrong.what());
 } catch (const host::Failure &failure) {
-  std::cerr << "chassis: " << failure.what() << '\n';
+  std::cerr << "chassis: " << failure.what << '\n';
   return 1;
 }
 

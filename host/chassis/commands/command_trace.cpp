@@ -95,10 +95,9 @@ void print_trace(const TraceOptions &options) {
     const nlohmann::json status = ask_chassis(options.name, {{"verb", "status"}});
     printer.not_before(status.at("daemon").at("started_ns").get<std::int64_t>());
   }
-  std::string why;
   auto reader =
-      opal::trace::RingReader::open(opal::trace::ring_file(opal::bus::run_folder(), tesk_trace_uuid), why);
-  if (!reader) throw host::Failure(why);
+      opal::trace::RingReader::open(opal::trace::ring_file(opal::bus::run_folder(), tesk_trace_uuid));
+  if (!reader) throw std::move(reader).error();
   printer.print(reader->read_new());
   while (options.follow && wait_for_more()) printer.print(reader->read_new());
 }

@@ -18,18 +18,17 @@ using nlohmann::json;
 
 json exchange(const json &request, std::chrono::milliseconds bound) {
   const auto folder = bus::run_folder();
-  std::error_code error;
-  auto socket = bus::Socket::bind_ephemeral(folder, error);
+  auto socket = bus::Socket::bind_ephemeral(folder);
   if (!socket) {
     throw host::Failure(fmt::format("cannot join the message bus in {}: {}; is the chassis running?",
-                              (folder / "bus").string(), error.message()));
+                                    (folder / "bus").string(), socket.error().cause.message()));
   }
   const std::string text = request.dump();
   const auto response = socket->ask(bus::address::control, bus::opcode::control, bus::bytes_of_text(text),
-                                    static_cast<int>(bound.count()), error);
+                                    static_cast<int>(bound.count()));
   if (!response) {
-    throw host::Failure(fmt::format("no chassis answers on the message bus in {}: {}", (folder / "bus").string(),
-                              error.message()));
+    throw host::Failure(fmt::format("no chassis answers on the message bus in {}: {}",
+                                    (folder / "bus").string(), response.error().cause.message()));
   }
   return json::parse(bus::text_of_bytes(response->payload), nullptr, false);
 }

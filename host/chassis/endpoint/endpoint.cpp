@@ -19,12 +19,12 @@ Endpoint::~Endpoint() {
 }
 
 std::string Endpoint::bind(const std::filesystem::path &run_folder) {
-  std::error_code error;
-  socket_ = bus::Socket::bind(run_folder, address_, error);
-  if (!socket_) {
+  host::Result<bus::Socket> socket = bus::Socket::bind(run_folder, address_);
+  if (!socket) {
     return fmt::format("the service {} cannot bind its address in {}: {}", name_,
-                       (run_folder / "bus").string(), error.message());
+                       (run_folder / "bus").string(), socket.error().cause.message());
   }
+  socket_ = std::move(*socket);
   readable_.emplace(loop_, socket_->fd());
   wait_for_messages();
   return "";
@@ -45,8 +45,7 @@ void Endpoint::wait_for_messages() {
 
 void Endpoint::take_messages() {
   for (int turn = 0; turn < messages_per_turn; ++turn) {
-    std::error_code error;
-    const std::optional<bus::Message> message = socket_->receive(error);
+    const host::Result<bus::Message> message = socket_->receive();
     if (!message) return;
     if (message->kind == bus::Kind::response) {
       take_response(*message);
@@ -85,7 +84,7 @@ void Endpoint::dispatch_later(bus::Message message, const Row &row, std::chrono:
 
 void Endpoint::answer(const bus::Message &request, std::span<const std::byte> payload) {
   if (request.kind != bus::Kind::request) return;
-  if (socket_->send(request.source, bus::Kind::response, request.opcode, request.token, payload)) {
+  if (!socket_->send(request.source, bus::Kind::response, request.opcode, request.token, payload)) {
     ++counters_.not_sent;
   }
 }
@@ -100,7 +99,7 @@ void Endpoint::answer_malformed(const bus::Message &request) {
 }
 
 bool Endpoint::send_notice(bus::Address to, std::uint32_t opcode, std::span<const std::byte> payload) {
-  const bool taken = !socket_->send(to, bus::Kind::notice, opcode, 0, payload);
+  const bool taken = socket_->send(to, bus::Kind::notice, opcode, 0, payload).has_value();
   if (!taken) ++counters_.not_sent;
   return taken;
 }
@@ -108,7 +107,7 @@ bool Endpoint::send_notice(bus::Address to, std::uint32_t opcode, std::span<cons
 void Endpoint::ask(bus::Address whom, std::uint32_t opcode, std::span<const std::byte> payload,
                    std::chrono::milliseconds bound, OnAnswer on_answer) {
   const std::uint32_t token = next_token_++;
-  const bool taken = !socket_->send(whom, bus::Kind::request, opcode, token, payload);
+  const bool taken = socket_->send(whom, bus::Kind::request, opcode, token, payload).has_value();
   if (!taken) ++counters_.not_sent;
   auto alarm = std::make_unique<Alarm>(loop_);
   alarm->set(taken ? bound : std::chrono::milliseconds{0}, [this, token] { finish(token, nullptr); });

@@ -10,6 +10,7 @@
 
 #include "host/bus/socket.h"
 #include "tests/host/bus/temp_folder.h"
+#include "tests/host/system/results.h"
 
 namespace opal::bus {
 namespace {
@@ -40,22 +41,22 @@ int in_process(Body body) {
 /// Sends payloads of `bytes` until the queue is full, then reads them all back.
 /// @return 0, or a number that says what went wrong
 int fill_and_drain(const std::filesystem::path &folder, std::uint32_t expected, std::size_t bytes) {
-  std::error_code error;
-  std::optional<Socket> receiver = Socket::bind(folder, receiver_address, error);
-  std::optional<Socket> sender = Socket::bind(folder, {0, 5}, error);
+  host::Result<Socket> receiver = Socket::bind(folder, receiver_address);
+  host::Result<Socket> sender = Socket::bind(folder, {0, 5});
   if (!receiver || !sender) return 1;
   const std::vector<std::byte> payload(bytes);
   std::uint32_t sent = 0;
-  while (sent < 2 * expected && !(error = sender->send(receiver_address, Kind::request, 1, sent, payload)))
+  host::Result<> last;
+  while (sent < 2 * expected && (last = sender->send(receiver_address, Kind::request, 1, sent, payload)))
     ++sent;
-  if (error.value() != ENOBUFS || sender->counters().refused_full != 1) return 2;
+  if (host::test::cause_of(last) != ENOBUFS || sender->counters().refused_full != 1) return 2;
   if (sent < expected || sent > expected + 1) return 3;
   for (std::uint32_t token = 0; token < sent; ++token) {
-    const std::optional<Message> message = receiver->receive(error);
+    const host::Result<Message> message = receiver->receive();
     if (!message || message->token != token || message->payload.size() != bytes) return 4;
   }
-  if (receiver->receive(error) || error) return 5;
-  return sender->send(receiver_address, Kind::request, 1, sent, payload) ? 6 : 0;
+  if (host::test::cause_of(receiver->receive()) != EAGAIN) return 5;
+  return sender->send(receiver_address, Kind::request, 1, sent, payload) ? 0 : 6;
 }
 
 class FullQueueTest : public testing::TestWithParam<std::size_t> {};

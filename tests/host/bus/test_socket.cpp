@@ -1,5 +1,4 @@
 #include "host/bus/socket.h"
-#include "host/system/descriptor.h"
 
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -12,9 +11,12 @@
 #include "host/bus/services.h"
 #include "tests/host/bus/raw_socket.h"
 #include "tests/host/bus/temp_folder.h"
+#include "tests/host/system/results.h"
 
 namespace opal::bus {
 namespace {
+
+using host::test::cause_of;
 
 constexpr Address daemon_address{0, 721};
 
@@ -22,9 +24,8 @@ class SocketTest : public testing::Test {
  protected:
   std::filesystem::path name(const char *address) const { return folder_.path() / "bus" / address; }
   Socket bound(Address address) {
-    std::error_code error;
-    std::optional<Socket> socket = Socket::bind(folder_.path(), address, error);
-    EXPECT_TRUE(socket) << error.message();
+    host::Result<Socket> socket = Socket::bind(folder_.path(), address);
+    EXPECT_EQ(cause_of(socket), 0);
     return std::move(*socket);
   }
   static std::vector<std::byte> bytes(std::initializer_list<int> values) {
@@ -43,7 +44,7 @@ TEST_F(SocketTest, PutsTheHeaderAndThePayloadOnTheWireAsDescribed) {
   Socket sender = bound({0xfe000000, 167});
   const host::Descriptor receiver = raw_bound(name("0.721"));
   ASSERT_TRUE(receiver);
-  ASSERT_FALSE(sender.send(daemon_address, Kind::response, 0x1DFF, 0x01020304, bytes({0xaa, 0xbb, 0xcc})));
+  ASSERT_TRUE(sender.send(daemon_address, Kind::response, 0x1DFF, 0x01020304, bytes({0xaa, 0xbb, 0xcc})));
   const std::vector<std::uint8_t> expected = {
       0x73, 0x75, 0x62, 0x71, 0x01, 0x00, 0x02, 0x00,  // magic, version 1, response
       0xff, 0x1d, 0x00, 0x00, 0x04, 0x03, 0x02, 0x01,  // opcode, token
@@ -58,10 +59,9 @@ TEST_F(SocketTest, ReceivesAMessageWholeAndWithItsSource) {
   Socket receiver = bound(daemon_address);
   Socket sender = bound({0, 5});
   EXPECT_FALSE(readable(receiver));
-  ASSERT_FALSE(sender.send(daemon_address, Kind::request, 0x11003, 77, bytes({1, 2, 3})));
+  ASSERT_TRUE(sender.send(daemon_address, Kind::request, 0x11003, 77, bytes({1, 2, 3})));
   EXPECT_TRUE(readable(receiver));
-  std::error_code error;
-  const std::optional<Message> message = receiver.receive(error);
+  const host::Result<Message> message = receiver.receive();
   ASSERT_TRUE(message);
   EXPECT_EQ(message->kind, Kind::request);
   EXPECT_EQ(message->opcode, 0x11003u);
@@ -69,38 +69,34 @@ TEST_F(SocketTest, ReceivesAMessageWholeAndWithItsSource) {
   EXPECT_EQ(message->source, (Address{0, 5}));
   EXPECT_EQ(message->payload, bytes({1, 2, 3}));
   EXPECT_FALSE(readable(receiver));
-  EXPECT_FALSE(receiver.receive(error));
-  EXPECT_FALSE(error);
+  EXPECT_EQ(cause_of(receiver.receive()), EAGAIN);
 }
 
 TEST_F(SocketTest, CarriesTheLargestPayloadAndRefusesALargerOne) {
   Socket receiver = bound(daemon_address);
   Socket sender = bound({0, 5});
   std::vector<std::byte> payload(payload_limit, std::byte{0x5a});
-  ASSERT_FALSE(sender.send(daemon_address, Kind::notice, 1, 0, payload));
-  std::error_code error;
-  const std::optional<Message> message = receiver.receive(error);
+  ASSERT_TRUE(sender.send(daemon_address, Kind::notice, 1, 0, payload));
+  const host::Result<Message> message = receiver.receive();
   ASSERT_TRUE(message);
   EXPECT_EQ(message->payload, payload);
   payload.push_back(std::byte{0});
-  EXPECT_EQ(sender.send(daemon_address, Kind::notice, 1, 0, payload).value(), EMSGSIZE);
+  EXPECT_EQ(cause_of(sender.send(daemon_address, Kind::notice, 1, 0, payload)), EMSGSIZE);
   EXPECT_FALSE(readable(receiver));
 }
 
 TEST_F(SocketTest, TellsAnAbsentPeer) {
   Socket sender = bound({0, 5});
-  EXPECT_EQ(sender.send(daemon_address, Kind::notice, 1, 0, {}).value(), ECONNREFUSED);
+  EXPECT_EQ(cause_of(sender.send(daemon_address, Kind::notice, 1, 0, {})), ECONNREFUSED);
   EXPECT_EQ(sender.counters().refused_absent, 1u);
   { Socket died = bound(daemon_address); }
-  EXPECT_EQ(sender.send(daemon_address, Kind::notice, 1, 0, {}).value(), ECONNREFUSED);
+  EXPECT_EQ(cause_of(sender.send(daemon_address, Kind::notice, 1, 0, {})), ECONNREFUSED);
   EXPECT_FALSE(std::filesystem::exists(name("0.721")));
 }
 
 TEST_F(SocketTest, RefusesAnAddressWhoseOwnerLives) {
   const Socket owner = bound(daemon_address);
-  std::error_code error;
-  EXPECT_FALSE(Socket::bind(folder_.path(), daemon_address, error));
-  EXPECT_EQ(error.value(), EADDRINUSE);
+  EXPECT_EQ(cause_of(Socket::bind(folder_.path(), daemon_address)), EADDRINUSE);
 }
 
 TEST_F(SocketTest, TakesOverANameThatADeadOwnerLeftBehind) {
@@ -109,18 +105,15 @@ TEST_F(SocketTest, TakesOverANameThatADeadOwnerLeftBehind) {
   ASSERT_TRUE(std::filesystem::exists(name("0.721")));
   Socket taker = bound(daemon_address);
   Socket sender = bound({0, 5});
-  EXPECT_FALSE(sender.send(daemon_address, Kind::notice, 1, 0, {}));
+  EXPECT_TRUE(sender.send(daemon_address, Kind::notice, 1, 0, {}));
   EXPECT_TRUE(readable(taker));
 }
 
 TEST_F(SocketTest, NeedsAnExistingFolderWithAShortName) {
-  std::error_code error;
-  EXPECT_FALSE(Socket::bind(folder_.path() / "missing", daemon_address, error));
-  EXPECT_EQ(error.value(), ENOENT);
+  EXPECT_EQ(cause_of(Socket::bind(folder_.path() / "missing", daemon_address)), ENOENT);
   const std::filesystem::path deep = folder_.path() / std::string(100, 'x');
   std::filesystem::create_directory(deep);
-  EXPECT_FALSE(Socket::bind(deep, daemon_address, error));
-  EXPECT_EQ(error.value(), ENAMETOOLONG);
+  EXPECT_EQ(cause_of(Socket::bind(deep, daemon_address)), ENAMETOOLONG);
 }
 
 TEST_F(SocketTest, KeepsTheFolderToItsUser) {
@@ -147,9 +140,8 @@ TEST_P(MalformedTest, IsCountedDroppedAndFollowedByTheNextMessage) {
   const host::Descriptor raw = raw_socket();
   ASSERT_TRUE(raw_send(raw, name("0.721"), datagram));
   Socket sender = bound({0, 5});
-  ASSERT_FALSE(sender.send(daemon_address, Kind::notice, 9, 0, {}));
-  std::error_code error;
-  const std::optional<Message> message = receiver.receive(error);
+  ASSERT_TRUE(sender.send(daemon_address, Kind::notice, 9, 0, {}));
+  const host::Result<Message> message = receiver.receive();
   ASSERT_TRUE(message);
   EXPECT_EQ(message->opcode, 9u);
   EXPECT_EQ(receiver.counters().malformed, 1u);
@@ -175,8 +167,7 @@ TEST_F(SocketTest, TheUnchangedDatagramOfTheMalformedOnesIsAMessage) {
   std::memcpy(datagram.data(), &header, sizeof header);
   const host::Descriptor raw = raw_socket();
   ASSERT_TRUE(raw_send(raw, name("0.721"), datagram));
-  std::error_code error;
-  EXPECT_TRUE(receiver.receive(error));
+  EXPECT_TRUE(receiver.receive());
 }
 
 TEST_F(SocketTest, DropsWhatAnotherUserSends) {
@@ -195,16 +186,14 @@ TEST_F(SocketTest, DropsWhatAnotherUserSends) {
   ASSERT_EQ(waitpid(child, &status, 0), child);
   ASSERT_EQ(status, 0);
   ASSERT_TRUE(readable(receiver));
-  std::error_code error;
-  EXPECT_FALSE(receiver.receive(error));
+  EXPECT_EQ(cause_of(receiver.receive()), EAGAIN);
   EXPECT_EQ(receiver.counters().foreign, 1u);
   EXPECT_EQ(receiver.counters().received, 0u);
 }
 
 TEST_F(SocketTest, EphemeralAddressesDiffer) {
-  std::error_code error;
-  const std::optional<Socket> one = Socket::bind_ephemeral(folder_.path(), error);
-  const std::optional<Socket> other = Socket::bind_ephemeral(folder_.path(), error);
+  const host::Result<Socket> one = Socket::bind_ephemeral(folder_.path());
+  const host::Result<Socket> other = Socket::bind_ephemeral(folder_.path());
   ASSERT_TRUE(one && other);
   EXPECT_NE(one->address(), other->address());
   EXPECT_GE(one->address().sap, 0x10000u);
@@ -214,7 +203,7 @@ TEST_F(SocketTest, AMovedSocketKeepsItsName) {
   Socket first = bound(daemon_address);
   Socket second = std::move(first);
   Socket other = bound({0, 5});
-  EXPECT_FALSE(other.send(daemon_address, Kind::notice, 1, 0, {}));
+  EXPECT_TRUE(other.send(daemon_address, Kind::notice, 1, 0, {}));
   other = std::move(second);
   EXPECT_TRUE(readable(other));
   EXPECT_FALSE(std::filesystem::exists(name("0.5")));
@@ -231,9 +220,8 @@ class Answers {
   Answers(Socket socket, std::vector<Answer> answers)
       : thread_([socket = std::move(socket), answers = std::move(answers)]() mutable {
           pollfd waiting{socket.fd(), POLLIN, 0};
-          std::error_code error;
           if (poll(&waiting, 1, 5000) != 1) return;
-          const std::optional<Message> request = socket.receive(error);
+          const host::Result<Message> request = socket.receive();
           if (!request) return;
           for (const Answer &answer : answers) {
             socket.send(request->source, answer.kind, answer.opcode, request->token + answer.token_offset,
@@ -258,9 +246,8 @@ TEST_P(AskingSocketTest, TakesOnlyTheResponseToItsOwnRequest) {
   const Answers answers(
       bound(address::board),
       {{5, 1, Kind::response}, {6, 0, Kind::response}, {5, 0, Kind::notice}, {5, 0, Kind::response}});
-  std::error_code error;
-  const std::optional<Message> answer = asker.ask(address::board, 5, {}, 5000, error);
-  ASSERT_TRUE(answer) << error.message();
+  const host::Result<Message> answer = asker.ask(address::board, 5, {}, 5000);
+  ASSERT_EQ(cause_of(answer), 0);
   EXPECT_EQ(answer->kind, Kind::response);
   EXPECT_EQ(answer->opcode, 5u);
   EXPECT_EQ(asker.counters().received, 4u);
@@ -270,20 +257,16 @@ TEST_P(AskingSocketTest, EndsAtItsBoundWhenNobodyAnswers) {
   Socket asker = bound(daemon_address);
   asker.look_out_for(GetParam());
   const Socket silent = bound(address::board);
-  std::error_code error;
   const auto start = std::chrono::steady_clock::now();
-  EXPECT_FALSE(asker.ask(address::board, 5, {}, 50, error));
+  EXPECT_EQ(cause_of(asker.ask(address::board, 5, {}, 50)), ETIMEDOUT);
   const auto waited = std::chrono::steady_clock::now() - start;
-  EXPECT_EQ(error.value(), ETIMEDOUT);
   EXPECT_GE(waited, std::chrono::milliseconds(50));
   EXPECT_LT(waited, std::chrono::seconds(2));
 }
 
 TEST_F(SocketTest, AskFailsAtOnceWhenTheServiceIsAbsent) {
   Socket asker = bound(daemon_address);
-  std::error_code error;
-  EXPECT_FALSE(asker.ask(address::board, 5, {}, 5000, error));
-  EXPECT_EQ(error.value(), ECONNREFUSED);
+  EXPECT_EQ(cause_of(asker.ask(address::board, 5, {}, 5000)), ECONNREFUSED);
 }
 
 }  // namespace

@@ -7,24 +7,25 @@
 
 #include "host/history/trace_ring.h"
 #include "tests/host/bus/temp_folder.h"
+#include "tests/host/system/results.h"
 
 namespace opal::trace {
 namespace {
+
+using host::test::sentence_of;
 
 constexpr std::size_t small_ring = ring_capacity_min;
 
 class RingTest : public testing::Test {
  protected:
   RingWriter writer(std::size_t capacity = small_ring) {
-    std::string why;
-    std::optional<RingWriter> opened = RingWriter::open(file_, capacity, why);
-    EXPECT_TRUE(opened) << why;
+    host::Result<RingWriter> opened = RingWriter::open(file_, capacity);
+    EXPECT_TRUE(opened) << opened.error().what;
     return std::move(*opened);
   }
   RingReader reader() {
-    std::string why;
-    std::optional<RingReader> opened = RingReader::open(file_, why);
-    EXPECT_TRUE(opened) << why;
+    host::Result<RingReader> opened = RingReader::open(file_);
+    EXPECT_TRUE(opened) << opened.error().what;
     return std::move(*opened);
   }
   std::string content() const {
@@ -122,9 +123,7 @@ TEST_F(RingTest, TheNextWriterContinuesTheHistory) {
 
 TEST_F(RingTest, OneWriterAtATime) {
   const RingWriter ring = writer();
-  std::string why;
-  EXPECT_FALSE(RingWriter::open(file_, small_ring, why));
-  EXPECT_EQ(why, "another process writes this trace history");
+  EXPECT_EQ(sentence_of(RingWriter::open(file_, small_ring)), "another process writes this trace history");
 }
 
 TEST_F(RingTest, AnotherSizeMakesANewRingWhichTheReaderFollows) {
@@ -136,19 +135,17 @@ TEST_F(RingTest, AnotherSizeMakesANewRingWhichTheReaderFollows) {
 }
 
 TEST_F(RingTest, RefusesATooSmallSpace) {
-  std::string why;
-  EXPECT_FALSE(RingWriter::open(file_, small_ring - 1, why));
-  EXPECT_EQ(why, "a trace history takes at least 4096 bytes");
+  EXPECT_EQ(sentence_of(RingWriter::open(file_, small_ring - 1)),
+            "a trace history takes at least 4096 bytes");
 }
 
 TEST_F(RingTest, AMissingOrForeignFileIsRefusedWithASentence) {
-  std::string why;
-  EXPECT_FALSE(RingReader::open(file_, why));
-  EXPECT_EQ(why, "cannot open trace history " + file_.string() + ": No such file or directory");
+  EXPECT_EQ(sentence_of(RingReader::open(file_)),
+            "cannot open trace history " + file_.string() + ": No such file or directory");
   std::filesystem::create_directory(file_.parent_path());
   std::ofstream(file_) << "something else";
-  EXPECT_FALSE(RingReader::open(file_, why));
-  EXPECT_EQ(why, "cannot read trace history " + file_.string() + ": not a trace history");
+  EXPECT_EQ(sentence_of(RingReader::open(file_)),
+            "cannot read trace history " + file_.string() + ": not a trace history");
 }
 
 struct Damage {
@@ -165,8 +162,7 @@ TEST_P(DamagedRingTest, IsReadWithoutHarmAndMadeAnewByTheNextWriter) {
     for (int number = 0; number < 200; ++number) ring.append(number, 100, "an event before the damage");
   }
   overwrite(GetParam().offset, GetParam().bytes);
-  std::string why;
-  if (std::optional<RingReader> survivor = RingReader::open(file_, why)) survivor->read_new();
+  if (host::Result<RingReader> survivor = RingReader::open(file_)) survivor->read_new();
   writer().append(1, 100, "new");
   EXPECT_EQ(texts(reader().read_new()), Texts{"new"});
 }

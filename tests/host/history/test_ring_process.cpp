@@ -38,17 +38,15 @@ void append(RingWriter &ring, std::uint64_t sequence) {
 
 /// Appends for ever, from `sequence` on.
 [[noreturn]] void write_for_ever(const std::filesystem::path &file, std::uint64_t sequence) {
-  std::string why;
-  std::optional<RingWriter> ring = RingWriter::open(file, writers_ring, why);
+  host::Result<RingWriter> ring = RingWriter::open(file, writers_ring);
   if (!ring) _exit(1);
   for (;; ++sequence) append(*ring, sequence);
 }
 
 std::optional<RingReader> open_when_made(const std::filesystem::path &file) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  std::string why;
   while (std::chrono::steady_clock::now() < deadline)
-    if (std::optional<RingReader> reader = RingReader::open(file, why)) return reader;
+    if (host::Result<RingReader> reader = RingReader::open(file)) return std::move(*reader);
   return std::nullopt;
 }
 
@@ -93,9 +91,8 @@ TEST(RingProcess, KilledAtAnyInstantTheHistoryIsWholeAndGoesOn) {
     int status = 0;
     waitpid(writer, &status, 0);
     ASSERT_TRUE(WIFSIGNALED(status)) << "the writer could not take the ring up";
-    std::string why;
-    std::optional<RingReader> after = RingReader::open(file, why);
-    ASSERT_TRUE(after) << why;
+    host::Result<RingReader> after = RingReader::open(file);
+    ASSERT_TRUE(after) << after.error().what;
     const std::vector<Event> events = after->read_new();
     ASSERT_FALSE(events.empty());
     last = 0;

@@ -47,16 +47,15 @@ void drain_queue() {
 }
 
 bus::Socket bind(bus::Address address) {
-  std::error_code error;
-  std::optional<bus::Socket> socket = bus::Socket::bind(run_folder(), address, error);
-  EXPECT_TRUE(socket) << error.message();
+  host::Result<bus::Socket> socket = bus::Socket::bind(run_folder(), address);
+  EXPECT_TRUE(socket) << socket.error().cause.message();
   return std::move(*socket);
 }
 
 std::optional<bus::Message> receive(bus::Socket &socket) {
-  std::error_code error;
   if (!wait_readable(socket.fd())) return std::nullopt;
-  return socket.receive(error);
+  host::Result<bus::Message> message = socket.receive();
+  return message ? std::optional(std::move(*message)) : std::nullopt;
 }
 
 Service::Service(bus::Address address, Answer answer)
@@ -73,8 +72,7 @@ Service::~Service() {
 void Service::serve(bus::Socket socket) {
   std::array<pollfd, 2> waiting{pollfd{socket.fd(), POLLIN, 0}, pollfd{stop_.get(), POLLIN, 0}};
   while (poll(waiting.data(), waiting.size(), -1) > 0 && waiting[1].revents == 0) {
-    std::error_code error;
-    const std::optional<bus::Message> message = socket.receive(error);
+    const host::Result<bus::Message> message = socket.receive();
     if (!message) continue;
     {
       const std::lock_guard lock(mutex_);

@@ -24,7 +24,7 @@ class CushTest : public testing::Test {
     for (qbus_msg_ref_t &message : held_) qbus_drop(queue(), &message);
   }
   qbus_msg_ref_t *arrive(bus::Bytes payload, bus::Kind kind = bus::Kind::request) {
-    EXPECT_FALSE(shell_.send(bus::address::tesk, kind, bus::opcode::cush_command, 12, payload));
+    EXPECT_TRUE(shell_.send(bus::address::tesk, kind, bus::opcode::cush_command, 12, payload));
     std::optional<qbus_msg_ref_t> message = take_message();
     EXPECT_TRUE(message);
     return &held_.emplace_back(message.value_or(qbus_msg_ref_t{}));

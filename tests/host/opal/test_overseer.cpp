@@ -59,7 +59,7 @@ class OverseerTest : public testing::Test {
   }
   /// Sends one request to the program and has the library dispatch it. @return what the library said
   int dispatch(bus::Socket &asker, bus::Kind kind, std::uint32_t opcode, bus::Bytes payload) {
-    EXPECT_FALSE(asker.send(bus::address::tesk, kind, opcode, 31, payload));
+    EXPECT_TRUE(asker.send(bus::address::tesk, kind, opcode, 31, payload));
     std::optional<qbus_msg_ref_t> reference = take_message();
     EXPECT_TRUE(reference);
     const int result = overseer_dispatch(&*reference);

@@ -68,8 +68,8 @@ TEST_F(QbusTest, SaysWhenFewerMessagesCanWaitThanAskedFor) {
 TEST_F(QbusTest, IsReadableForSelectWhileAMessageWaits) {
   bus::Socket peer = bind(peer_address);
   EXPECT_FALSE(selects());
-  ASSERT_FALSE(peer.send(bus::address::tesk, bus::Kind::notice, 1, 0, {}));
-  ASSERT_FALSE(peer.send(bus::address::tesk, bus::Kind::notice, 2, 0, {}));
+  ASSERT_TRUE(peer.send(bus::address::tesk, bus::Kind::notice, 1, 0, {}));
+  ASSERT_TRUE(peer.send(bus::address::tesk, bus::Kind::notice, 2, 0, {}));
   for (const uint32_t opcode : {1u, 2u}) {
     EXPECT_TRUE(selects());
     qbus_msg_ref_t reference{};
@@ -86,7 +86,7 @@ TEST_F(QbusTest, IsReadableForSelectWhileAMessageWaits) {
 TEST_F(QbusTest, AMessageIsItsPayloadUntilItIsDropped) {
   bus::Socket peer = bind(peer_address);
   const std::uint64_t payload = 0x1122334455667788;
-  ASSERT_FALSE(peer.send(bus::address::tesk, bus::Kind::response, 0x11003, 55, bus::bytes_of(payload)));
+  ASSERT_TRUE(peer.send(bus::address::tesk, bus::Kind::response, 0x11003, 55, bus::bytes_of(payload)));
   std::optional<qbus_msg_ref_t> reference = take_message();
   ASSERT_TRUE(reference);
   EXPECT_EQ(qbus_opc_get(&*reference), 0x11003u);
@@ -107,11 +107,11 @@ TEST_F(QbusTest, AMessageIsItsPayloadUntilItIsDropped) {
 
 TEST_F(QbusTest, AReferenceNeverStandsForALaterMessage) {
   bus::Socket peer = bind(peer_address);
-  ASSERT_FALSE(peer.send(bus::address::tesk, bus::Kind::notice, 1, 0, {}));
+  ASSERT_TRUE(peer.send(bus::address::tesk, bus::Kind::notice, 1, 0, {}));
   std::optional<qbus_msg_ref_t> first = take_message();
   ASSERT_TRUE(first);
   qbus_drop(queue(), &*first);
-  ASSERT_FALSE(peer.send(bus::address::tesk, bus::Kind::notice, 2, 0, {}));
+  ASSERT_TRUE(peer.send(bus::address::tesk, bus::Kind::notice, 2, 0, {}));
   std::optional<qbus_msg_ref_t> second = take_message();
   ASSERT_TRUE(second);
   EXPECT_EQ(qbus_opc_get(&*first), 0u);
@@ -126,7 +126,7 @@ TEST_F(QbusTest, AReferenceNeverStandsForALaterMessage) {
 
 TEST_F(QbusTest, AMessageWithoutPayloadHasNone) {
   bus::Socket peer = bind(peer_address);
-  ASSERT_FALSE(peer.send(bus::address::tesk, bus::Kind::notice, 1, 0, {}));
+  ASSERT_TRUE(peer.send(bus::address::tesk, bus::Kind::notice, 1, 0, {}));
   std::optional<qbus_msg_ref_t> reference = take_message();
   ASSERT_TRUE(reference);
   EXPECT_EQ(qbus_payload_get(&*reference), nullptr);
@@ -148,7 +148,7 @@ TEST_F(QbusTest, ARequestAndItsResponseHaveOneToken) {
     EXPECT_EQ(request->source, bus::address::tesk);
     EXPECT_EQ(request->token, qbus_rr_token_get(&reference));
     EXPECT_EQ(bus::record_of<std::uint32_t>(request->payload), payload);
-    ASSERT_FALSE(peer.send(request->source, bus::Kind::response, request->opcode, request->token, {}));
+    ASSERT_TRUE(peer.send(request->source, bus::Kind::response, request->opcode, request->token, {}));
     std::optional<qbus_msg_ref_t> response = take_message();
     ASSERT_TRUE(response);
     EXPECT_EQ(qbus_is_response(&*response), 1);
@@ -177,7 +177,7 @@ TEST_F(QbusTest, ASendNeverWaitsAndSaysWhyItFailed) {
 
 TEST_F(QbusTest, AReplyGoesToTheSenderOfTheRequest) {
   bus::Socket peer = bind(peer_address);
-  ASSERT_FALSE(peer.send(bus::address::tesk, bus::Kind::request, 0x20401, 88, {}));
+  ASSERT_TRUE(peer.send(bus::address::tesk, bus::Kind::request, 0x20401, 88, {}));
   std::optional<qbus_msg_ref_t> request = take_message();
   ASSERT_TRUE(request);
   const std::uint32_t payload = 5;
@@ -195,7 +195,7 @@ TEST_F(QbusTest, AReplyGoesToTheSenderOfTheRequest) {
 
 TEST_F(QbusTest, ANoticeCannotBeAnswered) {
   bus::Socket peer = bind(peer_address);
-  ASSERT_FALSE(peer.send(bus::address::tesk, bus::Kind::notice, 0x20401, 0, {}));
+  ASSERT_TRUE(peer.send(bus::address::tesk, bus::Kind::notice, 0x20401, 0, {}));
   std::optional<qbus_msg_ref_t> notice = take_message();
   ASSERT_TRUE(notice);
   EXPECT_EQ(qbus_reply(queue(), &*notice, nullptr, 0), EINVAL);
@@ -257,7 +257,7 @@ TEST_F(QbusTest, AMalformedDatagramIsNoMessageAndTheNextOneIs) {
   ASSERT_GT(
       sendto(raw.get(), &header, sizeof header, 0, reinterpret_cast<sockaddr *>(&address), sizeof address),
       0);
-  ASSERT_FALSE(peer.send(bus::address::tesk, bus::Kind::notice, 3, 0, {}));
+  ASSERT_TRUE(peer.send(bus::address::tesk, bus::Kind::notice, 3, 0, {}));
   std::optional<qbus_msg_ref_t> reference = take_message();
   ASSERT_TRUE(reference);
   EXPECT_EQ(qbus_opc_get(&*reference), 3u);

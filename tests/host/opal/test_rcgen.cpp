@@ -17,8 +17,7 @@ class RcgenTest : public testing::Test {
     drain_queue();
   }
   qbus_msg_ref_t arrive(bus::Bytes payload) {
-    EXPECT_FALSE(
-        asker_.send(bus::address::tesk, bus::Kind::request, bus::opcode::rcgen_generate, 6, payload));
+    EXPECT_TRUE(asker_.send(bus::address::tesk, bus::Kind::request, bus::opcode::rcgen_generate, 6, payload));
     return take_message().value_or(qbus_msg_ref_t{});
   }
   static bus::Generate wanted() {

@@ -27,7 +27,7 @@ class ServicesTest : public testing::Test {
   }
   qbus_msg_ref_t arrive(bus::Bytes payload) {
     bus::Socket peer = bind(service_peer_address);
-    EXPECT_FALSE(peer.send(bus::address::tesk, bus::Kind::notice, 1, 0, payload));
+    EXPECT_TRUE(peer.send(bus::address::tesk, bus::Kind::notice, 1, 0, payload));
     return take_message().value_or(qbus_msg_ref_t{});
   }
 };

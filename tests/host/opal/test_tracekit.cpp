@@ -88,9 +88,8 @@ void start_facility(qbus_queue_t queue, kvs_service_t store) {
 }
 
 std::vector<std::string> history(const std::filesystem::path &folder) {
-  std::string why;
-  std::optional<trace::RingReader> reader = trace::RingReader::open(trace::ring_file(folder, 115), why);
-  EXPECT_TRUE(reader) << why;
+  host::Result<trace::RingReader> reader = trace::RingReader::open(trace::ring_file(folder, 115));
+  EXPECT_TRUE(reader) << reader.error().what;
   std::vector<std::string> result;
   if (reader) {
     for (const trace::Event &event : reader->read_new())
@@ -191,11 +190,10 @@ TEST(Tracekit, RefusesARegistrationItDoesNotKnow) {
 
 /// Sends a switch to the program and has the facility process it. @return the answer's code
 rcode_t switch_from_outside(qbus_queue_t queue, bus::TraceSwitch wanted) {
-  std::error_code failure;
-  std::optional<bus::Socket> asker = bus::Socket::bind(bus::run_folder(), operator_address, failure);
+  host::Result<bus::Socket> asker = bus::Socket::bind(bus::run_folder(), operator_address);
   EXPECT_TRUE(asker);
-  EXPECT_FALSE(asker->send(bus::address::tesk, bus::Kind::request, bus::opcode::trace_switch, 5,
-                           bus::bytes_of(wanted)));
+  EXPECT_TRUE(asker->send(bus::address::tesk, bus::Kind::request, bus::opcode::trace_switch, 5,
+                          bus::bytes_of(wanted)));
   qbus_msg_ref_t message{};
   EXPECT_TRUE(wait_readable(queue));
   EXPECT_EQ(qbus_recv(queue, &message, 0), 0);
@@ -206,9 +204,8 @@ rcode_t switch_from_outside(qbus_queue_t queue, bus::TraceSwitch wanted) {
 }
 
 void receive_any_message(qbus_queue_t queue) {
-  std::error_code failure;
-  std::optional<bus::Socket> asker = bus::Socket::bind(bus::run_folder(), operator_address, failure);
-  EXPECT_FALSE(asker->send(bus::address::tesk, bus::Kind::notice, 0x43C, 0, {}));
+  host::Result<bus::Socket> asker = bus::Socket::bind(bus::run_folder(), operator_address);
+  EXPECT_TRUE(asker->send(bus::address::tesk, bus::Kind::notice, 0x43C, 0, {}));
   qbus_msg_ref_t message{};
   EXPECT_TRUE(wait_readable(queue));
   EXPECT_EQ(qbus_recv(queue, &message, 0), 0);

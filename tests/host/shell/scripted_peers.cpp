@@ -28,10 +28,9 @@ ScriptedPeers::ScriptedPeers() : folder_(make_folder()), stop_(eventfd(0, EFD_CL
   std::filesystem::create_directory(folder_ / "bus");
   for (const bus::Address address :
        {bus::address::cush, bus::address::tesk, bus::address::rcgen, bus::address::overseer}) {
-    std::error_code error;
-    auto socket = bus::Socket::bind(folder_, address, error);
+    auto socket = bus::Socket::bind(folder_, address);
     if (!socket) {
-      throw std::runtime_error(error.message());
+      throw std::runtime_error(socket.error().cause.message());
     }
     sockets_.push_back(std::move(*socket));
   }
@@ -95,8 +94,7 @@ void ScriptedPeers::serve() {
 }
 
 void ScriptedPeers::take(bus::Socket &socket) {
-  std::error_code error;
-  while (const auto message = socket.receive(error)) {
+  while (const auto message = socket.receive()) {
     asked_.emplace(message->opcode, message->payload);
     if (const auto found = answers_.find(message->opcode); found != answers_.end()) {
       socket.send(message->source, bus::Kind::response, message->opcode, message->token, found->second);

@@ -7,14 +7,13 @@
 namespace shell {
 namespace {
 
-std::string refusal(std::vector<Range> (*parse)(std::string_view), const std::string &text) {
-  try {
-    parse(text);
-  } catch (const CommandError &error) {
-    EXPECT_EQ(error.status(), status_syntax);
-    return error.what();
+std::string refusal(host::Result<std::vector<Range>> (*parse)(std::string_view), const std::string &text) {
+  const auto ranges = parse(text);
+  if (ranges) {
+    return "accepted";
   }
-  return "accepted";
+  EXPECT_EQ(status_of(ranges.error()), status_syntax);
+  return ranges.error().what;
 }
 
 TEST(Vlans, AreTakenAsTheyWereTyped) {
@@ -44,7 +43,7 @@ std::string numbered_list(int entries) {
 }
 
 TEST(Vlans, AreAtMost64Ranges) {
-  EXPECT_EQ(parse_vlans(numbered_list(64)).size(), 64u);
+  EXPECT_EQ(parse_vlans(numbered_list(64)).value().size(), 64u);
   EXPECT_EQ(refusal(parse_vlans, numbered_list(65)),
             "A list of VLANs may have at most 64 entries; this one has 65.");
   EXPECT_EQ(refusal(parse_vlans, numbered_list(70)),

@@ -4,14 +4,18 @@
 
 #include "host/shell/lists.h"
 #include "tests/host/shell/trees.h"
+#include "tests/host/system/results.h"
 
 namespace shell {
 namespace {
 
 using namespace opal;
+using host::test::sentence_of;
+
+constexpr const char *unreadable = "The answer cannot be read; nothing of it is shown.";
 
 Parsed parsed(const std::string &line) {
-  Parsed result = parse(tree(), split_line(line).front());
+  Parsed result = parse(tree(), split_line(line).value().front());
   EXPECT_EQ(result.kind, Parsed::Kind::complete) << result.mistake;
   return result;
 }
@@ -40,7 +44,7 @@ std::vector<int> bytes(const bus::Payload &payload) {
 
 std::vector<int> command_bytes(const std::string &line) {
   const Parsed result = parsed(line);
-  return bytes(command_payload(std::get<CommandMessage>(result.command->action), result));
+  return bytes(command_payload(std::get<CommandMessage>(result.command->action), result).value());
 }
 
 std::vector<int> ncfg_bytes(const std::string &line) {
@@ -99,10 +103,10 @@ TEST(NcfgPayload, OfTheEnableSwitch) {
 
 TEST(ShowConfigPayload, NamesTypeDisplayAndVlans) {
   const Parsed one = parsed("show startup-config all vlan 1,8-10");
-  EXPECT_EQ(bytes(show_config_payload(std::get<ShowConfigMessage>(one.command->action), one)),
+  EXPECT_EQ(bytes(show_config_payload(std::get<ShowConfigMessage>(one.command->action), one).value()),
             hex("02 00 00 00 04 00 00 00 00 02 00 00 02 07 00 x510"));
   const Parsed all = parsed("show running-config");
-  EXPECT_EQ(bytes(show_config_payload(std::get<ShowConfigMessage>(all.command->action), all)),
+  EXPECT_EQ(bytes(show_config_payload(std::get<ShowConfigMessage>(all.command->action), all).value()),
             hex("01 00 00 00 01 00 00 00 00 02 00 00 00 x512"));
 }
 
@@ -120,29 +124,34 @@ bus::Payload counters_answer(const std::vector<std::uint32_t> &values) {
 }
 
 TEST(CommandAnswer, BecomesOneRowForEachRecord) {
-  const Result result = read_command_answer(
-      counters_table(), counters_answer({0x1a000002, 1, 2, 3, 4, 0x05000000, 4294967295u, 0, 0, 9}));
+  const Output result =
+      read_command_answer(counters_table(),
+                          counters_answer({0x1a000002, 1, 2, 3, 4, 0x05000000, 4294967295u, 0, 0, 9}))
+          .value();
   ASSERT_EQ(result.rows.size(), 2u);
   EXPECT_EQ(result.rows[0], (std::vector<Cell>{"ethernet 1/3", 1u, 2u, 3u, 4u}));
   EXPECT_EQ(result.rows[1], (std::vector<Cell>{"mgmt0", 4294967295u, 0u, 0u, 9u}));
 }
 
 TEST(CommandAnswer, ThatIsIncompleteOrDisorderedIsRefused) {
-  EXPECT_THROW(read_command_answer(counters_table(), counters_answer({0x1a000002, 1, 2, 3})), CommandError);
+  EXPECT_EQ(sentence_of(read_command_answer(counters_table(), counters_answer({0x1a000002, 1, 2, 3}))),
+            unreadable);
   bus::CommandAnswerView answer;
   const std::uint64_t wide = 1;
   answer.attributes.push_back({0x14C20004, bus::AttributeKind::value, bus::bytes_of(wide)});
-  EXPECT_THROW(read_command_answer(counters_table(), bus::encode_command_answer(answer)), CommandError);
+  EXPECT_EQ(sentence_of(read_command_answer(counters_table(), bus::encode_command_answer(answer))),
+            unreadable);
   const std::uint32_t number = 1;
   answer.attributes = {{0x14C20006, bus::AttributeKind::value, bus::bytes_of(number)}};
-  EXPECT_THROW(read_command_answer(counters_table(), bus::encode_command_answer(answer)), CommandError);
+  EXPECT_EQ(sentence_of(read_command_answer(counters_table(), bus::encode_command_answer(answer))),
+            unreadable);
 }
 
 TEST(CommandAnswer, CutAnywhereIsRefused) {
   const bus::Payload whole = counters_answer({0x1a000002, 1, 2, 3, 4});
   for (std::size_t size = 0; size < whole.size(); ++size) {
     const bus::Payload cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
-    EXPECT_THROW(read_command_answer(counters_table(), cut), CommandError) << size;
+    EXPECT_EQ(sentence_of(read_command_answer(counters_table(), cut)), unreadable) << size;
   }
 }
 
@@ -150,39 +159,35 @@ TEST(CommandAnswer, ThatFailedSaysWhyAndWhatWasRejected) {
   const std::array<std::uint32_t, 4> rejected{5, 7, 9, 9};
   bus::CommandAnswerView answer{false, "Failed to configure VLAN(s) 5-7,9 as CIN VLAN(s)\n", {}};
   answer.attributes.push_back({0x13030007, bus::AttributeKind::rejected_range, bus::bytes_of(rejected)});
-  try {
-    read_command_answer({}, bus::encode_command_answer(answer));
-    FAIL() << "accepted";
-  } catch (const CommandError &error) {
-    EXPECT_STREQ(error.what(), "Failed to configure VLAN(s) 5-7,9 as CIN VLAN(s)");
-    EXPECT_EQ(error.status(), status_failed);
-    EXPECT_EQ(error.rejected(), (std::vector<Range>{{5, 7}, {9, 9}}));
-  }
+  const CommandResult<Output> read = read_command_answer({}, bus::encode_command_answer(answer));
+  ASSERT_FALSE(read);
+  EXPECT_EQ(read.error().what, "Failed to configure VLAN(s) 5-7,9 as CIN VLAN(s)");
+  EXPECT_EQ(status_of(read.error()), status_failed);
+  EXPECT_EQ(read.error().rejected, (std::vector<Range>{{5, 7}, {9, 9}}));
 }
 
 TEST(NcfgAnswer, IsReadByItsReturnCode) {
   bus::Payload answer(112);
-  EXPECT_NO_THROW(read_ncfg_answer(answer));
+  EXPECT_EQ(sentence_of(read_ncfg_answer(answer)), "");
   answer[8] = std::byte{5};
-  EXPECT_THROW(read_ncfg_answer(answer), CommandError);
-  EXPECT_THROW(read_ncfg_answer(bus::Payload(111)), CommandError);
+  EXPECT_EQ(sentence_of(read_ncfg_answer(answer)), "Refused with code 5.");
+  EXPECT_EQ(sentence_of(read_ncfg_answer(bus::Payload(111))), unreadable);
 }
 
 TEST(ConfigText, IsTheTextOrTheReason) {
-  EXPECT_EQ(read_config_text(bus::encode_config_text({0, "vlan 100\n  cin\n"})).text, "vlan 100\n  cin\n");
-  try {
-    read_config_text(bus::encode_config_text({7, "Failed to read Startup cfg for Tesk"}));
-    FAIL() << "accepted";
-  } catch (const CommandError &error) {
-    EXPECT_STREQ(error.what(), "Failed to read Startup cfg for Tesk");
-  }
-  EXPECT_THROW(read_config_text({}), CommandError);
+  EXPECT_EQ(read_config_text(bus::encode_config_text({0, "vlan 100\n  cin\n"})).value().text,
+            "vlan 100\n  cin\n");
+  EXPECT_EQ(
+      sentence_of(read_config_text(bus::encode_config_text({7, "Failed to read Startup cfg for Tesk"}))),
+      "Failed to read Startup cfg for Tesk");
+  EXPECT_EQ(sentence_of(read_config_text({})), unreadable);
 }
 
 TEST(PlainResult, IsReadByItsCode) {
-  EXPECT_NO_THROW(read_result(bus::Payload(4)));
-  EXPECT_THROW(read_result(bus::Payload(3)), CommandError);
-  EXPECT_THROW(read_result(bus::Writer().record(std::uint32_t{0x40010001}).take()), CommandError);
+  EXPECT_EQ(sentence_of(read_result(bus::Payload(4))), "");
+  EXPECT_EQ(sentence_of(read_result(bus::Payload(3))), unreadable);
+  EXPECT_EQ(sentence_of(read_result(bus::Writer().record(std::uint32_t{0x40010001}).take())),
+            "Not done: the service did not answer in time.");
 }
 
 }  // namespace

@@ -2,28 +2,28 @@
 
 #include <gtest/gtest.h>
 
-#include "host/shell/command_error.h"
+#include "host/shell/command_failure.h"
+#include "tests/host/system/results.h"
 
 namespace shell {
 namespace {
 
 std::string refusal(const std::string &json) {
   CommandTree tree;
-  try {
-    add_tree(tree, "x.json", json);
-  } catch (const CommandError &error) {
-    EXPECT_EQ(error.status(), status_failed);
-    EXPECT_TRUE(tree.commands.empty() && tree.forms.empty() && tree.help.empty());
-    return error.what();
+  const host::Result<> added = add_tree(tree, "x.json", json);
+  if (added) {
+    return "accepted";
   }
-  return "accepted";
+  EXPECT_EQ(status_of(added.error()), status_failed);
+  EXPECT_TRUE(tree.commands.empty() && tree.forms.empty() && tree.help.empty());
+  return added.error().what;
 }
 
 TEST(Tree, IsReadWithItsMessage) {
   CommandTree tree;
-  add_tree(tree, "x.json",
-           R"({"version":1,"server":"x","help":{"a":"A"},"commands":[
-               {"syntax":"[no] a [b] VLANS","message":"ncfg","opcode":"0x20401","body":[{"bytes":2,"value":7,"no":8}]}]})");
+  ASSERT_TRUE(add_tree(tree, "x.json",
+                       R"({"version":1,"server":"x","help":{"a":"A"},"commands":[
+               {"syntax":"[no] a [b] VLANS","message":"ncfg","opcode":"0x20401","body":[{"bytes":2,"value":7,"no":8}]}]})"));
   ASSERT_EQ(tree.commands.size(), 1u);
   EXPECT_EQ(tree.commands[0].server, "x");
   EXPECT_EQ(tree.forms.size(), 4u);
@@ -35,11 +35,11 @@ TEST(Tree, IsReadWithItsMessage) {
 }
 
 TEST(Tree, WithAMistakeIsRefusedAsAWhole) {
-  struct Mistake {
+  struct WrongTree {
     const char *json;
     const char *said;
   };
-  const std::vector<Mistake> cases{
+  const std::vector<WrongTree> cases{
       {"", "x.json: not a parse tree: "},
       {"[]", "\"version\" must be 1"},
       {R"({"version":2,"help":{},"commands":[]})", "\"version\" must be 1"},
@@ -59,12 +59,15 @@ TEST(Tree, WithAMistakeIsRefusedAsAWhole) {
       {R"({"version":1,"help":{},"commands":[{"syntax":"a","message":"ncfg","opcode":1,"body":[{"bytes":3,"value":1}]}]})",
        "\"bytes\" must be 1, 2 or 4"},
   };
-  for (const Mistake &one : cases) {
+  for (const WrongTree &one : cases) {
     EXPECT_NE(refusal(one.json).find(one.said), std::string::npos) << one.json << " -> " << refusal(one.json);
   }
 }
 
-TEST(Tree, FolderWithoutTreesIsRefused) { EXPECT_THROW(load_trees("/nonexistent"), CommandError); }
+TEST(Tree, FolderWithoutTreesIsRefused) {
+  EXPECT_EQ(host::test::sentence_of(load_trees("/nonexistent")),
+            "No parse trees in /nonexistent; set CUSH_TREES to the folder that holds them.");
+}
 
 }  // namespace
 }  // namespace shell

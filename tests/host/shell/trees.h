@@ -6,7 +6,7 @@
 namespace shell {
 
 inline const CommandTree &tree() {
-  static const CommandTree loaded = load_trees(TREES_FOLDER);
+  static const CommandTree loaded = load_trees(TREES_FOLDER).value();
   return loaded;
 }
 

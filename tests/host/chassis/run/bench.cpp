@@ -64,11 +64,12 @@ void Bench::start(Description description) {
                       return nlohmann::json{{"inb0", {{"rx", 7}}}};
                     }});
   ASSERT_EQ(platform_->start(), "");
-  std::error_code error;
-  queue_ = bus::Socket::bind(folder_.path(), bus::address::tesk, error);
-  ASSERT_TRUE(queue_) << error.message();
-  caller_ = bus::Socket::bind_ephemeral(folder_.path(), error);
-  ASSERT_TRUE(caller_) << error.message();
+  auto queue = bus::Socket::bind(folder_.path(), bus::address::tesk);
+  ASSERT_TRUE(queue) << queue.error().cause.message();
+  queue_ = std::move(*queue);
+  auto caller = bus::Socket::bind_ephemeral(folder_.path());
+  ASSERT_TRUE(caller) << caller.error().cause.message();
+  caller_ = std::move(*caller);
 }
 
 void Bench::TearDown() {
@@ -78,8 +79,8 @@ void Bench::TearDown() {
 
 void Bench::come_up() {
   const bus::Heartbeat first{738, 1};
-  ASSERT_FALSE(caller_->send(bus::address::overseer, bus::Kind::notice, bus::opcode::heartbeat, 0,
-                             bus::bytes_of(first)));
+  ASSERT_TRUE(caller_->send(bus::address::overseer, bus::Kind::notice, bus::opcode::heartbeat, 0,
+                            bus::bytes_of(first)));
   const int before = ready_;
   ASSERT_TRUE(run_until(loop_, [&] {
     take_arrived();
@@ -88,8 +89,7 @@ void Bench::come_up() {
 }
 
 void Bench::take_arrived() {
-  std::error_code error;
-  while (auto message = queue_->receive(error)) {
+  while (auto message = queue_->receive()) {
     if (message->opcode == bus::opcode::barrier && answers_barriers_) {
       answer(*message, bus::bytes_of(bus::Result{0}));
     } else {
@@ -99,21 +99,20 @@ void Bench::take_arrived() {
 }
 
 void Bench::answer(const bus::Message &request, std::span<const std::byte> payload) {
-  ASSERT_FALSE(queue_->send(request.source, bus::Kind::response, request.opcode, request.token, payload));
+  ASSERT_TRUE(queue_->send(request.source, bus::Kind::response, request.opcode, request.token, payload));
 }
 
 std::optional<bus::Message> Bench::ask(bus::Address service, std::uint32_t opcode,
                                        std::span<const std::byte> payload, std::chrono::milliseconds bound) {
   const std::uint32_t token = token_++;
-  EXPECT_FALSE(caller_->send(service, bus::Kind::request, opcode, token, payload));
+  EXPECT_TRUE(caller_->send(service, bus::Kind::request, opcode, token, payload));
   std::optional<bus::Message> response;
   run_until(
       loop_,
       [&] {
         take_arrived();
-        std::error_code error;
-        auto message = caller_->receive(error);
-        if (message && message->token == token) response = std::move(message);
+        auto message = caller_->receive();
+        if (message && message->token == token) response = std::move(*message);
         return response.has_value();
       },
       bound);

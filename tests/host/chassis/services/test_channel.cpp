@@ -63,8 +63,8 @@ TEST_F(Channels, members_can_be_asked_for_until_the_down_notice_has_been_handled
   answers_barriers_ = false;
   const std::string request =
       nlohmann::json{{"verb", "link"}, {"port", "port-channel 7"}, {"up", false}}.dump();
-  ASSERT_FALSE(caller_->send(bus::address::control, bus::Kind::request, bus::opcode::control, 900,
-                             bus::bytes_of_text(request)));
+  ASSERT_TRUE(caller_->send(bus::address::control, bus::Kind::request, bus::opcode::control, 900,
+                            bus::bytes_of_text(request)));
   EXPECT_EQ(next_states().at(0).link_state, PORTSVC_LINK_DOWN);
   EXPECT_EQ(info().fop_ifindex, ethernet | 1U);
   const auto barrier = next_message();

@@ -268,8 +268,8 @@ class Configuration : public Bench {
   bus::ConfigText show(const std::function<void(const bus::Message &, const bus::Generate &)> &reply,
                        std::string &text, VlanSet vlans = {}) {
     const bus::ShowConfig request{RCGEN_CFG_RUNNING, 1, to_record(vlans)};
-    EXPECT_FALSE(caller_->send(bus::address::rcgen, bus::Kind::request, bus::opcode::show_config, 7,
-                               bus::bytes_of(request)));
+    EXPECT_TRUE(caller_->send(bus::address::rcgen, bus::Kind::request, bus::opcode::show_config, 7,
+                              bus::bytes_of(request)));
     if (reply) {
       const auto message = next_message();
       EXPECT_TRUE(message && message->opcode == bus::opcode::rcgen_generate);

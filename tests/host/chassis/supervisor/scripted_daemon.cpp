@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <optional>
 #include <string>
 
 #include <unistd.h>
@@ -40,8 +39,7 @@ void answer_for_ever(bus::Socket &queue) {
   for (;;) {
     pollfd readable{queue.fd(), POLLIN, 0};
     poll(&readable, 1, -1);
-    std::error_code error;
-    while (const auto message = queue.receive(error)) {
+    while (const auto message = queue.receive()) {
       if (message->kind != bus::Kind::request) continue;
       queue.send(message->source, bus::Kind::response, message->opcode, message->token,
                  bus::bytes_of(bus::Result{0}));
@@ -66,12 +64,11 @@ int main() {
     std::ofstream(bus::run_folder() / "behaviour") << "serve\n";
     std::abort();
   }
-  std::error_code error;
-  auto queue = bus::Socket::bind(bus::run_folder(), bus::address::tesk, error);
-  auto caller = bus::Socket::bind_ephemeral(bus::run_folder(), error);
+  auto queue = bus::Socket::bind(bus::run_folder(), bus::address::tesk);
+  auto caller = bus::Socket::bind_ephemeral(bus::run_folder());
   if (!queue || !caller) return 9;
   const bus::Handshake handshake{738, getpid(), bus::address::tesk};
-  caller->ask(bus::address::overseer, bus::opcode::handshake, bus::bytes_of(handshake), 2000, error);
+  caller->ask(bus::address::overseer, bus::opcode::handshake, bus::bytes_of(handshake), 2000);
   beat(*queue, 1);
   if (behaviour == "mute") hang();
   if (behaviour != "one-beat") beat(*queue, 0);

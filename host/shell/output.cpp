@@ -1,4 +1,4 @@
-#include "host/shell/result.h"
+#include "host/shell/output.h"
 
 #include <fmt/format.h>
 
@@ -16,7 +16,7 @@ std::string cell_text(const Cell &cell) {
   return std::visit([](const auto &value) { return fmt::format("{}", value); }, cell);
 }
 
-std::size_t width_of(const Result &result, std::size_t column) {
+std::size_t width_of(const Output &result, std::size_t column) {
   std::size_t width = result.columns[column].title.size();
   for (const auto &row : result.rows) {
     width = std::max(width, cell_text(row[column]).size());
@@ -30,7 +30,7 @@ std::string aligned(const Column &column, const std::string &text, std::size_t w
                                            : fmt::format("{:<{}}", text, width);
 }
 
-std::string table_text(const Result &result, bool emphasis) {
+std::string table_text(const Output &result, bool emphasis) {
   std::string head;
   std::vector<std::string> lines(result.rows.size());
   for (std::size_t i = 0; i < result.columns.size(); ++i) {
@@ -66,14 +66,14 @@ std::string line_of(const ordered_json &value) {
 
 }  // namespace
 
-std::string render_text(const Result &result, bool emphasis) {
+std::string render_text(const Output &result, bool emphasis) {
   if (result.columns.empty()) {
     return result.text;
   }
   return result.rows.empty() ? result.empty + "\n" : table_text(result, emphasis);
 }
 
-std::string render_json(const std::string &command, const Result &result) {
+std::string render_json(const std::string &command, const Output &result) {
   ordered_json json = document(command, true);
   for (const auto &row : result.rows) {
     ordered_json object;
@@ -86,19 +86,19 @@ std::string render_json(const std::string &command, const Result &result) {
   return line_of(json);
 }
 
-std::string render_json(const std::string &command, const CommandError &error) {
+std::string render_json(const std::string &command, const CommandFailure &failure) {
   ordered_json json = document(command, false);
-  json["error"] = error.what();
-  for (const Range &range : error.rejected()) {
+  json["error"] = failure.what;
+  for (const Range &range : failure.rejected) {
     json["rejected"].push_back({{"first", range.lower}, {"last", range.upper}});
   }
   return line_of(json);
 }
 
-std::string render_error(const CommandError &error) {
-  std::string text = fmt::format("{}\n", error.what());
-  if (!error.rejected().empty()) {
-    text += fmt::format("Rejected: {}\n", ranges_text(error.rejected()));
+std::string render_failure(const CommandFailure &failure) {
+  std::string text = fmt::format("{}\n", failure.what);
+  if (!failure.rejected.empty()) {
+    text += fmt::format("Rejected: {}\n", ranges_text(failure.rejected));
   }
   return text;
 }

@@ -13,14 +13,14 @@
 #include <variant>
 #include <vector>
 
-#include "host/shell/command_error.h"
+#include "host/shell/command_failure.h"
 #include "host/shell/command_tree.h"
 
 namespace shell {
 
 using Cell = std::variant<std::uint32_t, std::string>;
 
-struct Result {
+struct Output {
   std::vector<Column> columns;
   std::vector<std::vector<Cell>> rows;  ///< as many cells as columns
   std::string empty;                    ///< shown when there are columns and no rows
@@ -28,13 +28,13 @@ struct Result {
 };
 
 /// @param emphasis whether the head of a table may be set off, as on a terminal
-std::string render_text(const Result &result, bool emphasis);
+std::string render_text(const Output &result, bool emphasis);
 
 /// @param command written out in full
-std::string render_json(const std::string &command, const Result &result);
-std::string render_json(const std::string &command, const CommandError &error);
+std::string render_json(const std::string &command, const Output &result);
+std::string render_json(const std::string &command, const CommandFailure &failure);
 
 /// The sentence, and under it what was rejected.
-std::string render_error(const CommandError &error);
+std::string render_failure(const CommandFailure &failure);
 
 }  // namespace shell

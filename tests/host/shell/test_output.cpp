@@ -1,11 +1,11 @@
-#include "host/shell/result.h"
+#include "host/shell/output.h"
 
 #include <gtest/gtest.h>
 
 namespace shell {
 namespace {
 
-Result counters() {
+Output counters() {
   return {{{1, "interface", "Interface", ColumnType::interface},
            {2, "tx_unicast", "Tx unicast", ColumnType::number}},
           {{"ethernet 1/3", 7u}, {"port-channel 12", 3755744309u}},
@@ -25,35 +25,35 @@ TEST(Table, HeadIsSetOffOnATerminalOnly) {
 }
 
 TEST(Table, WithoutRowsIsANote) {
-  Result result = counters();
+  Output result = counters();
   result.rows.clear();
   EXPECT_EQ(render_text(result, true), "No active interfaces.\n");
 }
 
 TEST(Json, HasOneShapeForEveryOutcome) {
-  Result result = counters();
+  Output result = counters();
   result.rows.pop_back();
   EXPECT_EQ(render_json("show counters", result),
             "{\"version\":1,\"command\":\"show counters\",\"ok\":true,"
             "\"rows\":[{\"interface\":\"ethernet 1/3\",\"tx_unicast\":7}],\"text\":\"\",\"error\":\"\","
             "\"rejected\":[]}\n");
-  EXPECT_EQ(render_json("copy running-config startup-config", Result{}),
+  EXPECT_EQ(render_json("copy running-config startup-config", Output{}),
             "{\"version\":1,\"command\":\"copy running-config startup-config\",\"ok\":true,\"rows\":[],"
             "\"text\":\"\",\"error\":\"\",\"rejected\":[]}\n");
   EXPECT_EQ(
-      render_json("vlan 5 cin", CommandError(status_failed, "No.", {{5, 7}})),
+      render_json("vlan 5 cin", CommandFailure(host::Failure("No."), {{5, 7}})),
       "{\"version\":1,\"command\":\"vlan 5 cin\",\"ok\":false,\"rows\":[],\"text\":\"\",\"error\":\"No.\","
       "\"rejected\":[{\"first\":5,\"last\":7}]}\n");
 }
 
 TEST(Json, SurvivesBytesThatAreNoText) {
-  EXPECT_NE(render_json("x", CommandError(status_failed, "\xff\xfe")).find("\"error\":\"\xEF\xBF\xBD"),
+  EXPECT_NE(render_json("x", CommandFailure(host::Failure("\xff\xfe"))).find("\"error\":\"\xEF\xBF\xBD"),
             std::string::npos);
 }
 
 TEST(Failure, IsASentenceAndWhatWasRejected) {
-  EXPECT_EQ(render_error(CommandError(status_failed, "No.")), "No.\n");
-  EXPECT_EQ(render_error(CommandError(status_failed, "No.", {{5, 7}, {9, 9}})), "No.\nRejected: 5-7,9\n");
+  EXPECT_EQ(render_failure(CommandFailure(host::Failure("No."))), "No.\n");
+  EXPECT_EQ(render_failure(CommandFailure(host::Failure("No."), {{5, 7}, {9, 9}})), "No.\nRejected: 5-7,9\n");
 }
 
 }  // namespace
