@@ -24,12 +24,12 @@ const char *all_failed_text(boolean is_del) {
 }
 
 /* @return the list, null after answering a request whose list is missing or cut short */
-const cush_int_multi_range_t *vlan_list(const char *caller, cmd_rx_handle_t *handle) {
+const cush_int_multi_range_t *vlan_list(cmd_rx_handle_t *handle, tesk_place_t place = tesk_here()) {
   void *value = nullptr;
   uint32_t length = 0;
   if (cmd_req_attr_get(handle, TESK_ATTR_VLAN_LIST, &value, &length) != 0 || value == nullptr) {
     (void)cmd_rsp_send_nok(handle, 0, "attribute missing: vlan list");
-    TESK_ERR_AS(caller, "failed to get vlan range in req");
+    TESK_ERR_AT(place, "failed to get vlan range in req");
     return nullptr;
   }
   const auto *list = (const cush_int_multi_range_t *)value;
@@ -37,7 +37,7 @@ const cush_int_multi_range_t *vlan_list(const char *caller, cmd_rx_handle_t *han
   if (length < header || list->range_count > CUSH_RANGE_ENTRIES ||
       list->range_count > (length - header) / sizeof list->range[0]) {
     (void)cmd_rsp_send_nok(handle, 0, "Invalid VLAN list\n");
-    TESK_ERR_AS(caller, "%s: VLAN list of the CIN VLAN command cut short: %u bytes\n", caller, length);
+    TESK_ERR_AT(place, "%s: VLAN list of the CIN VLAN command cut short: %u bytes\n", place.function, length);
     return nullptr;
   }
   return list;
@@ -60,12 +60,12 @@ vlan_feat_map_t *feature_map_new() {
   return map;
 }
 
-boolean process_vlan(const char *caller, const cin_command_t *command, vlan_id_t vlan) {
+boolean process_vlan(const cin_command_t *command, vlan_id_t vlan, tesk_place_t place) {
   if (command->is_del) {
     return tesk_cli_vlan_del_handler(vlan);
   }
   if (vlan_mgr_check_feat(VDC, vlan, command->not_allowed) == 0) {
-    TESK_CTRL_AS(caller, "Incompatible feature found for vlan = %d, hence skipping..\n", vlan);
+    TESK_CTRL_AT(place, "Incompatible feature found for vlan = %d, hence skipping..\n", vlan);
     return false;
   }
   return tesk_cli_vlan_add_handler(vlan);
@@ -73,13 +73,13 @@ boolean process_vlan(const char *caller, const cin_command_t *command, vlan_id_t
 
 /* Numbers above the last VLAN fail as one, without a bit and without a look at each of them; a list that
  * repeats itself is announced as far as there is room. */
-void process_range(const char *caller, cin_command_t *command, uint32_t lower, uint32_t upper) {
+void process_range(cin_command_t *command, uint32_t lower, uint32_t upper, tesk_place_t place) {
   if (upper >= lower && upper > TESK_VLAN_LAST) {
     command->cfg_failed++;
     upper = TESK_VLAN_LAST;
   }
   for (uint32_t vlan = lower; vlan <= upper; vlan++) {
-    if (!process_vlan(caller, command, (vlan_id_t)vlan)) {
+    if (!process_vlan(command, (vlan_id_t)vlan, place)) {
       bitset_set_bit(&command->failed, vlan);
       command->cfg_failed++;
       continue;
@@ -91,27 +91,27 @@ void process_range(const char *caller, cin_command_t *command, uint32_t lower, u
   }
 }
 
-void tell_vlan_manager(const char *caller, const cin_command_t *command) {
+void tell_vlan_manager(const cin_command_t *command, tesk_place_t place = tesk_here()) {
   if (command->is_del) {
     if (tesk_send_unset_feat_in_vlan(command->vlans_to_configure, command->no_vlans) == 0) {
-      TESK_CTRL_AS(caller, "tesk_send_unset_feat_in_vlan succeeded.\n");
+      TESK_CTRL_AT(place, "tesk_send_unset_feat_in_vlan succeeded.\n");
     } else {
-      TESK_ERR_AS(caller, "tesk_send_unset_feat_in_vlan failed for %d vlans.\n", command->no_vlans);
+      TESK_ERR_AT(place, "tesk_send_unset_feat_in_vlan failed for %d vlans.\n", command->no_vlans);
     }
   } else if (tesk_send_set_feat_in_vlan(command->vlans_to_configure, command->no_vlans) == 0) {
-    TESK_CTRL_AS(caller, "tesk_send_set_feat_in_vlan succeeded.\n");
+    TESK_CTRL_AT(place, "tesk_send_set_feat_in_vlan succeeded.\n");
   } else {
-    TESK_ERR_AS(caller, "tesk_send_set_feat_in_vlan failed for %d vlans.\n", command->no_vlans);
+    TESK_ERR_AT(place, "tesk_send_set_feat_in_vlan failed for %d vlans.\n", command->no_vlans);
   }
 }
 
-void answer_partial_failure(const char *caller, cmd_rx_handle_t *handle, const cin_command_t *command) {
+void answer_partial_failure(cmd_rx_handle_t *handle, const cin_command_t *command, tesk_place_t place) {
   cush_int_multi_range_t rejected = {};
   if (!tesk_build_vlan_mrange(&command->failed, &rejected)) {
-    TESK_ERR_AS(caller, "Failed to create the failed VLAN multi-range\n");
+    TESK_ERR_AT(place, "Failed to create the failed VLAN multi-range\n");
   }
   if (!tesk_set_failed_mrange(handle, &rejected)) {
-    TESK_ERR_AS(caller, "Failed to set VLAN multi-range\n");
+    TESK_ERR_AT(place, "Failed to set VLAN multi-range\n");
   }
   char text[VLAN_TEXT_BYTES] = "";
   int done = 0;
@@ -123,18 +123,19 @@ void answer_partial_failure(const char *caller, cmd_rx_handle_t *handle, const c
   }
 }
 
-void answer(const char *caller, cmd_rx_handle_t *handle, const cin_command_t *command) {
+void answer(cmd_rx_handle_t *handle, const cin_command_t *command, tesk_place_t place = tesk_here()) {
   if (command->cfg_failed == 0) {
     (void)cmd_rsp_send_ok(handle);
   } else if (command->cfg_succeeded == 0) {
     (void)cmd_rsp_send_nok(handle, 0, "%s", all_failed_text(command->is_del));
   } else {
-    answer_partial_failure(caller, handle, command);
+    answer_partial_failure(handle, command, place);
   }
 }
 
 /* @return false when memory is short */
-boolean process_list(const char *caller, cin_command_t *command, const cush_int_multi_range_t *list) {
+boolean process_list(cin_command_t *command, const cush_int_multi_range_t *list,
+                     tesk_place_t place = tesk_here()) {
   vlan_feat_map_t *bmp_not_allowed = feature_map_new();
   vlan_feat_map_t *bmp_cin = feature_map_new();
   const boolean allocated = bmp_not_allowed != nullptr && bmp_cin != nullptr;
@@ -144,7 +145,7 @@ boolean process_list(const char *caller, cin_command_t *command, const cush_int_
     bitset_set_bit(bmp_cin, VLAN_FEAT_CIN);
     command->not_allowed = bmp_not_allowed;
     for (uint32_t i = 0; i < list->range_count; i++) {
-      process_range(caller, command, list->range[i].lower_int, list->range[i].upper_int);
+      process_range(command, list->range[i].lower_int, list->range[i].upper_int, place);
     }
     command->not_allowed = nullptr;
   }
@@ -158,7 +159,7 @@ boolean process_list(const char *caller, cin_command_t *command, const cush_int_
 void tesk_cli_process_cin_cfg(cmd_rx_handle_t *cmd_hdl, qbus_msg_ref_t *) {
   cin_command_t command;
   command.is_del = cmd_req_action_is_del(cmd_hdl) != 0;
-  const cush_int_multi_range_t *list = vlan_list(__func__, cmd_hdl);
+  const cush_int_multi_range_t *list = vlan_list(cmd_hdl);
   if (list == nullptr) {
     return;
   }
@@ -171,13 +172,13 @@ void tesk_cli_process_cin_cfg(cmd_rx_handle_t *cmd_hdl, qbus_msg_ref_t *) {
   command.failed.size = VLAN_BITSET_BYTES;
   bitset_clear(&command.failed);
   command.cfg_succeeded = command.cfg_failed = command.no_vlans = 0;
-  if (!process_list(__func__, &command, list)) {
+  if (!process_list(&command, list)) {
     TESK_ERR("%s: no memory for the feature maps\n", __func__);
     (void)cmd_rsp_send_nok(cmd_hdl, 0, "%s", all_failed_text(command.is_del));
     return;
   }
   if (command.cfg_succeeded != 0) {
-    tell_vlan_manager(__func__, &command);
+    tell_vlan_manager(&command);
   }
-  answer(__func__, cmd_hdl, &command);
+  answer(cmd_hdl, &command);
 }

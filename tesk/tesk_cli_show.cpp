@@ -23,13 +23,13 @@ cmd_rsp_t *response_start(cmd_rx_handle_t *handle, uint8_t *buffer) {
 }
 
 /* @return true when the attribute holds the ranges that it counts */
-boolean ranges_are_whole(const char *caller, const cush_intf_range_t *ranges, uint32_t length) {
+boolean ranges_are_whole(const cush_intf_range_t *ranges, uint32_t length, tesk_place_t place = tesk_here()) {
   constexpr uint32_t header = offsetof(cush_intf_range_t, range);
   if (length >= header && ranges->range_count <= CUSH_RANGE_ENTRIES &&
       ranges->range_count <= (length - header) / sizeof ranges->range[0]) {
     return true;
   }
-  TESK_ERR_AS(caller, "%s: interface range of show counters cut short: %u bytes\n", caller, length);
+  TESK_ERR_AT(place, "%s: interface range of show counters cut short: %u bytes\n", place.function, length);
   return false;
 }
 
@@ -63,13 +63,13 @@ void add_record(cmd_rsp_t *response, const tesk_cli_sh_stat_t *record) {
 }
 
 /* Answers a request for counters with what was gathered. */
-void send_stats(const char *caller, cmd_rx_handle_t *handle, cmd_rsp_t *response, const stat_list_t *stats,
-                boolean interface_asked) {
+void send_stats(cmd_rx_handle_t *handle, cmd_rsp_t *response, const stat_list_t *stats,
+                boolean interface_asked, tesk_place_t place = tesk_here()) {
   if (stats->count == 0) {
     if (interface_asked) {
-      TESK_CTRL_AS(caller, "Specified interface inactive or does not exist\n");
+      TESK_CTRL_AT(place, "Specified interface inactive or does not exist\n");
     } else {
-      TESK_CTRL_AS(caller, "No active interfaces\n");
+      TESK_CTRL_AT(place, "No active interfaces\n");
     }
     (void)cmd_rsp_send_ok(handle);
     return;
@@ -96,7 +96,7 @@ void tesk_cli_bkend_show_counters(cmd_rx_handle_t *h, qbus_msg_ref_t *) {
       cmd_req_attr_get(h, TESK_ATTR_IF_RANGE, &value, &length) == 0 && value != nullptr && length != 0;
   if (asked) {
     const auto *ranges = (const cush_intf_range_t *)value;
-    if (!ranges_are_whole(__func__, ranges, length)) {
+    if (!ranges_are_whole(ranges, length)) {
       (void)cmd_rsp_send_nok(h, 0, "Invalid interface range\n");
       return;
     }
@@ -108,7 +108,7 @@ void tesk_cli_bkend_show_counters(cmd_rx_handle_t *h, qbus_msg_ref_t *) {
     TESK_CTRL(":If:All\n");
     tesk_port_hsh_tbl_get_stat(&stats.count, stats.record);
   }
-  send_stats(__func__, h, response, &stats, asked);
+  send_stats(h, response, &stats, asked);
 }
 
 void tesk_cli_bkend_show_cin(cmd_rx_handle_t *h, qbus_msg_ref_t *) {

@@ -2,9 +2,11 @@
  * readable from outside the process, and, for a category whose printing is on, onto the console.
  *
  * A trace is made with TESK_PKT, TESK_CTRL or TESK_ERR, which add the calling function and the line. A
- * text whose operands begin with the function's name says so itself ("%s: …", __func__). A function that
- * traces on behalf of the operation that it is a part of takes that operation's name as `caller` and uses
- * the _AS forms, so that the history names operations and not how they are cut into functions.
+ * text whose operands begin with the function's name says so itself ("%s: …", __func__). The history names
+ * operations and not how they are cut into functions: a part of an operation takes the place where the
+ * operation calls it, as a last argument that the compiler fills in, and traces there with the _AT forms.
+ *
+ *     boolean part_of_it(int number, tesk_place_t place = tesk_here());
  *
  * A trace costs one bounded format even when nothing is recorded; it allocates nothing, never fails, and
  * must not be issued from a signal handler. */
@@ -44,11 +46,17 @@ extern boolean tesk_dbg_ctrl;
  */
 boolean tesk_init_tracekit();
 
-/** Whose trace it is, and where it stands. */
+/** The operation that a trace is made for, and the line in it. */
 typedef struct tesk_place {
   const char *function;
   int line;
 } tesk_place_t;
+
+/** @return the place of the call, also as the default of an argument: then that of the call that leaves it
+ * out */
+constexpr tesk_place_t tesk_here(const char *function = __builtin_FUNCTION(), int line = __builtin_LINE()) {
+  return {.function = function, .line = line};
+}
 
 /** Room for "function(line): " put together by the compiler, and the length that says that it was not. */
 enum { TESK_TRACE_PREFIX_BYTES = 64, TESK_TRACE_NO_PREFIX = TESK_TRACE_PREFIX_BYTES + 1 };
@@ -114,10 +122,10 @@ static inline const char *tesk_trace_text(const char *text) { return text == nul
     static constexpr tesk_trace_site_t site = tesk_trace_site_of({__func__, __LINE__}); \
     tesk_trace<format>(category, &site __VA_OPT__(, ) __VA_ARGS__);                     \
   } while (0)
-#define TESK_TRACE_AS(category, caller, format, ...)                \
+#define TESK_TRACE_AT(category, its_place, format, ...)             \
   do {                                                              \
     tesk_trace_site_t site;                                         \
-    site.place = {.function = caller, .line = __LINE__};            \
+    site.place = its_place;                                         \
     site.prefix_length = TESK_TRACE_NO_PREFIX;                      \
     tesk_trace<format>(category, &site __VA_OPT__(, ) __VA_ARGS__); \
   } while (0)
@@ -125,9 +133,9 @@ static inline const char *tesk_trace_text(const char *text) { return text == nul
 #define TESK_PKT(...) TESK_TRACE(TESK_TRACE_PKT, __VA_ARGS__)
 #define TESK_CTRL(...) TESK_TRACE(TESK_TRACE_CTRL, __VA_ARGS__)
 #define TESK_ERR(...) TESK_TRACE(TESK_TRACE_ERR, __VA_ARGS__)
-#define TESK_PKT_AS(caller, ...) TESK_TRACE_AS(TESK_TRACE_PKT, caller, __VA_ARGS__)
-#define TESK_CTRL_AS(caller, ...) TESK_TRACE_AS(TESK_TRACE_CTRL, caller, __VA_ARGS__)
-#define TESK_ERR_AS(caller, ...) TESK_TRACE_AS(TESK_TRACE_ERR, caller, __VA_ARGS__)
+#define TESK_PKT_AT(place, ...) TESK_TRACE_AT(TESK_TRACE_PKT, place, __VA_ARGS__)
+#define TESK_CTRL_AT(place, ...) TESK_TRACE_AT(TESK_TRACE_CTRL, place, __VA_ARGS__)
+#define TESK_ERR_AT(place, ...) TESK_TRACE_AT(TESK_TRACE_ERR, place, __VA_ARGS__)
 
 /** Records and prints a fixed text, a literal, without function and line. */
 #define TESK_TRACE_BARE(category, text)                 \

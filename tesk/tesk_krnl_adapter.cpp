@@ -17,12 +17,12 @@ vlan_hash_entry_t *tesk_vlan_list[TESKK_VLANS];
 namespace {
 
 /* The lowest VLANs of a port, as many as the record holds. */
-void fill_port_vlans(const char *caller, teskk_port_info_t *info, const tesk_port_t *port) {
+void fill_port_vlans(teskk_port_info_t *info, const tesk_port_t *port, tesk_place_t place = tesk_here()) {
   info->vlan_cnt = 0;
   for (int32_t vlan = bitset_first_bit(&port->vlan_bmp); vlan != -1;
        vlan = bitset_next_bit(&port->vlan_bmp, vlan)) {
     if (info->vlan_cnt == TESKK_PORT_VLANS) {
-      TESK_ERR_AS(caller, "Max VLAN count reached for port: 0x%x\n", port->if_idx);
+      TESK_ERR_AT(place, "Max VLAN count reached for port: 0x%x\n", port->if_idx);
       return;
     }
     teskk_port_vlan_t *entry = &info->vlan_lst[info->vlan_cnt++];
@@ -31,9 +31,9 @@ void fill_port_vlans(const char *caller, teskk_port_info_t *info, const tesk_por
   }
 }
 
-rcode_t request(const char *caller, unsigned long number, void *record) {
+rcode_t request(unsigned long number, void *record, tesk_place_t place = tesk_here()) {
   if (ioctl(teskkfd, number, record) < 0) {
-    TESK_ERR_AS(caller, "ioctl failure: %d\n", errno);
+    TESK_ERR_AT(place, "ioctl failure: %d\n", errno);
     return TESK_RC_FAILURE;
   }
   return TESK_RC_SUCCESS;
@@ -92,7 +92,7 @@ rcode_t tesk_krnl_add_or_update_vlans(vlan_hash_entry_t **list, uint16_t count) 
     vlan_lst.vlan_lst[i].ltl_cbl = list[i]->ltl & list[i]->cbl;
     list[i]->is_dirty = false;
   }
-  return request(__func__, TESKK_ADD_OR_UPDATE_VLANS, &vlan_lst);
+  return request(TESKK_ADD_OR_UPDATE_VLANS, &vlan_lst);
 }
 
 rcode_t tesk_krnl_add_or_update_vlan(vlan_hash_entry_t *entry) {
@@ -110,7 +110,7 @@ rcode_t tesk_krnl_del_vlan(vlan_hash_entry_t *entry) {
     entry->is_dirty = false;
     dirty_vlan_count--;
   }
-  return request(__func__, TESKK_DEL_VLAN, &entry->vlan);
+  return request(TESKK_DEL_VLAN, &entry->vlan);
 }
 
 rcode_t tesk_krnl_add_or_update_ports(tesk_port_t **list, uint16_t count) {
@@ -134,11 +134,11 @@ rcode_t tesk_krnl_add_or_update_ports(tesk_port_t **list, uint16_t count) {
     info->if_idx = port->if_idx;
     info->if_type = port->if_type;
     info->kestrix_port = port->kestrix_port;
-    fill_port_vlans(__func__, info, port);
+    fill_port_vlans(info, port);
     port->is_dirty = false;
   }
   /* A refusal is traced and counts as delivered. */
-  (void)request(__func__, TESKK_ADD_OR_UPDATE_PORTS, &port_lst);
+  (void)request(TESKK_ADD_OR_UPDATE_PORTS, &port_lst);
   return TESK_RC_SUCCESS;
 }
 
@@ -157,7 +157,7 @@ rcode_t tesk_krnl_del_port(tesk_port_t *port) {
     port->is_dirty = false;
     dirty_port_count--;
   }
-  return request(__func__, TESKK_DEL_PORT, &port->if_idx);
+  return request(TESKK_DEL_PORT, &port->if_idx);
 }
 
 rcode_t tesk_krnl_sync_port() {
@@ -219,7 +219,7 @@ rcode_t tesk_krnl_get_port_counters(if_index_t if_idx, tesk_cli_sh_stat_t *stat)
   }
   teskk_port_counters_t counters = {};
   counters.if_idx = if_idx;
-  const rcode_t result = request(__func__, TESKK_GET_PORT_COUNTERS, &counters);
+  const rcode_t result = request(TESKK_GET_PORT_COUNTERS, &counters);
   if (result != TESK_RC_SUCCESS) {
     return result;
   }

@@ -26,25 +26,25 @@ version_id_t running_version() { return version_id_set(0, 0, 1); }
 
 /* @param result receives -1 or a code of the store service
  * @return false when the store was not made; a creation without a handle is none, whatever its code */
-boolean debug_store_create(const char *caller, rcode_t *result) {
+boolean debug_store_create(rcode_t *result, tesk_place_t place = tesk_here()) {
   const kvs_service_t created = kvs_create(tesk_kvs_debug_url, result);
   if (created == 0) {
-    TESK_ERR_AS(caller, "TESK KVS Create Error\n");
+    TESK_ERR_AT(place, "TESK KVS Create Error\n");
     return false;
   }
   *result = kvs_max_key(created, DEBUG_MAX_KEY);
   if (*result != 0) {
-    TESK_ERR_AS(caller, "TESK kvs_max_key Error\n");
+    TESK_ERR_AT(place, "TESK kvs_max_key Error\n");
     return false;
   }
   *result = kvs_max_value(created, (tracekit_get_max_kvsvalue() * 2) & 0xFFFE);
   if (*result != 0) {
-    TESK_ERR_AS(caller, "TESK kvs_max_value Error\n");
+    TESK_ERR_AT(place, "TESK kvs_max_value Error\n");
     tesk_kvs_startup_cfg = 0;
     return false;
   }
   if (tesk_cfg_kvs_version(created) != 0) {
-    TESK_ERR_AS(caller, "TESK set_kvs_ver Error\n");
+    TESK_ERR_AT(place, "TESK set_kvs_ver Error\n");
     *result = (rcode_t)-1;
     return false;
   }
@@ -52,60 +52,60 @@ boolean debug_store_create(const char *caller, rcode_t *result) {
 }
 
 /* Copies the startup store if it is of this version. */
-rcode_t running_store_copy(const char *caller, kvs_service_t reference, const char *running_uri) {
+rcode_t running_store_copy(kvs_service_t reference, const char *running_uri, tesk_place_t place) {
   version_id_t saved = 0;
   rcode_t result = kvs_version_get(reference, VERSION_SLOT, &saved);
   if (result != 0) {
     return result;
   }
   if (!tesk_kvs_are_versions_compatible(running_version(), saved)) {
-    TESK_ERR_AS(caller, "%s:Startup Configuration Version compatibility check failed\n", caller);
+    TESK_ERR_AT(place, "%s:Startup Configuration Version compatibility check failed\n", place.function);
     return TESK_RC_VERSION;
   }
-  TESK_CTRL_AS(caller, "%s:Startup Configuration Version compatibility check succeeded\n", caller);
+  TESK_CTRL_AT(place, "%s:Startup Configuration Version compatibility check succeeded\n", place.function);
   result = kvs_snapshot(reference, 0, running_uri);
   if (result != 0) {
-    TESK_ERR_AS(caller, "%s:Failed to snapshot reference to running KVS - 0x%x", caller, result);
+    TESK_ERR_AT(place, "%s:Failed to snapshot reference to running KVS - 0x%x", place.function, result);
   } else {
-    TESK_CTRL_AS(caller, "%s:Startup Configuration copied to running configuration\n", caller);
+    TESK_CTRL_AT(place, "%s:Startup Configuration copied to running configuration\n", place.function);
   }
   return result;
 }
 
-rcode_t running_store_create(const char *caller, const char *running_uri, kvs_service_t *created) {
+rcode_t running_store_create(const char *running_uri, kvs_service_t *created, tesk_place_t place) {
   rcode_t result = 0;
   *created = kvs_create(running_uri, &result);
   if (result != 0) {
-    TESK_ERR_AS(caller, "%s:Failed to create KVS for running KVS\n", caller);
+    TESK_ERR_AT(place, "%s:Failed to create KVS for running KVS\n", place.function);
     return result;
   }
   result = kvs_version_set(*created, VERSION_SLOT, running_version());
   if (result != 0) {
-    TESK_ERR_AS(caller, "%s:Failed to set KVS version for running cfg\n", caller);
+    TESK_ERR_AT(place, "%s:Failed to set KVS version for running cfg\n", place.function);
     return result;
   }
   result = kvs_max_value(*created, RUNNING_MAX_VALUE);
   if (result != 0) {
-    TESK_ERR_AS(caller, "%s:Failed to set max val sz for KVS\n", caller);
+    TESK_ERR_AT(place, "%s:Failed to set max val sz for KVS\n", place.function);
   }
   return result;
 }
 
 /* Brings a store into being at the running URI, from the reference or empty. */
-rcode_t running_store_make(const char *caller, const char *running_uri, kvs_service_t reference,
-                           kvs_service_t *handle) {
+rcode_t running_store_make(const char *running_uri, kvs_service_t reference, kvs_service_t *handle,
+                           tesk_place_t place = tesk_here()) {
   rcode_t copied = 0;
   if (reference > 0) {
-    copied = running_store_copy(caller, reference, running_uri);
+    copied = running_store_copy(reference, running_uri, place);
     if (copied == 0) {
       return 0;
     }
   }
-  TESK_CTRL_AS(caller, "%s:Creating fresh running configuration\n", caller);
+  TESK_CTRL_AT(place, "%s:Creating fresh running configuration\n", place.function);
   if (copied != 0) {
-    TESK_ERR_AS(caller, "%s:Failed to snapshot reference to running KVS\n", caller);
+    TESK_ERR_AT(place, "%s:Failed to snapshot reference to running KVS\n", place.function);
   }
-  return running_store_create(caller, running_uri, handle);
+  return running_store_create(running_uri, handle, place);
 }
 
 }  // namespace
@@ -131,7 +131,7 @@ rcode_t tesk_kvs_dbg_init() {
   rcode_t result = 0;
   tesk_debug_kvs = kvs_open(tesk_kvs_debug_url, &result);
   if (tesk_debug_kvs == 0) {
-    if (!debug_store_create(__func__, &result)) {
+    if (!debug_store_create(&result)) {
       return result;
     }
     tesk_debug_kvs = kvs_open(tesk_kvs_debug_url, &result);
@@ -177,7 +177,7 @@ bool tesk_kvs_are_versions_compatible(version_id_t cur_version, version_id_t sav
 rcode_t tesk_kvs_create_and_open_config_kvs(char *running_uri, kvs_service_t *running_kvs_p,
                                             kvs_service_t reference_kvs) {
   kvs_service_t handle = 0;
-  rcode_t result = running_store_make(__func__, running_uri, reference_kvs, &handle);
+  rcode_t result = running_store_make(running_uri, reference_kvs, &handle);
   if (result == 0) {
     handle = kvs_open(running_uri, &result);
     if (result != 0) {

@@ -15,15 +15,15 @@ tesk_kvs_key_t key_of(vlan_id_t vlan) {
 vlan_id_t key_vlan(const tesk_kvs_key_t *key) { return (vlan_id_t)ntohl((uint32_t)key->vlan); }
 
 /* @return false for a record that is not a CIN VLAN's, after tracing it */
-boolean read_cin_key(const char *caller, const kvs_datum_t *datum, vlan_id_t *vlan) {
+boolean read_cin_key(const kvs_datum_t *datum, vlan_id_t *vlan, tesk_place_t place = tesk_here()) {
   tesk_kvs_key_t key;
   if (datum->siz < sizeof key) {
-    TESK_ERR_AS(caller, "%s: Key of %u bytes in KVS is too short\n", caller, datum->siz);
+    TESK_ERR_AT(place, "%s: Key of %u bytes in KVS is too short\n", place.function, datum->siz);
     return false;
   }
   memcpy(&key, datum->ptr, sizeof key);
   if (key.tesk_key_type != TESK_KVS_KEY_CIN_VLAN) {
-    TESK_ERR_AS(caller, "%s: Unknown key type (%d) in KVS\n", caller, key.tesk_key_type);
+    TESK_ERR_AT(place, "%s: Unknown key type (%d) in KVS\n", place.function, key.tesk_key_type);
     return false;
   }
   *vlan = key_vlan(&key);
@@ -43,7 +43,7 @@ rcode_t tesk_kvs_cin_vlan_config_get(kvs_service_t kvs, uint16_t *vlan_count, vl
   rcode_t result = 0;
   const kvs_datum_t *key = kvs_move2location(kvs, KVS_LOCATION_FIRST, &result);
   for (; key != nullptr; key = kvs_move2location(kvs, KVS_LOCATION_NEXT, &result)) {
-    if (!read_cin_key(__func__, key, &list[count])) {
+    if (!read_cin_key(key, &list[count])) {
       continue;
     }
     count++;

@@ -49,23 +49,26 @@ void count_flood(uint32_t ltl, const uint8_t *frame) {
 }
 
 /* @return false when the frame is to be dropped */
-boolean choose_destination(const char *caller, const uint8_t *frame, uint16_t vlan, destination_t *to) {
+boolean choose_destination(const uint8_t *frame, uint16_t vlan, destination_t *to,
+                           tesk_place_t place = tesk_here()) {
   tesk_port_t *port = frame_is_group(frame) ? nullptr : tesk_fib_hash_lookup(frame, vlan);
   if (port != nullptr) {
     if (!tesk_port_vlan_forwarding(port, vlan)) [[unlikely]] {
-      TESK_PKT_AS(caller, "%s:Port-VLAN[%08x-%d] CBL BLK, not forwarding\n", caller, port->if_idx, vlan);
+      TESK_PKT_AT(place, "%s:Port-VLAN[%08x-%d] CBL BLK, not forwarding\n", place.function, port->if_idx,
+                  vlan);
       return false;
     }
     if (port->kestrix_port != TESK_NO_ASIC_PORT) {
       *to = {.ltl = tesk_port_bit(port->kestrix_port), .port = port};
       return true;
     }
-    TESK_PKT_AS(caller, "%s:Could not retrieve HW port number for ifindex [0x%x]\n", caller, port->if_idx);
+    TESK_PKT_AT(place, "%s:Could not retrieve HW port number for ifindex [0x%x]\n", place.function,
+                port->if_idx);
   }
   /* A VLAN outside the table yields all ones: a flood to every port. */
   *to = {.ltl = tesk_vlan_hash_get_cbl_ltl(vlan), .port = nullptr};
   if (to->ltl == 0) {
-    TESK_PKT_AS(caller, "%s:Failed to retrieve LTL for vlan [%d]\n", caller, vlan);
+    TESK_PKT_AT(place, "%s:Failed to retrieve LTL for vlan [%d]\n", place.function, vlan);
     return false;
   }
   return true;
@@ -80,25 +83,28 @@ void finish_header(kestrix_fh_hdr_t *header, uint16_t vlan, const destination_t 
   }
 }
 
-/* The port that a frame may enter by; null after tracing why it may not. */
-tesk_port_t *admit_inband(const char *caller, const uint8_t *packet, uint16_t vlan) {
+/* The port that a frame may enter by; null after tracing why it may not. Inlined, so that the place costs
+ * nothing on the way of a frame that may. */
+[[gnu::always_inline]] inline tesk_port_t *admit_inband(const uint8_t *packet, uint16_t vlan,
+                                                        tesk_place_t place = tesk_here()) {
   const auto *header = (const kestrix_th_hdr_t *)packet;
   if (!kestrix_th_ce(header)) [[unlikely]] {
-    TESK_PKT_AS(caller, "%s:Received Non-CE frame, dropping it [%s]\n", caller, TESK_INBAND_DEVICE);
+    TESK_PKT_AT(place, "%s:Received Non-CE frame, dropping it [%s]\n", place.function, TESK_INBAND_DEVICE);
     return nullptr;
   }
   if (!kestrix_th_tagged(header)) [[unlikely]] {
-    TESK_PKT_AS(caller, "%s:Received Untagged frame, dropping it [%s]\n", caller, TESK_INBAND_DEVICE);
+    TESK_PKT_AT(place, "%s:Received Untagged frame, dropping it [%s]\n", place.function, TESK_INBAND_DEVICE);
     return nullptr;
   }
   const uint8_t ingress = kestrix_th_ingress_plid(header);
   tesk_port_t *port = tesk_kes_port_to_port_context(ingress);
   if (port == nullptr) [[unlikely]] {
-    TESK_PKT_AS(caller, "%s: Failed to lookup port context for Kestrix port[%d]\n", caller, ingress);
+    TESK_PKT_AT(place, "%s: Failed to lookup port context for Kestrix port[%d]\n", place.function, ingress);
     return nullptr;
   }
   if (!tesk_port_has_vlan(port, vlan)) [[unlikely]] {
-    TESK_PKT_AS(caller, "%s: Ingress Port[0x%x] is not a member of VLAN[%d]\n", caller, port->if_idx, vlan);
+    TESK_PKT_AT(place, "%s: Ingress Port[0x%x] is not a member of VLAN[%d]\n", place.function, port->if_idx,
+                vlan);
     return nullptr;
   }
   return port;
@@ -135,7 +141,7 @@ uint16_t tesk_tx_inband(uint16_t vlan, uint8_t *frame_buffer, int length) {
   kestrix_fh_clear(header);
   kestrix_fh_set_ce(header);
   destination_t to;
-  if (!choose_destination(__func__, frame, vlan, &to)) [[unlikely]] {
+  if (!choose_destination(frame, vlan, &to)) [[unlikely]] {
     return 0;
   }
   finish_header(header, vlan, &to);
@@ -169,7 +175,7 @@ int tesk_rx_inband() {
       continue;
     }
     const uint16_t vlan = frame_vlan(frame);
-    tesk_port_t *port = admit_inband(__func__, buf, vlan);
+    tesk_port_t *port = admit_inband(buf, vlan);
     if (port == nullptr) [[unlikely]] {
       continue;
     }

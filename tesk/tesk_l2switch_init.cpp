@@ -22,28 +22,28 @@ boolean tesk_l2_init_done = false;
 
 namespace {
 
-int open_socket(const char *caller, const char *device) {
+int open_socket(const char *device, tesk_place_t place = tesk_here()) {
   const int descriptor = socket(AF_PACKET, SOCK_RAW, htons(TESK_FRAME_PROTOCOL));
   if (descriptor < 0) {
-    TESK_ERR_AS(caller, "%s:Error creating RAW socket for device [%s]\n", caller, device);
+    TESK_ERR_AT(place, "%s:Error creating RAW socket for device [%s]\n", place.function, device);
   }
   return descriptor;
 }
 
-boolean make_nonblocking(const char *caller, int descriptor, const char *device) {
+boolean make_nonblocking(int descriptor, const char *device, tesk_place_t place = tesk_here()) {
   const int flags = fcntl(descriptor, F_GETFL, 0);
   if (flags < 0 || fcntl(descriptor, F_SETFL, flags | O_NONBLOCK) < 0) {
-    TESK_ERR_AS(caller, "%s:Error Setting socket in Non-Block mode[%s]\n (%d)", caller, device, errno);
+    TESK_ERR_AT(place, "%s:Error Setting socket in Non-Block mode[%s]\n (%d)", place.function, device, errno);
     return false;
   }
   return true;
 }
 
-boolean bind_to_device(const char *caller, int descriptor, const char *device) {
+boolean bind_to_device(int descriptor, const char *device, tesk_place_t place = tesk_here()) {
   ifreq request = {};
   (void)snprintf(request.ifr_name, sizeof request.ifr_name, "%s", device);
   if (ioctl(descriptor, SIOCGIFINDEX, &request) < 0) {
-    TESK_ERR_AS(caller, "%s:Error getting Interface index for [%s]\n", caller, device);
+    TESK_ERR_AT(place, "%s:Error getting Interface index for [%s]\n", place.function, device);
     return false;
   }
   sockaddr_ll address = {};
@@ -51,7 +51,7 @@ boolean bind_to_device(const char *caller, int descriptor, const char *device) {
   address.sll_protocol = htons(TESK_FRAME_PROTOCOL);
   address.sll_ifindex = request.ifr_ifindex;
   if (bind(descriptor, (const sockaddr *)&address, sizeof address) < 0) {
-    TESK_ERR_AS(caller, "%s:Error binding raw socket to interface[%s]\n", caller, device);
+    TESK_ERR_AT(place, "%s:Error binding raw socket to interface[%s]\n", place.function, device);
     return false;
   }
   return true;
@@ -67,25 +67,25 @@ const char *management_device() {
 rcode_t tesk_l2switch_init() {
   sock_inband = 0;
   sock_mgmt = 0;
-  const int inband = open_socket(__func__, TESK_INBAND_DEVICE);
+  const int inband = open_socket(TESK_INBAND_DEVICE);
   if (inband < 0) {
     return TESK_RC_SOCKET;
   }
-  if (!make_nonblocking(__func__, inband, TESK_INBAND_DEVICE)) {
+  if (!make_nonblocking(inband, TESK_INBAND_DEVICE)) {
     return TESK_RC_SOCKET; /* the descriptor stays open on this path */
   }
-  if (!bind_to_device(__func__, inband, TESK_INBAND_DEVICE)) {
+  if (!bind_to_device(inband, TESK_INBAND_DEVICE)) {
     (void)close(inband);
     return TESK_RC_SOCKET;
   }
   const char *device = management_device();
   (void)snprintf(lnx_eth_if, sizeof lnx_eth_if, "%s", device); /* a longer name is cut for the traces */
-  const int management = open_socket(__func__, device);
+  const int management = open_socket(device);
   if (management < 0) {
     (void)close(inband);
     return TESK_RC_SOCKET;
   }
-  if (!make_nonblocking(__func__, management, device) || !bind_to_device(__func__, management, device)) {
+  if (!make_nonblocking(management, device) || !bind_to_device(management, device)) {
     (void)close(inband);
     (void)close(management);
     return TESK_RC_SOCKET;

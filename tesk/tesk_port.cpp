@@ -31,15 +31,15 @@ tesk_port_t *context_allocate(if_index_t if_idx, if_index_type_t if_type, if_ord
   return port;
 }
 
-void sol_ports_set(const char *caller, uint32_t ltl) {
+void sol_ports_set(uint32_t ltl, tesk_place_t place = tesk_here()) {
   if (!tesk_vlan_hash_set_ltl(sol_vlan, ltl)) {
-    TESK_ERR_AS(caller, "%s: Failed to set LTL(0x%x) for VLAN(%d)\n", caller, ltl, sol_vlan);
+    TESK_ERR_AT(place, "%s: Failed to set LTL(0x%x) for VLAN(%d)\n", place.function, ltl, sol_vlan);
   }
   tesk_krnl_vlan_info_dirty(sol_vlan);
 }
 
 /* @return the interface indexes written, at most 32 */
-uint32_t list_shadow_members(const char *caller, uint16_t vlan, if_index_t *list) {
+uint32_t list_shadow_members(uint16_t vlan, if_index_t *list, tesk_place_t place = tesk_here()) {
   uint32_t size = 0;
   for (const ifindex_hash_entry_t *entry : ifidx_bucket) {
     for (; entry != nullptr; entry = entry->next) {
@@ -48,7 +48,7 @@ uint32_t list_shadow_members(const char *caller, uint16_t vlan, if_index_t *list
         continue;
       }
       if (size == TESK_LOOKUP_LIST_MAX) {
-        TESK_ERR_AS(caller, "%s:Port list size %d exhausted\n", caller, TESK_LOOKUP_LIST_MAX);
+        TESK_ERR_AT(place, "%s:Port list size %d exhausted\n", place.function, TESK_LOOKUP_LIST_MAX);
         return size;
       }
       list[size++] = port->if_idx;
@@ -112,7 +112,7 @@ tesk_port_t *tesk_create_port_context(if_index_t if_idx, if_ordinal iod) {
     free(port);
     return nullptr;
   }
-  sol_ports_set(__func__, ltl | tesk_port_bit(port->kestrix_port));
+  sol_ports_set(ltl | tesk_port_bit(port->kestrix_port));
   (void)tesk_setup_kes_to_port_map(port);
   return port;
 }
@@ -131,7 +131,7 @@ rcode_t tesk_delete_port_context(if_index_t if_idx) {
   if (ltl == TESK_LTL_ABSENT) {
     TESK_ERR("%s:Failed to retrieve Kestrix Port ID\n", __func__);
   } else {
-    sol_ports_set(__func__, ltl & ~tesk_port_bit(port->kestrix_port));
+    sol_ports_set(ltl & ~tesk_port_bit(port->kestrix_port));
   }
   if (!tesk_ifindex_hash_delete(if_idx)) {
     TESK_ERR("%s: Failed to delete port context(0x%x) from hash\n", __func__, if_idx);
@@ -167,7 +167,7 @@ rcode_t tesk_port_vlan_shadowdb_get_port_list(uint16_t vlan, uint32_t *if_idx_ls
     TESK_ERR("%s:Failed to allocate memory for if_index list\n", __func__);
     return TESK_RC_NO_MEMORY;
   }
-  const uint32_t size = list_shadow_members(__func__, vlan, list);
+  const uint32_t size = list_shadow_members(vlan, list);
   if (size == 0) {
     free(list);
     return TESK_RC_SUCCESS;

@@ -16,113 +16,116 @@ enum { CBL_PRINT_BYTES = 64 };
 /* The set of a notice is as long as its record, whatever its size word says. */
 void vlan_set_bound(vlan_bitset_t *set) { set->size = VLAN_BITSET_BYTES; }
 
-void vlan_ports_set(const char *caller, uint16_t vlan, uint32_t ltl) {
+void vlan_ports_set(uint16_t vlan, uint32_t ltl, tesk_place_t place) {
   if (!tesk_vlan_hash_set_ltl(vlan, ltl)) {
-    TESK_ERR_AS(caller, "%s: Failed to set LTL(0x%x) for VLAN(%d)\n", caller, ltl, vlan);
+    TESK_ERR_AT(place, "%s: Failed to set LTL(0x%x) for VLAN(%d)\n", place.function, ltl, vlan);
   }
 }
 
-void join_vlan(const char *caller, tesk_port_t *port, uint16_t vlan) {
+void join_vlan(tesk_port_t *port, uint16_t vlan, tesk_place_t place = tesk_here()) {
   const uint32_t ltl = tesk_vlan_hash_get_ltl(vlan);
   if (ltl == TESK_LTL_ABSENT || tesk_port_has_vlan(port, vlan)) {
     return;
   }
   if (ltl == 0 && tesk_vlan_activate(vlan) != 0) {
-    TESK_ERR_AS(caller, "%s:Failed to activate CIN VLAN:%d\n", caller, vlan);
+    TESK_ERR_AT(place, "%s:Failed to activate CIN VLAN:%d\n", place.function, vlan);
   }
   tesk_port_add_vlan(port, vlan);
   tesk_krnl_port_info_dirty(port);
-  vlan_ports_set(caller, vlan, ltl | tesk_port_bit(port->kestrix_port));
+  vlan_ports_set(vlan, ltl | tesk_port_bit(port->kestrix_port), place);
   tesk_krnl_vlan_info_dirty(vlan);
 }
 
-void leave_vlan(const char *caller, tesk_port_t *port, uint16_t vlan) {
+void leave_vlan(tesk_port_t *port, uint16_t vlan, tesk_place_t place = tesk_here()) {
   const uint32_t ltl = tesk_vlan_hash_get_ltl(vlan);
   if (ltl == TESK_LTL_ABSENT) {
     return;
   }
   if (!tesk_port_has_vlan(port, vlan)) {
-    TESK_ERR_AS(caller, "%s: No SoL/CIN VLAN (%d) information in member Port (0x%x)\n", caller, vlan,
+    TESK_ERR_AT(place, "%s: No SoL/CIN VLAN (%d) information in member Port (0x%x)\n", place.function, vlan,
                 port->if_idx);
   }
   const uint32_t remaining = ltl & ~tesk_port_bit(port->kestrix_port);
-  vlan_ports_set(caller, vlan, remaining);
+  vlan_ports_set(vlan, remaining, place);
   tesk_krnl_vlan_info_dirty(vlan);
   tesk_port_del_vlan(port, vlan);
   tesk_krnl_port_info_dirty(port);
   if (remaining == 0 && tesk_vlan_deactivate(vlan) != 0) {
-    TESK_ERR_AS(caller, "%s:Failed to deactivate CIN VLAN:%d\n", caller, vlan);
+    TESK_ERR_AT(place, "%s:Failed to deactivate CIN VLAN:%d\n", place.function, vlan);
   }
 }
 
-void check_up_set_of_down_port(const char *caller, const tesk_port_t *port,
-                               const portsvc_l2_port_state_t *info) {
+void check_up_set_of_down_port(const tesk_port_t *port, const portsvc_l2_port_state_t *info,
+                               tesk_place_t place = tesk_here()) {
   if (info->link_state == PORTSVC_LINK_DOWN && !bitset_is_range_free(&info->vlan_up_bmp, 0, TESK_VLAN_LAST)) {
-    TESK_ERR_AS(caller, "%s: Port (0x%x) DOWN, Non-empty VLAN UP BMP\n", caller, port->if_idx);
+    TESK_ERR_AT(place, "%s: Port (0x%x) DOWN, Non-empty VLAN UP BMP\n", place.function, port->if_idx);
   }
 }
 
-void port_up(const char *caller, tesk_port_t *port, const portsvc_l2_port_state_t *info) {
+void port_up(tesk_port_t *port, const portsvc_l2_port_state_t *info, tesk_place_t place) {
   if (port != nullptr) {
-    TESK_CTRL_AS(caller, "%s:TESK Port (0x%x)UP and instance exists\n", caller, info->ifindex);
+    TESK_CTRL_AT(place, "%s:TESK Port (0x%x)UP and instance exists\n", place.function, info->ifindex);
   } else {
     port = tesk_create_port_context(info->ifindex, info->iod);
     if (port == nullptr) {
-      TESK_ERR_AS(caller, "%s:TESK Port (0x%x) instance creation failed\n", caller, info->ifindex);
+      TESK_ERR_AT(place, "%s:TESK Port (0x%x) instance creation failed\n", place.function, info->ifindex);
       return;
     }
-    TESK_CTRL_AS(caller, "%s:Instance created for Port (0x%x)\n", caller, info->ifindex);
+    TESK_CTRL_AT(place, "%s:Instance created for Port (0x%x)\n", place.function, info->ifindex);
   }
   tesk_l2psc_vlan_state_change(port, info);
   tesk_port_upd_vlan_shadowdb(port, info);
 }
 
-void port_down(const char *caller, tesk_port_t *port, const portsvc_l2_port_state_t *info) {
+void port_down(tesk_port_t *port, const portsvc_l2_port_state_t *info, tesk_place_t place) {
   if (port == nullptr) {
-    TESK_ERR_AS(caller, "%s:TESK Port (0x%x)DOWN and instance does not exist\n", caller, info->ifindex);
+    TESK_ERR_AT(place, "%s:TESK Port (0x%x)DOWN and instance does not exist\n", place.function,
+                info->ifindex);
     return;
   }
   tesk_port_upd_vlan_shadowdb(port, info);
   tesk_l2psc_vlan_state_change(port, info);
   if (tesk_delete_port_context(info->ifindex) == TESK_RC_SUCCESS) {
-    TESK_CTRL_AS(caller, "%s:Instance deleted for Port (0x%x)\n", caller, info->ifindex);
+    TESK_CTRL_AT(place, "%s:Instance deleted for Port (0x%x)\n", place.function, info->ifindex);
   } else {
-    TESK_ERR_AS(caller, "%s:Failed to delete the port context:0x%x\n", caller, info->ifindex);
+    TESK_ERR_AT(place, "%s:Failed to delete the port context:0x%x\n", place.function, info->ifindex);
   }
 }
 
-void port_state_change(const char *caller, const portsvc_l2_port_state_t *info) {
-  TESK_CTRL_AS(caller, "%s:QBUS_OPC_PORTSVC_L2_PROTOCOL_STATE_CHANGE[0x%x,%d]\n", caller, info->ifindex,
-               info->link_state);
+void port_state_change(const portsvc_l2_port_state_t *info, tesk_place_t place = tesk_here()) {
+  TESK_CTRL_AT(place, "%s:QBUS_OPC_PORTSVC_L2_PROTOCOL_STATE_CHANGE[0x%x,%d]\n", place.function,
+               info->ifindex, info->link_state);
   if (!tesk_port_is_downlink_ifindex(info->ifindex)) {
-    TESK_CTRL_AS(caller, "%s:Port (0x%x) is not downlink\n", caller, info->ifindex);
+    TESK_CTRL_AT(place, "%s:Port (0x%x) is not downlink\n", place.function, info->ifindex);
     return;
   }
   tesk_port_t *port = tesk_ifindex_hash_find(info->ifindex);
   if (info->link_state == PORTSVC_LINK_UP) {
-    port_up(caller, port, info);
+    port_up(port, info, place);
   } else if (info->link_state == PORTSVC_LINK_DOWN) {
-    port_down(caller, port, info);
+    port_down(port, info, place);
   } else {
-    TESK_ERR_AS(caller, "%s:Not handling PHY_LINK_STATE_CHG:%d for port (0x%x)\n", caller, info->link_state,
-                info->ifindex);
+    TESK_ERR_AT(place, "%s:Not handling PHY_LINK_STATE_CHG:%d for port (0x%x)\n", place.function,
+                info->link_state, info->ifindex);
   }
 }
 
-boolean state_notice_is_whole(const char *caller, const portsvc_l2_state_change_t *notice, uint32_t size) {
+boolean state_notice_is_whole(const portsvc_l2_state_change_t *notice, uint32_t size,
+                              tesk_place_t place = tesk_here()) {
   if (size >= sizeof *notice && notice->num <= (size - sizeof *notice) / sizeof notice->port[0]) {
     return true;
   }
-  TESK_ERR_AS(caller, "%s: QBUS_OPC_PORTSVC_L2_PROTOCOL_STATE_CHANGE cut short: %u bytes\n", caller, size);
+  TESK_ERR_AT(place, "%s: QBUS_OPC_PORTSVC_L2_PROTOCOL_STATE_CHANGE cut short: %u bytes\n", place.function,
+              size);
   return false;
 }
 
-void trace_cbl(const char *caller, const tesk_port_t *port) {
+void trace_cbl(const tesk_port_t *port, tesk_place_t place = tesk_here()) {
   char text[CBL_PRINT_BYTES];
   int done = 0;
   for (int first = 1; done == 0; first = 0) {
     const int length = bitset_snprintf(text, sizeof text, &port->vlan_cbl_bmp, first, &done);
-    TESK_CTRL_AS(caller, "%s: Port %08x CBL[%s]\n", caller, port->if_idx, text);
+    TESK_CTRL_AT(place, "%s: Port %08x CBL[%s]\n", place.function, port->if_idx, text);
     if (length <= 0) {
       return;
     }
@@ -141,11 +144,11 @@ void tesk_handle_l2_protocol_state_changed_msg(qbus_msg_ref_t *msg) {
              rcode2str(result));
   } else if (payload == nullptr) {
     TESK_ERR("%s: ifpld NULL when parsing msg\n", __func__);
-  } else if (state_notice_is_whole(__func__, payload, size)) {
+  } else if (state_notice_is_whole(payload, size)) {
     for (uint32_t i = 0; i < payload->num; i++) {
       vlan_set_bound(&payload->port[i].vlan_up_bmp);
       vlan_set_bound(&payload->port[i].vlan_down_bmp);
-      port_state_change(__func__, &payload->port[i]);
+      port_state_change(&payload->port[i]);
     }
   }
   free(payload);
@@ -153,22 +156,22 @@ void tesk_handle_l2_protocol_state_changed_msg(qbus_msg_ref_t *msg) {
 
 void tesk_l2psc_vlan_state_change(tesk_port_t *port, const portsvc_l2_port_state_t *info) {
   TESK_CTRL("%s: Enter\n", __func__);
-  check_up_set_of_down_port(__func__, port, info);
+  check_up_set_of_down_port(port, info);
   if (info->link_state == PORTSVC_LINK_UP) {
     const vlan_bitset_t *up = &info->vlan_up_bmp;
     for (int32_t vlan = bitset_first_bit(up); vlan != -1; vlan = bitset_next_bit(up, vlan)) {
-      join_vlan(__func__, port, (uint16_t)vlan);
+      join_vlan(port, (uint16_t)vlan);
     }
   }
   const vlan_bitset_t *down = &info->vlan_down_bmp;
   for (int32_t vlan = bitset_first_bit(down); vlan != -1; vlan = bitset_next_bit(down, vlan)) {
-    leave_vlan(__func__, port, (uint16_t)vlan);
+    leave_vlan(port, (uint16_t)vlan);
   }
 }
 
 void tesk_port_upd_vlan_shadowdb(tesk_port_t *port, const portsvc_l2_port_state_t *info) {
   TESK_CTRL("%s: Enter\n", __func__);
-  check_up_set_of_down_port(__func__, port, info);
+  check_up_set_of_down_port(port, info);
   if (info->link_state == PORTSVC_LINK_UP) {
     const vlan_bitset_t *up = &info->vlan_up_bmp;
     for (int32_t vlan = bitset_first_bit(up); vlan != -1; vlan = bitset_next_bit(up, vlan)) {
@@ -216,7 +219,7 @@ boolean tesk_ltlsvc_cbl_change_one_port(if_index_t if_idx, const vlan_bitset_t *
   }
   bitset_copy(&port->vlan_cbl_bmp, cbl_bmp);
   bitset_set_bit(&port->vlan_cbl_bmp, sol_vlan);
-  trace_cbl(__func__, port);
+  trace_cbl(port);
   tesk_krnl_port_info_dirty(port);
   (void)tesk_vlan_cbl_change_one_port(port, cbl_bmp);
   return true;

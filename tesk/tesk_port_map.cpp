@@ -27,14 +27,14 @@ boolean chanagg_get_member_fop_ifindex(if_index_t port_channel, if_index_t *memb
 }
 
 /* Keeps the members' ASIC ports up to the first that has none. */
-void map_members(const char *caller, tesk_port_t *port, const chanagg_pc_info_t *info) {
+void map_members(tesk_port_t *port, const chanagg_pc_info_t *info, tesk_place_t place = tesk_here()) {
   const uint32_t members = info->member_count;
   port->pc_member_count = members < TESK_PC_MEMBERS_MAX ? (uint8_t)members : (uint8_t)TESK_PC_MEMBERS_MAX;
   for (uint8_t i = 0; i < port->pc_member_count; i++) {
     const uint8_t kestrix_port = tesk_ifindex_to_kes_port(info->member[i]);
     if (kestrix_port == TESK_NO_ASIC_PORT) {
       port->pc_member_count = i;
-      TESK_ERR_AS(caller, "%s:tesk_ifindex_to_kes_port failed for 0x%08x\n", caller, port->if_idx);
+      TESK_ERR_AT(place, "%s:tesk_ifindex_to_kes_port failed for 0x%08x\n", place.function, port->if_idx);
       return;
     }
     port->pc_member_list[i] = kestrix_port;
@@ -100,7 +100,7 @@ boolean tesk_setup_kes_to_port_map(tesk_port_t *port) {
     TESK_ERR("%s:chanagg_get_pc_info failed for 0x%08x, rc:%#x\n", __func__, port->if_idx, result);
     return false;
   }
-  map_members(__func__, port, &info);
+  map_members(port, &info);
   return true;
 }
 

@@ -34,36 +34,36 @@ void keep_token(uint16_t vlan, qbus_msg_ref_t *reference) {
   (void)qbus_drop(tesk_qbus_q, reference);
 }
 
-void use_stored_vlan(const char *caller, vlan_id_t stored, announcement_t *announcement) {
+void use_stored_vlan(vlan_id_t stored, announcement_t *announcement, tesk_place_t place) {
   const auto vlan = (uint16_t)stored;
   if (!tesk_vlan_hash_insert(vlan)) {
-    TESK_ERR_AS(caller, "%s: Failed to add CIN VLAN(%d) to VLAN Hash Tbl\n", caller, stored);
+    TESK_ERR_AT(place, "%s: Failed to add CIN VLAN(%d) to VLAN Hash Tbl\n", place.function, stored);
     return;
   }
   tesk_vlan_amm_accept(vlan);
-  TESK_CTRL_AS(caller, "%s: Using CIN VLAN (%d) from Cfg KVS\n", caller, stored);
+  TESK_CTRL_AT(place, "%s: Using CIN VLAN (%d) from Cfg KVS\n", place.function, stored);
   cin_vlan_count++;
   announcement->vlan[announcement->count++] = stored;
 }
 
-void use_stored_vlans(const char *caller, announcement_t *announcement) {
+void use_stored_vlans(announcement_t *announcement, tesk_place_t place = tesk_here()) {
   static_assert((int)TESK_CIN_VLANS_MAX <= (int)TESK_VLAN_LIST_MAX);
   uint16_t count = 0;
   vlan_id_t *list = nullptr;
   if (tesk_kvs_cin_running_vlan_config_get(&count, &list) != 0) {
-    TESK_ERR_AS(caller, "%s: Failed to get CIN VLAN configuration from KVS\n", caller);
+    TESK_ERR_AT(place, "%s: Failed to get CIN VLAN configuration from KVS\n", place.function);
     return;
   }
   for (uint16_t i = 0; i < count; i++) {
     if (cin_vlan_count > TESK_CIN_VLANS_MAX - 1) {
-      TESK_ERR_AS(caller,
+      TESK_ERR_AT(place,
                   "Maximum number (%d) of supported CIN VLANs exceeded.Ignoring further VLANs in KVS\n",
                   TESK_CIN_VLANS_MAX);
       break;
     }
-    use_stored_vlan(caller, list[i], announcement);
+    use_stored_vlan(list[i], announcement, place);
   }
-  TESK_CTRL_AS(caller, "Retrieved %d CIN VLANs from KVS\n", cin_vlan_count);
+  TESK_CTRL_AT(place, "Retrieved %d CIN VLANs from KVS\n", cin_vlan_count);
   free(list);
 }
 
@@ -81,7 +81,7 @@ boolean tesk_init_vlan() {
   tesk_vlan_amm_accept(sol_vlan);
   announcement_t announcement;
   announcement.count = 0;
-  use_stored_vlans(__func__, &announcement);
+  use_stored_vlans(&announcement);
   if (announcement.count != 0) {
     if (tesk_send_set_feat_in_vlan(announcement.vlan, announcement.count) == 0) {
       TESK_CTRL("tesk_send_set_feat_in_vlan succeeded.\n");

@@ -18,27 +18,27 @@ enum removal { removal_done, removal_ports_failed, removal_store_failed, removal
 
 boolean is_configured(uint16_t vlan) { return tesk_vlan_hash_get_ltl(vlan) != TESK_LTL_ABSENT; }
 
-void count_check(const char *caller) {
+void count_check(tesk_place_t place = tesk_here()) {
   if (cin_vlan_count < 1 || cin_vlan_count > TESK_CIN_VLANS_MAX) {
-    TESK_ERR_AS(caller, "Invalid CIN VLAN count:%d\n", cin_vlan_count);
+    TESK_ERR_AT(place, "Invalid CIN VLAN count:%d\n", cin_vlan_count);
   }
 }
 
-void count_lower(const char *caller) {
+void count_lower(tesk_place_t place = tesk_here()) {
   cin_vlan_count--;
   if (cin_vlan_count < 0) {
-    TESK_ERR_AS(caller, "Correcting CIN VLAN count (%d)\n", cin_vlan_count);
+    TESK_ERR_AT(place, "Correcting CIN VLAN count (%d)\n", cin_vlan_count);
     cin_vlan_count = 0;
   }
 }
 
 /* @return false when the limit is reached */
-boolean count_has_room(const char *caller) {
+boolean count_has_room(tesk_place_t place = tesk_here()) {
   if ((uint16_t)cin_vlan_count > TESK_CIN_VLANS_MAX) {
-    TESK_ERR_AS(caller, "Invalid CIN VLAN count:%d\n", cin_vlan_count);
+    TESK_ERR_AT(place, "Invalid CIN VLAN count:%d\n", cin_vlan_count);
   }
   if (cin_vlan_count > TESK_CIN_VLANS_MAX - 1) {
-    TESK_ERR_AS(caller,
+    TESK_ERR_AT(place,
                 "Maximum number (%d) of supported CIN VLANs exceeded.Cannot configure more CIN VLANs\n",
                 TESK_CIN_VLANS_MAX);
     return false;
@@ -47,7 +47,7 @@ boolean count_has_room(const char *caller) {
 }
 
 /* Makes the downlink ports of a list members of the VLAN. */
-member_masks_t join_members(const char *caller, uint16_t vlan, const if_index_t *list, uint32_t size) {
+member_masks_t join_members(uint16_t vlan, const if_index_t *list, uint32_t size, tesk_place_t place) {
   member_masks_t masks = {.ltl = 0, .cbl = 0};
   for (uint32_t i = 0; i < size; i++) {
     if (!tesk_port_is_downlink_ifindex(list[i])) {
@@ -55,7 +55,7 @@ member_masks_t join_members(const char *caller, uint16_t vlan, const if_index_t 
     }
     tesk_port_t *port = tesk_ifindex_hash_find(list[i]);
     if (port == nullptr) {
-      TESK_ERR_AS(caller, "%s:Failed to Retrieve Port Context for 0x%x\n", caller, list[i]);
+      TESK_ERR_AT(place, "%s:Failed to Retrieve Port Context for 0x%x\n", place.function, list[i]);
       continue;
     }
     tesk_port_add_vlan(port, vlan);
@@ -69,38 +69,38 @@ member_masks_t join_members(const char *caller, uint16_t vlan, const if_index_t 
 }
 
 /* Stores the members' masks and makes the VLAN live if it has any. */
-boolean apply_masks(const char *caller, uint16_t vlan, const member_masks_t *masks) {
+boolean apply_masks(uint16_t vlan, const member_masks_t *masks, tesk_place_t place) {
   if (masks->ltl == 0) {
-    TESK_CTRL_AS(caller, "%s:VLAN %d not active on any downlink port\n", caller, vlan);
+    TESK_CTRL_AT(place, "%s:VLAN %d not active on any downlink port\n", place.function, vlan);
   } else {
     if (!tesk_vlan_hash_set_ltl(vlan, masks->ltl)) {
-      TESK_ERR_AS(caller, "%s:Failed to set LTL: %05x for VLAN %d\n", caller, masks->ltl, vlan);
+      TESK_ERR_AT(place, "%s:Failed to set LTL: %05x for VLAN %d\n", place.function, masks->ltl, vlan);
       return false;
     }
     if (tesk_vlan_activate(vlan) != 0) {
-      TESK_ERR_AS(caller, "%s: Failed to activate VLAN %d\n", caller, vlan);
+      TESK_ERR_AT(place, "%s: Failed to activate VLAN %d\n", place.function, vlan);
       return false;
     }
   }
   if (masks->cbl != 0 && !tesk_vlan_hash_set_cbl(vlan, masks->cbl)) {
-    TESK_ERR_AS(caller, "%s:Failed to set CBL: %05x for VLAN %d\n", caller, masks->cbl, vlan);
+    TESK_ERR_AT(place, "%s:Failed to set CBL: %05x for VLAN %d\n", place.function, masks->cbl, vlan);
     return false;
   }
   return true;
 }
 
-boolean bring_up_members(const char *caller, uint16_t vlan) {
+boolean bring_up_members(uint16_t vlan, tesk_place_t place = tesk_here()) {
   uint32_t size = 0;
   if_index_t *list = nullptr;
   boolean done = true;
   if (tesk_port_vlan_shadowdb_get_port_list(vlan, &size, &list) != 0) {
-    TESK_ERR_AS(caller, "%s:Failed to retrieve the member ports for VLAN %d\n", caller, vlan);
+    TESK_ERR_AT(place, "%s:Failed to retrieve the member ports for VLAN %d\n", place.function, vlan);
     done = false;
   } else if (size == 0) {
-    TESK_CTRL_AS(caller, "%s:Empty if_index list for VLAN %d\n", caller, vlan);
+    TESK_CTRL_AT(place, "%s:Empty if_index list for VLAN %d\n", place.function, vlan);
   } else {
-    const member_masks_t masks = join_members(caller, vlan, list, size);
-    done = apply_masks(caller, vlan, &masks);
+    const member_masks_t masks = join_members(vlan, list, size, place);
+    done = apply_masks(vlan, &masks, place);
   }
   free(list);
   return done;
@@ -119,26 +119,26 @@ enum removal remove_vlan(uint16_t vlan) {
 }
 
 /* @return false when the VLAN was not removed in full */
-boolean remove_deleted_vlan(const char *caller, uint16_t vlan) {
+boolean remove_deleted_vlan(uint16_t vlan, tesk_place_t place = tesk_here()) {
   if (!is_configured(vlan)) {
-    TESK_ERR_AS(caller, "%s:VLAN %d had not been configured as CIN VLAN\n", caller, vlan);
+    TESK_ERR_AT(place, "%s:VLAN %d had not been configured as CIN VLAN\n", place.function, vlan);
     return false;
   }
-  count_check(caller);
+  count_check(place);
   switch (remove_vlan(vlan)) {
     case removal_ports_failed:
-      TESK_ERR_AS(caller, "%s: Failed to delete VLAN %d from Port Contexts\n", caller, vlan);
+      TESK_ERR_AT(place, "%s: Failed to delete VLAN %d from Port Contexts\n", place.function, vlan);
       return false;
     case removal_store_failed:
-      TESK_ERR_AS(caller, "%s:Failed to delete VLAN %d from KVS\n", caller, vlan);
+      TESK_ERR_AT(place, "%s:Failed to delete VLAN %d from KVS\n", place.function, vlan);
       return false;
     case removal_table_failed:
-      TESK_ERR_AS(caller, "%s: Failed to delete VLAN %d from Hash Table\n", caller, vlan);
+      TESK_ERR_AT(place, "%s: Failed to delete VLAN %d from Hash Table\n", place.function, vlan);
       return false;
     case removal_done:
       break;
   }
-  count_lower(caller);
+  count_lower(place);
   return true;
 }
 
@@ -163,7 +163,7 @@ boolean tesk_cli_vlan_add_handler(vlan_id_t vlan_id) {
     TESK_CTRL("%s:VLAN %d has already been configured as CIN VLAN\n", __func__, vlan);
     return true;
   }
-  if (!count_has_room(__func__)) {
+  if (!count_has_room()) {
     return false;
   }
   if (!tesk_vlan_hash_insert(vlan)) {
@@ -175,7 +175,7 @@ boolean tesk_cli_vlan_add_handler(vlan_id_t vlan_id) {
     return false;
   }
   tesk_vlan_amm_accept(vlan);
-  if (!bring_up_members(__func__, vlan)) {
+  if (!bring_up_members(vlan)) {
     return false;
   }
   cin_vlan_count++;
@@ -189,7 +189,7 @@ boolean tesk_cli_vlan_del_handler(vlan_id_t vlan_id) {
     return false;
   }
   const uint32_t ltl = tesk_vlan_hash_get_ltl(vlan);
-  count_check(__func__);
+  count_check();
   if (ltl != 0 && tesk_vlan_deactivate(vlan) != 0) {
     TESK_ERR("Failed to deactivate VLAN %d\n", vlan);
     return false;
@@ -207,7 +207,7 @@ boolean tesk_cli_vlan_del_handler(vlan_id_t vlan_id) {
     case removal_done:
       break;
   }
-  count_lower(__func__);
+  count_lower();
   return true;
 }
 
@@ -222,7 +222,7 @@ void tesk_vlan_vlan_mgr_deleted_handler(qbus_msg_ref_t *msg) {
   uint32_t removed_count = 0;
   for (uint32_t i = 0; i < count; i++) {
     const auto vlan = (uint16_t)records[i].vlan_id;
-    if (remove_deleted_vlan(__func__, vlan) && removed_count < TESK_VLAN_LIST_MAX) {
+    if (remove_deleted_vlan(vlan) && removed_count < TESK_VLAN_LIST_MAX) {
       removed[removed_count++] = vlan;
     }
   }

@@ -22,23 +22,23 @@ constexpr feature_message_t set_message = {vlan_feat_create_build_qbus_local, QB
 constexpr feature_message_t unset_message = {vlan_feat_delete_build_qbus_local, QBUS_OPC_VLAN_FEAT_DELETE,
                                              "unset"};
 
-int send_feature(const char *caller, const feature_message_t *message, const vlan_id_t *vlans,
-                 uint32_t no_vlans) {
+int send_feature(const feature_message_t *message, const vlan_id_t *vlans, uint32_t no_vlans,
+                 tesk_place_t place = tesk_here()) {
   void *payload = nullptr;
   uint32_t length = 0;
   int result = message->build(no_vlans, vlans, VLAN_FEAT_CIN, &payload, &length);
   if (payload == nullptr) {
-    TESK_CTRL_AS(caller, "Null qbus pld from vlan manager\n");
+    TESK_CTRL_AT(place, "Null qbus pld from vlan manager\n");
     return result;
   }
   if (result != 0 || length == 0) {
-    TESK_CTRL_AS(caller, "Error building qbus to %s  feature for %d vlans. rc = %d [%s]\n", message->word,
+    TESK_CTRL_AT(place, "Error building qbus to %s  feature for %d vlans. rc = %d [%s]\n", message->word,
                  no_vlans, result, strerror(result));
   } else {
     const qbus_addr_t manager = {.node = QBUS_NODE_VLAN_MGR, .sap = QBUS_SAP_VLAN_MGR};
     result = (int)tesk_qbus_send(message->opcode, payload, length, manager, nullptr);
     if (result != 0) {
-      TESK_CTRL_AS(caller, "Bad qbus send to vlan manager for %d vlans. rc = %d [%s]\n", no_vlans, result,
+      TESK_CTRL_AT(place, "Bad qbus send to vlan manager for %d vlans. rc = %d [%s]\n", no_vlans, result,
                    strerror(result));
     }
   }
@@ -85,9 +85,9 @@ void tesk_vlan_feat_create(qbus_msg_ref_t *) {}
 void tesk_vlan_feat_delete(qbus_msg_ref_t *) {}
 
 int tesk_send_set_feat_in_vlan(const vlan_id_t *vlans, uint32_t no_vlans) {
-  return send_feature(__func__, &set_message, vlans, no_vlans);
+  return send_feature(&set_message, vlans, no_vlans);
 }
 
 int tesk_send_unset_feat_in_vlan(const vlan_id_t *vlans, uint32_t no_vlans) {
-  return send_feature(__func__, &unset_message, vlans, no_vlans);
+  return send_feature(&unset_message, vlans, no_vlans);
 }

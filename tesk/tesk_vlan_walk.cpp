@@ -8,7 +8,7 @@
 namespace {
 
 /* @return the VLANs written, at most 32 */
-uint32_t list_cin_vlans(const char *caller, vlan_id_t *list) {
+uint32_t list_cin_vlans(vlan_id_t *list, tesk_place_t place = tesk_here()) {
   uint32_t count = 0;
   for (const vlan_hash_entry_t *entry : vlan_bucket) {
     for (; entry != nullptr; entry = entry->next) {
@@ -16,7 +16,7 @@ uint32_t list_cin_vlans(const char *caller, vlan_id_t *list) {
         continue;
       }
       if (count == TESK_LOOKUP_LIST_MAX) {
-        TESK_ERR_AS(caller, "%s:VLAN list size %d exhausted\n", caller, TESK_LOOKUP_LIST_MAX);
+        TESK_ERR_AT(place, "%s:VLAN list size %d exhausted\n", place.function, TESK_LOOKUP_LIST_MAX);
         return count;
       }
       list[count++] = entry->vlan;
@@ -35,7 +35,7 @@ rcode_t tesk_vlan_get_vlan_list(uint32_t *vlan_count, vlan_id_t **vlan_list) {
     TESK_ERR("%s:Failed to allocate memory for vlan list\n", __func__);
     return TESK_RC_NO_MEMORY;
   }
-  const uint32_t count = list_cin_vlans(__func__, list);
+  const uint32_t count = list_cin_vlans(list);
   if (count == 0) {
     free(list);
     return TESK_RC_SUCCESS;

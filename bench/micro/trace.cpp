@@ -28,14 +28,14 @@ void trace_line_of_a_sent_frame(benchmark::State &state) {
 }
 BENCHMARK(trace_line_of_a_sent_frame);
 
-/// A part of an operation traces in the operation's name.
+/// A part of an operation traces at the operation's place.
 void trace_line_of_an_operation(benchmark::State &state) {
   int length = 60;
-  const char *operation = "tesk_port_vlan_shadowdb_get_port_list";
+  tesk_place_t place = {.function = "tesk_port_vlan_shadowdb_get_port_list", .line = 160};
   for (auto _ : state) {
     benchmark::DoNotOptimize(length);
-    benchmark::DoNotOptimize(operation);
-    TESK_PKT_AS(operation, "VLAN list size %d exhausted\n", length);
+    benchmark::DoNotOptimize(place);
+    TESK_PKT_AT(place, "VLAN list size %d exhausted\n", length);
   }
 }
 BENCHMARK(trace_line_of_an_operation);

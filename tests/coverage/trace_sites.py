@@ -1,8 +1,8 @@
 """Trace sites: the places of the daemon that trace, and which of them no test asserts.
 
 A site is a use of one of the TESK_… macros. The history names its function and its line, but not its file: the
-function tells it. A site of an _AS macro carries the name of the function that it traces for, which lives in the
-same file, so there the line decides.
+function tells it. A site of an _AT macro stands in a part of an operation: the history names the operation, and the line
+on which that calls the part. So the sites that the call leads to can have traced it, and the text decides among them.
 """
 
 from __future__ import annotations
@@ -12,9 +12,11 @@ import re
 from collections.abc import Iterable
 from dataclasses import dataclass
 
-USE = re.compile(r"\bTESK_(?:(?P<kind>PKT|CTRL|ERR)(?P<other>_AS)?|TRACE_BARE)\s*\(")
+USE = re.compile(r"\bTESK_(?:(?P<kind>PKT|CTRL|ERR)(?P<other>_AT)?|TRACE_BARE)\s*\(")
 FUNCTION = re.compile(r"^(?!namespace|static_assert|enum|typedef|struct|using|constexpr|#|/|\s|\})[^;=]*?\b(\w+)\(")
 LITERAL = re.compile(r'"(?:[^"\\]|\\.)*"')
+PART = re.compile(r"\b(\w+)\([^()]*\btesk_place_t place\b")
+CONVERSION = re.compile(r"%[#0-9.]*[a-z]")
 CATEGORIES = {"PKT": "packet", "CTRL": "control", "ERR": "error"}
 
 
@@ -25,11 +27,16 @@ class Site:
     last_line: int
     category: str
     function: str
-    form: str  # "own": traced as its own function; "other": for another one; "bare": without a function
+    form: str  # "own": traced as its own function; "part": for an operation; "bare": without a function
     text: str
 
     def __str__(self) -> str:
         return f'{self.file}:{self.first_line} {self.category} "{self.text}"'
+
+
+    def says(self, text: str) -> bool:
+        """Whether its format gives this text."""
+        return re.fullmatch(".*".join(map(re.escape, CONVERSION.split(self.text))), text) is not None
 
 
 @dataclass(frozen=True)
@@ -38,6 +45,15 @@ class Asserted:
     function: str
     line: int
     text: str
+
+
+@dataclass(frozen=True)
+class Call:
+    """A call of a part of an operation."""
+    file: str
+    line: int
+    function: str
+    part: str
 
 
 def call_length(source: str) -> int:
@@ -55,12 +71,18 @@ def call_length(source: str) -> int:
     raise ValueError("a call without an end: " + source[:80])
 
 
-def sites_of(name: str, source: str) -> list[Site]:
-    """The sites of one file."""
+def function_of_each_line(source: str) -> list[str]:
+    """The function that each line belongs to; lines are counted from 1."""
     functions = [""]
     for line in source.splitlines():
         match = FUNCTION.match(line)
         functions.append(match.group(1) if match else functions[-1])
+    return functions
+
+
+def sites_of(name: str, source: str) -> list[Site]:
+    """The sites of one file."""
+    functions = function_of_each_line(source)
     sites = []
     for match in USE.finditer(source):
         if source.rfind("\n#define", 0, match.start() + 1) == source.rfind("\n", 0, match.start() + 1):
@@ -71,17 +93,37 @@ def sites_of(name: str, source: str) -> list[Site]:
         line = source.count("\n", 0, match.start()) + 1
         kind = match["kind"] or re.search(r"TESK_TRACE_(\w+),", call)[1]
         text = "".join(literal[1:-1] for literal in LITERAL.findall(call))
-        form = "bare" if match["kind"] is None else "other" if match["other"] else "own"
+        form = "bare" if match["kind"] is None else "part" if match["other"] else "own"
         sites.append(Site(name, line, line + call.count("\n"), CATEGORIES[kind], functions[line], form, text))
     return sites
 
 
-def functions_of(source: str) -> set[str]:
-    return {match.group(1) for match in map(FUNCTION.match, source.splitlines()) if match}
+def calls_of(name: str, source: str) -> list[Call]:
+    """The calls of parts of operations in one file."""
+    functions = function_of_each_line(source)
+    calls = []
+    for part in {match.group(1) for match in PART.finditer(source)}:
+        definitions = {match.start() for match in PART.finditer(source)}
+        for match in re.finditer(rf"\b{part}\(", source):
+            if match.start() not in definitions:
+                line = source.count("\n", 0, match.start()) + 1
+                calls.append(Call(name, line, functions[line], part))
+    return calls
 
 
-def proved_by(fact: Asserted, sites: Iterable[Site], homes: dict[str, set[str]]) -> list[Site]:
+def parts_reached(call: Call, calls: Iterable[Call]) -> set[str]:
+    """The part that is called, and the parts that it calls in turn."""
+    reached, found = set(), {call.part}
+    while found:
+        reached |= found
+        found = {other.part for other in calls if other.file == call.file and other.function in reached} - reached
+    return reached
+
+
+def proved_by(fact: Asserted, sites: Iterable[Site], calls: Iterable[Call]) -> list[Site]:
     """The sites that can have traced what was asserted; more than one when nothing tells them apart."""
+    parts = {(call.file, part) for call in calls if (call.function, call.line) == (fact.function, fact.line)
+             for part in parts_reached(call, calls)}
     found = []
     for site in sites:
         if site.category != fact.category:
@@ -91,8 +133,7 @@ def proved_by(fact: Asserted, sites: Iterable[Site], homes: dict[str, set[str]])
         elif site.form == "own":
             fits = site.function == fact.function and site.first_line <= fact.line <= site.last_line
         else:
-            fits = (site.first_line <= fact.line <= site.last_line
-                    and fact.function in homes.get(site.file, set()))
+            fits = (site.file, site.function) in parts and site.says(fact.text)
         if fits:
             found.append(site)
     return found
@@ -101,11 +142,11 @@ def proved_by(fact: Asserted, sites: Iterable[Site], homes: dict[str, set[str]])
 def complaints(sources: dict[str, str], facts: Iterable[Asserted]) -> list[str]:
     """What is not proved, a line each."""
     sites = [site for name, source in sources.items() for site in sites_of(name, source)]
-    homes = {name: functions_of(source) for name, source in sources.items()}
+    calls = [call for name, source in sources.items() for call in calls_of(name, source)]
     proved: set[Site] = set()
     unclear = []
     for fact in facts:
-        found = proved_by(fact, sites, homes)
+        found = proved_by(fact, sites, calls)
         if len(found) > 1:
             unclear.append(f"{fact.function}({fact.line}) {fact.category}: could be " + " or ".join(map(str, found)))
         proved.update(found[:1])

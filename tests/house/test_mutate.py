@@ -56,7 +56,7 @@ class Proposals(unittest.TestCase):
         self.assertEqual(changes("text", '#include "tesk/tesk_x.h"\nextern "C" {'), [])
 
     def test_category(self):
-        self.assertEqual(changes("category", "void f() { TESK_ERR_AS(caller, x); }"), ["void f() { TESK_CTRL_AS(caller, x); }"])
+        self.assertEqual(changes("category", "void f() { TESK_ERR_AT(place, x); }"), ["void f() { TESK_CTRL_AT(place, x); }"])
 
     def test_dropped_statements_but_no_declarations(self):
         text = "void f() { int a = 1; g(a); for (;;) { a++; break; } return; }\nstruct s { int b; };\nint h();"

@@ -19,7 +19,7 @@ CALCULATED = {"+": "-", "-": "+", "<<": ">>", ">>": "<<", "&": "|", "|": "&", "%
 ASSIGNED = {"++": "--", "--": "++", "+=": "-=", "-=": "+=", "|=": "&=", "&=": "|=", "<<=": ">>=", ">>=": "<<="}
 JOINED = {"&&": "||", "||": "&&"}
 CATEGORIES = {"PKT": "CTRL", "CTRL": "ERR", "ERR": "CTRL"}
-TRACE = re.compile(r"TESK_(PKT|CTRL|ERR)(_AS)?")
+TRACE = re.compile(r"TESK_(PKT|CTRL|ERR)(_AT)?")
 # Words of names that come in pairs; a name with the one is mistaken for that with the other, where there is such a name.
 TWINS = (("tx", "rx"), ("ucast", "mcast"), ("lower", "upper"), ("up", "down"), ("mgmt", "inband"), ("add", "del"),
          ("set", "clear"), ("set", "unset"), ("ltl", "cbl"), ("vlan_bmp", "shadow_vlan_bmp"), ("th", "fh"),

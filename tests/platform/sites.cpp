@@ -27,7 +27,7 @@ struct Trace {
   std::string_view category;
   std::string function;
   int line;
-  std::string text;  // only where nothing else tells the site
+  std::string text;
   auto operator<=>(const Trace &) const = default;
 };
 
@@ -92,7 +92,7 @@ void note_outcome(const Operation &operation, bool succeeded) {
 
 void note_trace(std::string_view category, const std::string &function, int line, const std::string &text) {
   if (!facts().wanted()) return;
-  facts().traces.insert({category, function, line, function.empty() ? text : ""});
+  facts().traces.insert({category, function, line, text});
 }
 
 }  // namespace standin

@@ -7,7 +7,7 @@ import re
 from collections.abc import Iterator
 from typing import NamedTuple
 
-CALL = re.compile(r'TESK_(PKT|CTRL|ERR)(_AS)?\(\s*((?:caller,\s*)?)((?:"(?:[^"\\]|\\.)*"\s*)+)')
+CALL = re.compile(r'TESK_(PKT|CTRL|ERR)(_AT)?\(\s*((?:place,\s*)?)((?:"(?:[^"\\]|\\.)*"\s*)+)')
 BARE = re.compile(r'TESK_TRACE_BARE\(TESK_TRACE_(PKT|CTRL|ERR),\s*((?:"(?:[^"\\]|\\.)*"\s*)+)')
 CONVERSION = re.compile(r"%[#0-9.]*[a-z]")
 CATEGORY = {"PKT": "packet", "CTRL": "control", "ERR": "error"}

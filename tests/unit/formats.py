@@ -9,7 +9,7 @@ import pathlib
 import re
 import sys
 
-TRACE = re.compile(r'\bTESK_(?:PKT|CTRL|ERR)(?P<caller>_AS)?\(\s*(?(caller)[^",]+,\s*)(?P<format>"(?:[^"\\]|\\.)*"(?:\s*"(?:[^"\\]|\\.)*")*)')
+TRACE = re.compile(r'\bTESK_(?:PKT|CTRL|ERR)(?P<place>_AT)?\(\s*(?(place)[^",]+,\s*)(?P<format>"(?:[^"\\]|\\.)*"(?:\s*"(?:[^"\\]|\\.)*")*)')
 CONVERSION = re.compile(r'%[#0-9]*([a-z%])')
 ARGUMENTS = {'s': 'text()', 'd': 'number()', 'i': 'number()', 'u': 'unsigned_number()', 'x': 'unsigned_number()'}
 
@@ -26,7 +26,7 @@ def line(text):
 
 def main(output, *sources):
     found = {text for source in sources for text in formats(pathlib.Path(source).read_text())}
-    calls = sum(len(re.findall(r'\bTESK_(?:PKT|CTRL|ERR)(?:_AS)?\(', pathlib.Path(source).read_text())) for source in sources)
+    calls = sum(len(re.findall(r'\bTESK_(?:PKT|CTRL|ERR)(?:_AT)?\(', pathlib.Path(source).read_text())) for source in sources)
     listed = sum(len(list(formats(pathlib.Path(source).read_text()))) for source in sources)
     if calls != listed:
         sys.exit(f'formats.py: {calls} traces, but only {listed} whose format is a literal')

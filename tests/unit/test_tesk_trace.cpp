@@ -192,10 +192,27 @@ TEST_F(TracePattern, SaysTheLineOnWhichTheTraceStands) {
   TESK_ERR("here");
   EXPECT_EQ(events().at(0).text, "TestBody(" + std::to_string(line) + "): here");
   EXPECT_EQ(prints().at(0), events().at(0).text);
-  const int line_as = __LINE__ + 1;
-  TESK_ERR_AS("an_operation", "here");
-  EXPECT_EQ(events().at(1).text, "an_operation(" + std::to_string(line_as) + "): here");
-  EXPECT_EQ(prints().at(1), events().at(1).text);
+  ignore_rest();
+}
+
+void inner_part(tesk_place_t place) { TESK_CTRL_AT(place, "%s:inner", place.function); }
+
+void part_of_an_operation(int, tesk_place_t place = tesk_here()) {
+  TESK_ERR_AT(place, "part");
+  inner_part(place);
+}
+
+int an_operation() {
+  part_of_an_operation(  // on two lines: the first one counts
+      1);
+  return __LINE__ - 2;
+}
+
+TEST_F(TracePattern, OfAPartSaysTheOperationAndTheLineOfItsCall) {
+  const std::string place = "an_operation(" + std::to_string(an_operation()) + "): ";
+  EXPECT_EQ(events().at(0).text, place + "part");
+  EXPECT_EQ(prints().at(0), place + "part");
+  EXPECT_EQ(events().at(1).text, place + "an_operation:inner");
   ignore_rest();
 }
 
