@@ -19,6 +19,7 @@
 #include "opal/cush.h"
 #include "opal/ncfg.h"
 #include "tesk/tesk_common.h"
+#include "tesk/tesk_counters.h"
 
 static_assert(sizeof(ncfg_payload_t) == NCFG_HEADER_BYTES);
 static_assert(sizeof(qbus_msg_ref_t) == 20);
@@ -32,18 +33,6 @@ static_assert(sizeof(tesk_cli_cfg_t) == 2);
 
 /** Values of dbg_type. */
 enum { DBG_PKT = 0, DBG_CTRL = 1, DBG_ALL = 2 };
-
-/** Counters of one interface. */
-typedef struct tesk_cli_sh_stat {
-  uint32_t tx_pkt_ucast;
-  uint32_t tx_pkt_mcast;
-  uint32_t rx_pkt_ucast;
-  uint32_t rx_pkt_mcast;
-  uint32_t if_idx;
-} tesk_cli_sh_stat_t;
-
-/** Records of one show counters command. */
-enum { TESK_CLI_STATS_MAX = 21 };
 
 /** Bytes of a response with attributes. */
 enum { TESK_CLI_RESPONSE_BYTES = 4096 };

@@ -137,6 +137,7 @@ void answer(cmd_rx_handle_t *handle, const cin_command_t *command, tesk_place_t 
 boolean process_list(cin_command_t *command, const cush_int_multi_range_t *list,
                      tesk_place_t place = tesk_here()) {
   vlan_feat_map_t *bmp_not_allowed = feature_map_new();
+  /* Not consulted: every board's command makes both maps, and refuses without memory for either. */
   vlan_feat_map_t *bmp_cin = feature_map_new();
   const boolean allocated = bmp_not_allowed != nullptr && bmp_cin != nullptr;
   if (allocated) {

@@ -53,6 +53,7 @@ void add_word(cmd_rsp_t *response, uint32_t attribute, uint32_t value) {
 }
 
 void add_record(cmd_rsp_t *response, const tesk_cli_sh_stat_t *record) {
+  /* The shell makes the name from the index; every board's command asks the platform for it all the same. */
   char name[64];
   (void)snprintf_if_index(name, sizeof name, record->if_idx);
   add_word(response, TESK_ATTR_IF_IDX, record->if_idx);

@@ -9,7 +9,10 @@
  *     boolean part_of_it(int number, tesk_place_t place = tesk_here());
  *
  * A trace costs one bounded format even when nothing is recorded; it allocates nothing, never fails, and
- * must not be issued from a signal handler. */
+ * must not be issued from a signal handler.
+ *
+ *   tesk_trace.cpp       one trace
+ *   tesk_trace_init.cpp  the facility's start */
 #pragma once
 
 #include "opal/tracekit.h"

@@ -5,8 +5,6 @@
 
 #include "tesk/tesk_fib_index.h"
 
-tesk_fib_entry_t *fib_bucket[TESK_BUCKETS];
-
 boolean tesk_init_fib() {
   for (tesk_fib_entry_t *&head : fib_bucket) {
     head = nullptr;

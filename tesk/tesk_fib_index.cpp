@@ -3,6 +3,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+tesk_fib_entry_t *fib_bucket[TESK_BUCKETS];
 tesk_fib_index_t fib_index;
 
 namespace {

@@ -7,14 +7,11 @@
 #include "tesk/tesk_dbg.h"
 
 int teskkfd = -1;
-uint16_t dirty_port_count;
-uint16_t dirty_vlan_count;
+namespace {
+
+/* Where the records of a request are put together. */
 teskk_port_list_t port_lst;
 teskk_vlan_list_t vlan_lst;
-tesk_port_t *tesk_port_list[TESKK_PORTS];
-vlan_hash_entry_t *tesk_vlan_list[TESKK_VLANS];
-
-namespace {
 
 /* The lowest VLANs of a port, as many as the record holds. */
 void fill_port_vlans(teskk_port_info_t *info, const tesk_port_t *port, tesk_place_t place = tesk_here()) {
@@ -50,30 +47,6 @@ rcode_t tesk_krnl_adapter_init() {
   }
   teskkfd = descriptor;
   return TESK_RC_SUCCESS;
-}
-
-void tesk_krnl_vlan_info_dirty_(vlan_hash_entry_t *entry) {
-  TESK_CTRL("\n");
-  if (!entry->is_dirty) {
-    entry->is_dirty = true;
-    dirty_vlan_count++;
-  }
-}
-
-void tesk_krnl_vlan_info_dirty(uint16_t vlan) {
-  TESK_CTRL("\n");
-  vlan_hash_entry_t **link = tesk_vlan_hash_find_(vlan);
-  if (link != nullptr) {
-    tesk_krnl_vlan_info_dirty_(*link);
-  }
-}
-
-void tesk_krnl_port_info_dirty(tesk_port_t *port) {
-  TESK_CTRL("\n");
-  if (!port->is_dirty) {
-    port->is_dirty = true;
-    dirty_port_count++;
-  }
 }
 
 rcode_t tesk_krnl_add_or_update_vlans(vlan_hash_entry_t **list, uint16_t count) {
@@ -158,57 +131,6 @@ rcode_t tesk_krnl_del_port(tesk_port_t *port) {
     dirty_port_count--;
   }
   return request(TESKK_DEL_PORT, &port->if_idx);
-}
-
-rcode_t tesk_krnl_sync_port() {
-  TESK_CTRL("\n");
-  uint16_t gathered = 0;
-  rcode_t result = tesk_port_get_dirty_list(tesk_port_list, &gathered);
-  if (result != TESK_RC_SUCCESS) {
-    TESK_ERR("Failed to retrieve dirty port list");
-    return result;
-  }
-  if (gathered != dirty_port_count) {
-    TESK_ERR("Dirty Port List count inconsistency:%d/%d\n", gathered, dirty_port_count);
-  }
-  result = tesk_krnl_add_or_update_ports(tesk_port_list, gathered);
-  if (result != TESK_RC_SUCCESS) {
-    TESK_ERR("Failed to synchronize dirty port list");
-    return result;
-  }
-  dirty_port_count = 0;
-  return TESK_RC_SUCCESS;
-}
-
-rcode_t tesk_krnl_sync_vlan() {
-  TESK_CTRL("\n");
-  uint16_t gathered = 0;
-  rcode_t result = tesk_vlan_get_dirty_list(tesk_vlan_list, &gathered);
-  if (result != TESK_RC_SUCCESS) {
-    TESK_ERR("Failed to retrieve dirty vlan list");
-    return result;
-  }
-  if (gathered != dirty_vlan_count) {
-    TESK_ERR("Dirty Vlan List count inconsistency:%d/%d\n", gathered, dirty_vlan_count);
-  }
-  result = tesk_krnl_add_or_update_vlans(tesk_vlan_list, gathered);
-  if (result != TESK_RC_SUCCESS) {
-    TESK_ERR("Failed to synchronize dirty Vlan list");
-    return result;
-  }
-  dirty_vlan_count = 0;
-  return TESK_RC_SUCCESS;
-}
-
-rcode_t tesk_krnl_do_sync() {
-  TESK_CTRL("\n");
-  if (dirty_port_count != 0) {
-    const rcode_t result = tesk_krnl_sync_port();
-    if (result != TESK_RC_SUCCESS) {
-      return result;
-    }
-  }
-  return dirty_vlan_count != 0 ? tesk_krnl_sync_vlan() : (rcode_t)TESK_RC_SUCCESS;
 }
 
 rcode_t tesk_krnl_get_port_counters(if_index_t if_idx, tesk_cli_sh_stat_t *stat) {

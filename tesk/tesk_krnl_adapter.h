@@ -8,27 +8,23 @@
  * Limits are the module's: 21 ports, 15 VLANs, 15 VLANs of a port, the lowest first. A larger set is refused
  * whole. A failed push of ports counts as delivered; a failed push of VLANs keeps the count.
  *
- * Unless stated otherwise, operations return 0, or 5 on failure, and trace their entry. */
+ * Unless stated otherwise, operations return 0, or 5 on failure, and trace their entry.
+ *
+ *   tesk_krnl_adapter.cpp  the requests to the module
+ *   tesk_krnl_dirty.cpp    marking records dirty, and the counts
+ *   tesk_krnl_sync.cpp     gathering dirty records and pushing them */
 #pragma once
 
 #include "opal/rcode.h"
 #include "tesk/kspace/teskk.h"
-#include "tesk/tesk_cli.h"
 #include "tesk/tesk_common.h"
+#include "tesk/tesk_counters.h"
 #include "tesk/tesk_port.h"
 #include "tesk/tesk_vlan.h"
 
 extern int teskkfd;
 extern uint16_t dirty_port_count;
 extern uint16_t dirty_vlan_count;
-
-/** Where the records of a request are put together. */
-extern teskk_port_list_t port_lst;
-extern teskk_vlan_list_t vlan_lst;
-
-/** What one synchronisation gathers. */
-extern tesk_port_t *tesk_port_list[TESKK_PORTS];
-extern vlan_hash_entry_t *tesk_vlan_list[TESKK_VLANS];
 
 /** Opens the module's device for the life of the process. */
 rcode_t tesk_krnl_adapter_init();

@@ -3,58 +3,26 @@
 #include <stdio.h>
 
 #include "opal/overseer.h"
-#include "opal/tracekit.h"
 #include "tesk/tesk_dbg.h"
 
-kvs_service_t tesk_debug_kvs;
 kvs_service_t tesk_kvs_cfg;
 kvs_service_t tesk_kvs_startup_cfg;
 char tesk_kvs_config_url[TESK_KVS_URL_BYTES];
-char tesk_kvs_debug_url[TESK_KVS_URL_BYTES];
 
 const char tesk_kvs_startup_name[] = "tesk_startup_cfg";
 
 namespace {
 
-constexpr char debug_name[] = "debug_data";
 constexpr char running_name[] = "tesk_cfg";
 
-enum { VERSION_SLOT = 1, DEBUG_MAX_KEY = 512, RUNNING_MAX_VALUE = 256 };
+enum { RUNNING_MAX_VALUE = 256 };
 
-version_id_t debug_version() { return version_id_set(1, 0, 1); }
 version_id_t running_version() { return version_id_set(0, 0, 1); }
-
-/* @param result receives -1 or a code of the store service
- * @return false when the store was not made; a creation without a handle is none, whatever its code */
-boolean debug_store_create(rcode_t *result, tesk_place_t place = tesk_here()) {
-  const kvs_service_t created = kvs_create(tesk_kvs_debug_url, result);
-  if (created == 0) {
-    TESK_ERR_AT(place, "TESK KVS Create Error\n");
-    return false;
-  }
-  *result = kvs_max_key(created, DEBUG_MAX_KEY);
-  if (*result != 0) {
-    TESK_ERR_AT(place, "TESK kvs_max_key Error\n");
-    return false;
-  }
-  *result = kvs_max_value(created, (tracekit_get_max_kvsvalue() * 2) & 0xFFFE);
-  if (*result != 0) {
-    TESK_ERR_AT(place, "TESK kvs_max_value Error\n");
-    tesk_kvs_startup_cfg = 0;
-    return false;
-  }
-  if (tesk_cfg_kvs_version(created) != 0) {
-    TESK_ERR_AT(place, "TESK set_kvs_ver Error\n");
-    *result = (rcode_t)-1;
-    return false;
-  }
-  return true;
-}
 
 /* Copies the startup store if it is of this version. */
 rcode_t running_store_copy(kvs_service_t reference, const char *running_uri, tesk_place_t place) {
   version_id_t saved = 0;
-  rcode_t result = kvs_version_get(reference, VERSION_SLOT, &saved);
+  rcode_t result = kvs_version_get(reference, TESK_KVS_VERSION_SLOT, &saved);
   if (result != 0) {
     return result;
   }
@@ -79,7 +47,7 @@ rcode_t running_store_create(const char *running_uri, kvs_service_t *created, te
     TESK_ERR_AT(place, "%s:Failed to create KVS for running KVS\n", place.function);
     return result;
   }
-  result = kvs_version_set(*created, VERSION_SLOT, running_version());
+  result = kvs_version_set(*created, TESK_KVS_VERSION_SLOT, running_version());
   if (result != 0) {
     TESK_ERR_AT(place, "%s:Failed to set KVS version for running cfg\n", place.function);
     return result;
@@ -110,39 +78,8 @@ rcode_t running_store_make(const char *running_uri, kvs_service_t reference, kvs
 
 }  // namespace
 
-int tesk_init_kvs() {
-  (void)tesk_kvs_dbg_init();
-  (void)tesk_kvs_cfg_init();
-  return 0;
-}
-
 const char *tesk_kvs_uri(const char *base_uri, const char *name) {
   return overseer_uri_complete(base_uri, overseer_file_prefix_get(), name);
-}
-
-int tesk_cfg_kvs_version(kvs_service_t service) {
-  return kvs_version_set(service, VERSION_SLOT, debug_version()) == 0 ? 0 : -1;
-}
-
-rcode_t tesk_kvs_dbg_init() {
-  const char *base = overseer_running_cfg_uri_get();
-  TESK_CTRL("tesk_kvs_init uri[%s]\n", tesk_trace_text(base));
-  (void)snprintf(tesk_kvs_debug_url, sizeof tesk_kvs_debug_url, "%s", tesk_kvs_uri(base, debug_name));
-  rcode_t result = 0;
-  tesk_debug_kvs = kvs_open(tesk_kvs_debug_url, &result);
-  if (tesk_debug_kvs == 0) {
-    if (!debug_store_create(&result)) {
-      return result;
-    }
-    tesk_debug_kvs = kvs_open(tesk_kvs_debug_url, &result);
-    if (tesk_debug_kvs == 0) {
-      TESK_ERR("TESK kvs_open after Create Error\n");
-      return result;
-    }
-  }
-  /* An error by category only, so that it always reaches the error history. */
-  TESK_ERR("tesk_kvs_init Debug KVS success!\n");
-  return 0;
 }
 
 bool tesk_open_startup_config_kvs() {

@@ -6,7 +6,11 @@
  *
  * At every start the running store is a snapshot of the startup store, or empty when there is none, or
  * when its version is not exactly this program's. Only the supervisor's save request writes the startup
- * store. A failure of the stores never stops start-up. A record is its key; the value is empty. */
+ * store. A failure of the stores never stops start-up. A record is its key; the value is empty.
+ *
+ *   tesk_kvs.cpp       startup and running store
+ *   tesk_kvs_cin.cpp   the CIN VLANs of a store
+ *   tesk_kvs_init.cpp  start-up, and the debug store */
 #pragma once
 
 #include "opal/kvs.h"
@@ -16,6 +20,9 @@
 enum { TESK_KVS_KEY_CIN_VLAN = 0 };
 
 enum { TESK_KVS_URL_BYTES = 256 };
+
+/** Where a store keeps its version. */
+enum { TESK_KVS_VERSION_SLOT = 1 };
 
 /** Key of a record as it is stored, on every host. */
 typedef struct tesk_kvs_key {

@@ -20,12 +20,6 @@
 #include "tesk/tesk_qbus.h"
 #include "tesk/tesk_vlan.h"
 
-const uint16_t sol_vlan = 4095;
-boolean vorlund_platform = false;
-boolean tesk_l2switch_disable = false;
-boolean tesk_overseer_hbt_sent = false;
-boolean tesk_descriptor_refused = false;
-
 namespace {
 
 /* The program runs on two boards; on any other it leaves without a word. */

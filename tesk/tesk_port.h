@@ -15,8 +15,10 @@
  *
  *   tesk_ifindex.cpp     the interface-index table
  *   tesk_port_map.cpp    interface index to ASIC port, downlink test, the port map
- *   tesk_port.cpp        the contexts' life, and walks over them
- *   tesk_port_event.cpp  port state and CBL notices
+ *   tesk_port.cpp        the contexts' life
+ *   tesk_port_walk.cpp   walks over them
+ *   tesk_port_event.cpp  port state notices
+ *   tesk_port_cbl.cpp    CBL notices
  *   tesk_port_stat.cpp   counters for the shell */
 #pragma once
 
@@ -24,8 +26,8 @@
 #include "opal/if_index.h"
 #include "opal/portsvc.h"
 #include "opal/rcode.h"
-#include "tesk/tesk_cli.h"
 #include "tesk/tesk_common.h"
+#include "tesk/tesk_counters.h"
 
 enum {
   TESK_ASIC_PORTS = 20,    /**< ports of the ASIC, numbered from 0 */

@@ -4,9 +4,12 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "opal/cush.h"
 #include "opal/ltlsvc.h"
+#include "opal/ncfg.h"
 #include "opal/overseer.h"
 #include "opal/portsvc.h"
+#include "opal/rcgen.h"
 #include "opal/tracekit.h"
 #include "opal/vlan_mgr.h"
 #include "tesk/tesk_cli.h"
@@ -15,8 +18,6 @@
 #include "tesk/tesk_l2switch.h"
 #include "tesk/tesk_port.h"
 #include "tesk/tesk_vlan.h"
-
-qbus_queue_t tesk_qbus_q;
 
 namespace {
 
@@ -102,21 +103,4 @@ void tesk_qbus_lc_online_msg(qbus_msg_ref_t *) {
   if (!tesk_l2_init_done) {
     (void)tesk_l2switch_init();
   }
-}
-
-rcode_t tesk_qbus_send(uint32_t opcode, const void *payload, uint32_t length, qbus_addr_t destination,
-                       qbus_msg_ref_t *reply) {
-  qbus_msg_ref_t reference = {};
-  rcode_t result = TESK_RC_SUCCESS;
-  if (fu_qbus_send(tesk_qbus_q, destination, opcode, payload, length, &reference, 0, 0) != 0) {
-    const int error = qbus_errno_get(tesk_qbus_q);
-    TESK_CTRL("Qbus send error rc = %d [%s]\n", error, strerror(error));
-    result = (rcode_t)error;
-  } else if (reply != nullptr) {
-    *reply = reference;
-  } else {
-    (void)qbus_drop(tesk_qbus_q, &reference);
-  }
-  TESK_CTRL("Sent qbus %s\n", qbus_opc_name_get(opcode));
-  return result;
 }

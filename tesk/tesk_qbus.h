@@ -3,21 +3,16 @@
  * A message is offered to the supervisor's library, then to the trace facility, and what neither takes is
  * looked up in a table of {opcode, options, handler}; serving one more message is adding a row. After each
  * message that is not the supervisor's, records marked dirty are pushed to the kernel module. Handlers do
- * not drop their message and trust no length that a payload states about itself. */
+ * not drop their message and trust no length that a payload states about itself.
+ *
+ *   tesk_qbus.cpp       binding, receiving, dispatching
+ *   tesk_qbus_send.cpp  the queue itself, and sending: below all handlers, which the table refers to */
 #pragma once
 
 #include "opal/rcode.h"
 #include "tesk/tesk_common.h"
 
 enum { TESK_QBUS_OPCODES = 12 };
-
-/** Opcodes of messages that no platform header names. */
-enum {
-  QBUS_OPC_TESK_CFGDBG = 0x20401,  /**< debug command */
-  QBUS_OPC_TESK_CFGENA = 0x20402,  /**< enable command */
-  QBUS_OPC_TESK_CUSH_TLV = 0x1DFF, /**< shell command */
-  QBUS_OPC_TESK_CFG_GEN = 0x1DEF   /**< running-config generation */
-};
 
 /** One row of the dispatch table. */
 typedef struct tesk_qbus_msg_attribute {

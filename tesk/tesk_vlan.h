@@ -9,7 +9,9 @@
  * or when the VLAN manager reports them deleted. Handlers stop at the first failure and undo nothing; only
  * the count is guarded. The VLAN manager is told in which VLANs this program is a feature.
  *
- *   tesk_vlan.cpp       the table, start-up, activation
+ *   tesk_vlan_table.cpp finding a VLAN in the table
+ *   tesk_vlan.cpp       changes of the table, activation
+ *   tesk_vlan_init.cpp  start-up
  *   tesk_vlan_cin.cpp   adding and removing CIN VLANs
  *   tesk_vlan_msg.cpp   answers of the port-index service, messages to the VLAN manager
  *   tesk_vlan_walk.cpp  walks over the table: list of CIN VLANs, CBL of one port, dirty entries */

@@ -5,6 +5,8 @@
 #include "tesk/tesk_kvs.h"
 #include "tesk/tesk_vlan.h"
 
+int16_t cin_vlan_count;
+
 namespace {
 
 /** Port masks of a VLAN's members. */
@@ -13,8 +15,15 @@ typedef struct member_masks {
   uint32_t cbl;
 } member_masks_t;
 
-/** How far the removal of a VLAN came. */
-enum removal { removal_done, removal_ports_failed, removal_store_failed, removal_table_failed };
+/** A step of a VLAN's removal that failed: what kept the VLAN, and what a notice's trace has before the text. */
+typedef struct removal_failure {
+  const char *keeper;
+  const char *notice_gap;
+} removal_failure_t;
+
+constexpr removal_failure_t ports_failed = {.keeper = "Port Contexts", .notice_gap = ": "};
+constexpr removal_failure_t store_failed = {.keeper = "KVS", .notice_gap = ":"};
+constexpr removal_failure_t table_failed = {.keeper = "Hash Table", .notice_gap = ": "};
 
 boolean is_configured(uint16_t vlan) { return tesk_vlan_hash_get_ltl(vlan) != TESK_LTL_ABSENT; }
 
@@ -106,16 +115,16 @@ boolean bring_up_members(uint16_t vlan, tesk_place_t place = tesk_here()) {
   return done;
 }
 
-/* The steps that command and notice share; each traces a failure in its own words. */
-enum removal remove_vlan(uint16_t vlan) {
+/* The steps that command and notice share. @return the one that failed, null for none */
+const removal_failure_t *remove_vlan(uint16_t vlan) {
   if (tesk_port_vlan_delete(vlan) != 0) {
-    return removal_ports_failed;
+    return &ports_failed;
   }
   tesk_vlan_amm_refuse(vlan);
   if (tesk_kvs_del_cin_vlan_config(vlan) != 0) {
-    return removal_store_failed;
+    return &store_failed;
   }
-  return tesk_vlan_hash_delete(vlan) ? removal_done : removal_table_failed;
+  return tesk_vlan_hash_delete(vlan) ? nullptr : &table_failed;
 }
 
 /* @return false when the VLAN was not removed in full */
@@ -125,18 +134,11 @@ boolean remove_deleted_vlan(uint16_t vlan, tesk_place_t place = tesk_here()) {
     return false;
   }
   count_check(place);
-  switch (remove_vlan(vlan)) {
-    case removal_ports_failed:
-      TESK_ERR_AT(place, "%s: Failed to delete VLAN %d from Port Contexts\n", place.function, vlan);
-      return false;
-    case removal_store_failed:
-      TESK_ERR_AT(place, "%s:Failed to delete VLAN %d from KVS\n", place.function, vlan);
-      return false;
-    case removal_table_failed:
-      TESK_ERR_AT(place, "%s: Failed to delete VLAN %d from Hash Table\n", place.function, vlan);
-      return false;
-    case removal_done:
-      break;
+  const removal_failure_t *failure = remove_vlan(vlan);
+  if (failure != nullptr) {
+    TESK_ERR_AT(place, "%s%sFailed to delete VLAN %d from %s\n", place.function, failure->notice_gap, vlan,
+                failure->keeper);
+    return false;
   }
   count_lower(place);
   return true;
@@ -194,18 +196,10 @@ boolean tesk_cli_vlan_del_handler(vlan_id_t vlan_id) {
     TESK_ERR("Failed to deactivate VLAN %d\n", vlan);
     return false;
   }
-  switch (remove_vlan(vlan)) {
-    case removal_ports_failed:
-      TESK_ERR("Failed to delete VLAN %d from Port Contexts\n", vlan);
-      return false;
-    case removal_store_failed:
-      TESK_ERR("Failed to delete VLAN %d from KVS\n", vlan);
-      return false;
-    case removal_table_failed:
-      TESK_ERR("Failed to delete VLAN %d from Hash Table\n", vlan);
-      return false;
-    case removal_done:
-      break;
+  const removal_failure_t *failure = remove_vlan(vlan);
+  if (failure != nullptr) {
+    TESK_ERR("Failed to delete VLAN %d from %s\n", vlan, failure->keeper);
+    return false;
   }
   count_lower();
   return true;

@@ -14,8 +14,11 @@
 #include "host/bus/message.h"
 #include "opal/bitset.h"
 #include "opal/chanagg.h"
+#include "opal/cush.h"
 #include "opal/ltlsvc.h"
+#include "opal/ncfg.h"
 #include "opal/portsvc.h"
+#include "opal/rcgen.h"
 #include "opal/vlan_mgr.h"
 
 namespace opal::bus {
@@ -41,10 +44,13 @@ inline constexpr Address vlan_mgr{QBUS_NODE_VLAN_MGR, QBUS_SAP_VLAN_MGR};
 
 /// Opcodes that the daemon itself serves, besides those of the platform headers.
 namespace opcode {
-inline constexpr std::uint32_t cush_command = 0x1DFF;    ///< request: Command; response: CommandAnswer
-inline constexpr std::uint32_t rcgen_generate = 0x1DEF;  ///< request: Generate; response: Generated
-inline constexpr std::uint32_t ncfg_debug = 0x20401;     ///< request and response: ncfg_payload_t + body
-inline constexpr std::uint32_t ncfg_enable = 0x20402;
+inline constexpr std::uint32_t cush_command =
+    QBUS_OPC_TESK_CUSH_TLV;  ///< request: Command; response: CommandAnswer
+inline constexpr std::uint32_t rcgen_generate =
+    QBUS_OPC_TESK_CFG_GEN;  ///< request: Generate; response: Generated
+inline constexpr std::uint32_t ncfg_debug =
+    QBUS_OPC_TESK_CFGDBG;  ///< request and response: ncfg_payload_t + body
+inline constexpr std::uint32_t ncfg_enable = QBUS_OPC_TESK_CFGENA;
 // Between the library and the services.
 inline constexpr std::uint32_t subscribe = 0x30001;     ///< broker. Subscription -> Result
 inline constexpr std::uint32_t handshake = 0x30010;     ///< overseer. Handshake -> HandshakeAnswer

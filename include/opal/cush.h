@@ -15,6 +15,9 @@ typedef struct cmd_rx_handle cmd_rx_handle_t; /**< a received command */
 typedef struct cmd_rsp cmd_rsp_t;             /**< a response with attributes, in the making */
 typedef struct cmd_mrange cmd_mrange_t;       /**< a list of ranges, owned by the library */
 
+/** Opcode of a command. */
+enum { QBUS_OPC_TESK_CUSH_TLV = 0x1DFF };
+
 enum { CUSH_RANGE_ENTRIES = 64 };
 
 /** A list of integers as inclusive ranges. */

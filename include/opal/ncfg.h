@@ -7,6 +7,9 @@
 extern "C" {
 #endif
 
+/** Opcodes of the requests to this program: its debug command, and the one that enables it. */
+enum { QBUS_OPC_TESK_CFGDBG = 0x20401, QBUS_OPC_TESK_CFGENA = 0x20402 };
+
 /** Kinds of request. */
 enum {
   NCFG_GET_REQ = 1,

@@ -19,6 +19,9 @@ typedef struct rcgen_options {
   uint32_t tracekit_dbg_elem; /**< debug category of the library's own traces; 0 for none */
 } rcgen_options_t;
 
+/** Opcode of a request for a program's lines. */
+enum { QBUS_OPC_TESK_CFG_GEN = 0x1DEF };
+
 enum { RCGEN_CFG_RUNNING = 1, RCGEN_CFG_STARTUP = 2 };
 
 /** Display type that also shows what is at its default, as "no" lines. */

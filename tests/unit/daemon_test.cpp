@@ -57,10 +57,6 @@ void reset_daemon() {
   clear(lnx_eth_if);
   clear(kes_port_map);
   clear(amm_mgmt_port);
-  clear(port_lst);
-  clear(vlan_lst);
-  clear(tesk_port_list);
-  clear(tesk_vlan_list);
 }
 
 }  // namespace

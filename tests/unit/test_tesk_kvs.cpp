@@ -252,42 +252,6 @@ TEST_F(RunningStore, IsMadeUnderTheRunningUriFromTheOpenStartupStore) {
   ignore_rest();
 }
 
-TEST_F(Stores, OfTheStartNeverStopIt) {
-  when("kvs_open").returns(0).gives(RCODE_IO);
-  when("kvs_create").returns(0).gives(RCODE_IO);
-  EXPECT_EQ(tesk_init_kvs(), 0);
-  expect_apart_from_control(
-      {"kvs_open('running:debug_data')", "kvs_create('running:debug_data')",
-       error("tesk_kvs_dbg_init", "TESK KVS Create Error\n"), "kvs_create('running:tesk_cfg')",
-       error("tesk_kvs_create_and_open_config_kvs",
-             "tesk_kvs_create_and_open_config_kvs:Failed to create KVS for running KVS\n"),
-       error("tesk_kvs_create_and_open_config_kvs",
-             "tesk_kvs_create_and_open_config_kvs: Cfg KVS Failed\n")});
-}
-
-TEST_F(Stores, StartEmptyWhenTheDebugStoresValuesCannotBeLimited) {
-  startup_of_version(1, {10});
-  EXPECT_TRUE(tesk_open_startup_config_kvs());
-  when("kvs_max_value").once().returns(RCODE_INVALID);
-  EXPECT_EQ(tesk_init_kvs(), 0);
-  EXPECT_EQ(store(running_store).records.size(), 0u);
-  tesk_close_startup_config_kvs();
-  EXPECT_EQ(count_of_operation("kvs_snapshot"), 0u);
-  EXPECT_EQ(count_of_operation("kvs_close"), 0u);
-  ignore_rest();
-}
-
-TEST_F(Stores, StartEmptyWhenTheStartupStoreHasNoUri) {
-  startup_of_version(1, {10});
-  when("overseer_startup_cfg_uri_get").returns(0);
-  EXPECT_TRUE(tesk_open_startup_config_kvs());
-  EXPECT_EQ(tesk_init_kvs(), 0);
-  EXPECT_EQ(store(running_store).records.size(), 0u);
-  EXPECT_EQ(count_of_operation("kvs_create"), 2u);
-  EXPECT_EQ(count_of_operation("kvs_snapshot"), 0u);
-  ignore_rest();
-}
-
 // Taken before any test runs: a program's start leaves the handles as they are.
 const kvs_service_t handles_at_start[] = {tesk_debug_kvs, tesk_kvs_cfg, tesk_kvs_startup_cfg};
 

@@ -18,13 +18,9 @@
 namespace {
 
 // Taken before any test runs.
-const boolean heartbeat_sent_at_start = tesk_overseer_hbt_sent;
 const boolean relay_up_at_start = tesk_l2_init_done;
 
-TEST(Process, BeginsWithoutARelayAndWithAHeartbeatToSend) {
-  EXPECT_FALSE(heartbeat_sent_at_start);
-  EXPECT_FALSE(relay_up_at_start);
-}
+TEST(Process, BeginsWithoutARelay) { EXPECT_FALSE(relay_up_at_start); }
 
 TEST(BoardIdentity, LiesAsTheBoardFillsIt) {
   EXPECT_EQ(offsetof(card_module_info_t, procType), 0u);

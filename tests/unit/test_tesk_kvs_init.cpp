@@ -1,4 +1,4 @@
-/* The debug store: how it comes to be at start. */
+/* The stores at start, and how the debug store comes to be. */
 #include "tesk/tesk_kvs.h"
 #include "tests/unit/tables.h"
 
@@ -136,6 +136,52 @@ TEST_F(DebugStore, HasItsVersionSetOrReportsMinusOne) {
   EXPECT_EQ(tesk_cfg_kvs_version(open_store(debug_store)), 0);
   EXPECT_EQ(tesk_cfg_kvs_version(2), -1);
   expect({"kvs_version_set(2, 1, 0x100001)", "kvs_version_set(2, 1, 0x100001)"});
+}
+
+class StoresAtStart : public DaemonTest {
+ protected:
+  /** An existing store with a version, open. */
+  static uint32_t startup_of_version(uint32_t version, const std::vector<int32_t> &vlans = {}) {
+    store(startup_store).versions[1] = version;
+    store_cin_vlans(startup_store, vlans);
+    return open_store(startup_store);
+  }
+};
+
+TEST_F(StoresAtStart, OfTheStartNeverStopIt) {
+  when("kvs_open").returns(0).gives(RCODE_IO);
+  when("kvs_create").returns(0).gives(RCODE_IO);
+  EXPECT_EQ(tesk_init_kvs(), 0);
+  expect_apart_from_control(
+      {"kvs_open('running:debug_data')", "kvs_create('running:debug_data')",
+       error("tesk_kvs_dbg_init", "TESK KVS Create Error\n"), "kvs_create('running:tesk_cfg')",
+       error("tesk_kvs_create_and_open_config_kvs",
+             "tesk_kvs_create_and_open_config_kvs:Failed to create KVS for running KVS\n"),
+       error("tesk_kvs_create_and_open_config_kvs",
+             "tesk_kvs_create_and_open_config_kvs: Cfg KVS Failed\n")});
+}
+
+TEST_F(StoresAtStart, StartEmptyWhenTheDebugStoresValuesCannotBeLimited) {
+  startup_of_version(1, {10});
+  EXPECT_TRUE(tesk_open_startup_config_kvs());
+  when("kvs_max_value").once().returns(RCODE_INVALID);
+  EXPECT_EQ(tesk_init_kvs(), 0);
+  EXPECT_EQ(store(running_store).records.size(), 0u);
+  tesk_close_startup_config_kvs();
+  EXPECT_EQ(count_of_operation("kvs_snapshot"), 0u);
+  EXPECT_EQ(count_of_operation("kvs_close"), 0u);
+  ignore_rest();
+}
+
+TEST_F(StoresAtStart, StartEmptyWhenTheStartupStoreHasNoUri) {
+  startup_of_version(1, {10});
+  when("overseer_startup_cfg_uri_get").returns(0);
+  EXPECT_TRUE(tesk_open_startup_config_kvs());
+  EXPECT_EQ(tesk_init_kvs(), 0);
+  EXPECT_EQ(store(running_store).records.size(), 0u);
+  EXPECT_EQ(count_of_operation("kvs_create"), 2u);
+  EXPECT_EQ(count_of_operation("kvs_snapshot"), 0u);
+  ignore_rest();
 }
 
 }  // namespace
