@@ -209,12 +209,21 @@ bool run(int rounds, const std::string &file) {
 }  // namespace
 
 int main(int count, char **words) {
-  int rounds = 15;
   bool quick = false;
   std::string file;
   CLI::App app{"Measures finding and learning of addresses, for every pattern of addresses."};
-  app.add_flag("--quick", quick, "Five rounds");
-  app.add_option("--json", file, "Write a document for programs to this file");
-  CLI11_PARSE(app, count, words);
-  return run(quick ? 5 : rounds, file) ? 0 : 1;
+  try {
+    app.add_flag("--quick", quick, "Five rounds");
+    app.add_option("--json", file, "Write a document for programs to this file");
+    app.parse(count, words);
+    return run(quick ? 5 : 15, file) ? 0 : 1;
+  } catch (const CLI::Success &shown) {
+    return app.exit(shown);
+  } catch (const CLI::ParseError &error) {
+    std::cerr << "address_bench: " << error.what() << "; --help shows what is accepted.\n";
+    return 2;
+  } catch (const std::exception &failure) {
+    std::cerr << "address_bench: " << failure.what() << "\n";
+    return 1;
+  }
 }

@@ -152,6 +152,14 @@ TEST_F(ManyAddresses, LoseTheIndexWhenFewAreLeft) {
   EXPECT_TRUE(equal(reference));
 }
 
+TEST_F(ManyAddresses, GiveMemoryBackWhen256AreLeft) {
+  learn_range(0, 256, &ports[0]);
+  learn_range(256, 300, &ports[1]);
+  purge(&ports[1]);
+  EXPECT_TRUE(is_indexed());
+  EXPECT_EQ(live_blocks(), 256u);
+}
+
 TEST_F(ManyAddresses, CanBeAllZeros) {
   constexpr Mac zeros = {};
   learn_range(0, 100, &ports[0]);
