@@ -1,5 +1,5 @@
 -- Wireshark's view of a tesk chassis: what stands in front of a frame on the in-band device, and what became of a
--- frame in the daemon. README.md beside this file describes the captures that it reads and how to install it.
+-- frame in the daemon. docs/wireshark.md lists the fields and describes the captures that it reads.
 --
 --   kestrix   dissects a packet of an in-band device: one of the two ASIC headers, then the Ethernet frame. The
 --             packet's direction decides which header it is; bytes alone cannot.

@@ -1,4 +1,4 @@
-"""Captures as `packaging/wireshark/README.md` describes them, written byte by byte."""
+"""Captures as `docs/wireshark.md` describes them, written byte by byte."""
 
 from __future__ import annotations
 

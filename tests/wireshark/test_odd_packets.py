@@ -20,6 +20,7 @@ class OddPackets(Shark):
         to_host, from_host = self.dissect([Packet("inb0", TO_HOST, IN), Packet("inb0", FROM_HOST, OUT)])
         self.assertEqual((to_host.show("kestrix.th.vlan"), from_host.show("kestrix.fh.vlan")), ("100", "100"))
         self.assertEqual((to_host.has("eth"), from_host.has("eth")), (False, False))
+        self.assertEqual((to_host.has("_ws.malformed"), from_host.has("_ws.malformed")), (False, False))
 
     def test_a_cut_inner_frame_is_shown_as_far_as_it_goes(self):
         frames = self.dissect([Packet("inb0", TO_HOST + PING[:length], IN) for length in range(1, 60)])
