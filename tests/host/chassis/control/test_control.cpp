@@ -122,8 +122,7 @@ TEST_F(Control, save_is_passed_to_the_daemon_and_its_result_back) {
   answer(*message, bus::bytes_of(bus::Result{RCODE_IO}));
   std::optional<bus::Message> response;
   ASSERT_TRUE(run_until(loop_, [&] {
-    std::error_code error;
-    response = caller_->receive(error);
+    if (auto received = caller_->receive()) response = std::move(*received);
     return response.has_value();
   }));
   const json outcome = json::parse(bus::text_of_bytes(response->payload));

@@ -27,7 +27,7 @@ struct RunFolderTest : testing::Test {
       const RunFolder folder(name);
       return "taken";
     } catch (const host::Failure &failure) {
-      return failure.what();
+      return failure.what;
     }
   }
 

@@ -277,8 +277,7 @@ class Configuration : public Bench {
     }
     std::optional<bus::Message> response;
     run_until(loop_, [&] {
-      std::error_code error;
-      response = caller_->receive(error);
+      if (auto received = caller_->receive()) response = std::move(*received);
       return response.has_value();
     });
     const auto view = response ? bus::decode_config_text(response->payload) : std::nullopt;
