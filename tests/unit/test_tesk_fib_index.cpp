@@ -188,6 +188,14 @@ TEST_F(ManyAddresses, AreWalkedWhileMemoryForMoreIsShort) {
   EXPECT_TRUE(equal(reference));
 }
 
+TEST_F(ManyAddresses, AskForMemoryForTheIndexOnlyWhenItIsFull) {
+  learn_range(0, 511, &ports[0]);
+  fail_allocation(2);  // the first is the entry
+  learn_range(511, 512, &ports[0]);
+  EXPECT_TRUE(is_allocation_to_fail()) << "there was no second";
+  fail_allocation(0);
+}
+
 TEST_F(ManyAddresses, AreWalkedWhenThePurgeFindsNoMemoryForTheIndex) {
   learn_range(0, 300, &ports[0]);
   learn_range(300, 310, &ports[1]);
