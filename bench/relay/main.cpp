@@ -21,6 +21,7 @@
 #include "bench/relay/report.h"
 #include "host/chassis/net/net_link.h"
 #include "host/chassis/sandbox/run_folder.h"
+#include "host/chassis/sandbox/prerequisites.h"
 #include "host/chassis/sandbox/sandbox.h"
 #include "host/chassis/sandbox/sandbox_arguments.h"
 

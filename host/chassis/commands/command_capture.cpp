@@ -13,10 +13,10 @@
 #include <fstream>
 
 #include "host/bus/socket.h"
+#include "host/chassis/base/run_files.h"
 #include "host/chassis/commands/commands.h"
 #include "host/chassis/commands/node_command.h"
-#include "host/chassis/sandbox/sandbox.h"
-#include "host/chassis/wires/capture.h"
+#include "host/chassis/sandbox/sandbox_entry.h"
 #include "host/system/failure.h"
 
 namespace chassis {

@@ -7,9 +7,11 @@
 
 #include "host/chassis/commands/commands.h"
 #include "host/chassis/endpoint/faults.h"
+#include "host/chassis/model/description_file.h"
 #include "host/chassis/run/inside.h"
 #include "host/chassis/sandbox/interfaces.h"
 #include "host/chassis/sandbox/run_folder.h"
+#include "host/chassis/sandbox/prerequisites.h"
 #include "host/chassis/sandbox/sandbox.h"
 #include "host/chassis/sandbox/sandbox_arguments.h"
 #include "host/chassis/sandbox/terminal.h"

@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host/chassis/base/vlan_set.h"
+#include "host/chassis/control/mirror_report.h"
 #include "host/chassis/model/interface_name.h"
 
 namespace chassis {
@@ -132,7 +133,7 @@ json report(const ReportSources &sources) {
           {"channels", channels_report(sources.state)},
           {"known_vlans", to_ranges(sources.vlan_manager.known())},
           {"vlans", vlans_table(sources.fabric, sources.vlan_manager)},
-          {"mirror", mirror_report(sources)},
+          {"mirror", mirror_report(sources.state, sources.klm)},
           {"services", services_report(sources.endpoints)},
           {"faults", faults_report(sources.faults)}};
 }

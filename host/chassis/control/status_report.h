@@ -26,7 +26,4 @@ struct ReportSources {
 
 nlohmann::json report(const ReportSources &sources);
 
-/// The kernel device's tables beside the chassis's own, each row with the differences found.
-nlohmann::json mirror_report(const ReportSources &sources);
-
 }  // namespace chassis

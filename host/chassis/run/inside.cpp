@@ -17,9 +17,12 @@
 
 #include "host/chassis/base/watch.h"
 #include "host/chassis/kernel_module/klm_device.h"
+#include "host/chassis/model/board_ports.h"
 #include "host/chassis/net/net_link.h"
 #include "host/chassis/run/command_process.h"
+#include "host/chassis/run/module_counters.h"
 #include "host/chassis/run/platform.h"
+#include "host/chassis/sandbox/lifeline.h"
 #include "host/chassis/sandbox/run_folder.h"
 #include "host/chassis/sandbox/sandbox_arguments.h"
 #include "host/chassis/wires/data_plane.h"
@@ -29,19 +32,6 @@ namespace chassis {
 namespace {
 
 constexpr std::chrono::seconds command_end_limit{2};
-
-/// The descriptor that tells when the sandbox is complete and when it is to end; see sandbox.h.
-int lifeline() {
-  const char *number = std::getenv("CHASSIS_LIFELINE");
-  const int descriptor = number != nullptr ? std::atoi(number) : -1;
-  char byte = 0;
-  if (descriptor < 0 || read(descriptor, &byte, 1) != 1)
-    throw host::Failure("this command belongs to `chassis run`");
-  unsetenv("CHASSIS_LIFELINE");
-  fcntl(descriptor, F_SETFL, O_NONBLOCK);
-  fcntl(descriptor, F_SETFD, FD_CLOEXEC);
-  return descriptor;
-}
 
 /// Settings of the sandbox's own network, made before any socket is bound in it.
 void prepare_network() {
@@ -62,11 +52,12 @@ class Inside {
  public:
   explicit Inside(const InsidePlan &plan)
       : plan_(plan),
-        lifeline_(lifeline()),
+        lifeline_(take_lifeline()),
         data_plane_(make_data_plane(loop_, plan.description)),
-        klm_([this](IfIndex index) { return data_plane_->knows(index); },
+        klm_([board = plan.description.board](IfIndex index) { return port_exists(board, index); },
              [this](IfIndex index, auto &counters) {
-               return data_plane_->counters(klm_.mirror(), index, counters);
+               return fill_module_counters(plan_.description.board, data_plane_->inband_counters(),
+                                           klm_.mirror(), index, counters);
              }),
         platform_(loop_, plan.description, data_plane_->fabric(), klm_, {inside_run_folder, plan.daemon},
                   hooks()),

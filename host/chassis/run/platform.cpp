@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host/chassis/base/journal.h"
+#include "host/chassis/base/run_files.h"
 #include "host/chassis/control/control.h"
 #include "host/chassis/control/status_report.h"
 #include "host/chassis/model/chassis_state.h"
@@ -62,7 +63,7 @@ Platform::State::State(asio::io_context &loop, const Description &description, F
       paths(std::move(paths_used)),
       hooks(std::move(hooks_used)),
       faults_asked(description.faults),
-      journal(paths.run_folder / "chassis.log"),
+      journal(paths.run_folder / chassis_log),
       state(description, fabric, hooks.link_changed),
       broker(loop, faults),
       announcer(state, broker),

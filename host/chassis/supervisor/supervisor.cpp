@@ -9,6 +9,8 @@
 #include <deque>
 #include <fstream>
 
+#include "host/chassis/base/run_files.h"
+
 namespace chassis {
 
 namespace {
@@ -16,7 +18,7 @@ namespace {
 constexpr std::size_t last_words_lines = 3;
 constexpr std::size_t last_words_bytes = 2048;
 
-std::filesystem::path log_of(const SupervisorPaths &paths) { return paths.run_folder / "tesk.log"; }
+std::filesystem::path log_of(const SupervisorPaths &paths) { return paths.run_folder / daemon_log; }
 
 std::chrono::milliseconds since(Supervisor::Clock::time_point then) {
   return std::chrono::duration_cast<std::chrono::milliseconds>(Supervisor::Clock::now() - then);

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <ctime>
 
+#include "host/chassis/base/run_files.h"
 #include "host/system/failure.h"
 
 namespace chassis {

@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "host/chassis/model/board_ports.h"
 #include "host/chassis/wires/attachment.h"
 #include "host/chassis/wires/node.h"
 
@@ -24,13 +25,6 @@ nlohmann::json as_json(const PortCounters &counters) {
   for (std::size_t reason = 0; reason < counters.dropped.size(); ++reason)
     dropped[drop_name(static_cast<Drop>(reason))] = counters.dropped[reason];
   return {{"rx", as_json(counters.rx)}, {"tx", as_json(counters.tx)}, {"dropped", dropped}};
-}
-
-void copy_counters(const InbandCounters::Port &from, teskk_port_counters_t &to) {
-  to.tx_ucast = static_cast<std::uint32_t>(from.tx.ucast);
-  to.tx_mcast = static_cast<std::uint32_t>(from.tx.mcast);
-  to.rx_ucast = static_cast<std::uint32_t>(from.rx.ucast);
-  to.rx_mcast = static_cast<std::uint32_t>(from.rx.mcast);
 }
 
 }  // namespace
@@ -84,12 +78,12 @@ void DataPlane::deliver_to_wire(AsicPort port, std::span<const std::byte> frame)
 
 void DataPlane::send_to_daemon(std::span<const std::byte> header_and_frame) {
   if (!inband_device_.send(header_and_frame)) return;
-  kernel_.to_daemon(header_and_frame);
+  inband_counters_.to_daemon(header_and_frame);
   inband_point_.pass(header_and_frame.subspan(asic_header_bytes));
 }
 
 void DataPlane::take_from_daemon(std::span<const std::byte> header_and_frame) {
-  kernel_.from_daemon(header_and_frame);
+  inband_counters_.from_daemon(header_and_frame);
   if (header_and_frame.size() > asic_header_bytes)
     inband_point_.pass(header_and_frame.subspan(asic_header_bytes));
   fabric_.from_cpu(header_and_frame);
@@ -103,13 +97,13 @@ void DataPlane::take_from_amm(std::span<const std::byte> frame) {
   }
   count_frame(management_.rx, frame);
   if (!management_device_.send(frame)) return;
-  kernel_.management_to_daemon(frame);
+  inband_counters_.management_to_daemon(frame);
   management_point_.pass(frame);
 }
 
 void DataPlane::deliver_to_amm(std::span<const std::byte> frame) {
   management_point_.pass(frame);
-  kernel_.management_from_daemon(frame);
+  inband_counters_.management_from_daemon(frame);
   if (const auto fault = frame_fault(frame)) {
     ++management_.dropped[static_cast<std::size_t>(*fault)];
     return;
@@ -121,23 +115,6 @@ void DataPlane::deliver_to_amm(std::span<const std::byte> frame) {
 
 void DataPlane::set_link(AsicPort port, bool up) {
   if (auto &wire = wires_.at(port.value)) wire->set_link(up);
-}
-
-bool DataPlane::knows(IfIndex index) const {
-  return front_port_of(index) || channel_of(index) || index == management_if_index(description_.board);
-}
-
-const InbandCounters::Port *DataPlane::kernel_counters(const KlmMirror &mirror, IfIndex index) const {
-  if (index == management_if_index(description_.board)) return &kernel_.management();
-  if (const auto front = front_port_of(index)) return &kernel_.port(*asic_port(description_.board, *front));
-  const auto channel = mirror.ports.find(index);
-  return channel == mirror.ports.end() ? nullptr : &kernel_.port({channel->second.kestrix_port});
-}
-
-bool DataPlane::counters(const KlmMirror &mirror, IfIndex index, teskk_port_counters_t &counters) const {
-  const auto *counted = kernel_counters(mirror, index);
-  if (counted != nullptr) copy_counters(*counted, counters);
-  return counted != nullptr;
 }
 
 nlohmann::json DataPlane::status() const {

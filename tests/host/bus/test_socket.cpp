@@ -10,8 +10,8 @@
 
 #include "host/bus/services.h"
 #include "tests/host/bus/raw_socket.h"
-#include "tests/host/bus/temp_folder.h"
 #include "tests/host/system/results.h"
+#include "tests/host/system/temporary_folder.h"
 
 namespace opal::bus {
 namespace {
@@ -37,7 +37,7 @@ class SocketTest : public testing::Test {
     pollfd waiting{socket.fd(), POLLIN, 0};
     return poll(&waiting, 1, timeout_ms) == 1;
   }
-  TempFolder folder_;
+  TemporaryFolder folder_;
 };
 
 TEST_F(SocketTest, PutsTheHeaderAndThePayloadOnTheWireAsDescribed) {

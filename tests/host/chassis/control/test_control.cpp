@@ -1,5 +1,4 @@
 // The control address: each verb, and each way to get it wrong.
-#include "host/chassis/commands/status_tables.h"
 #include "tests/host/chassis/run/bench.h"
 
 namespace chassis {
@@ -33,11 +32,6 @@ TEST_F(Control, status_has_every_part) {
   EXPECT_EQ(status["mirror"]["missing_ports"], json({"ethernet 1/1", "ethernet 1/2", "ethernet 1/3"}));
   EXPECT_EQ(status["services"].size(), 12U);
   EXPECT_EQ(status["devices"]["inb0"]["rx"], 7);
-  const std::string tables = status_tables(status, false);
-  EXPECT_NE(tables.find("ethernet 1/20"), std::string::npos);
-  EXPECT_NE(tables.find("DIFFERS: not mirrored"), std::string::npos);
-  EXPECT_EQ(tables.find('\033'), std::string::npos);
-  EXPECT_NE(status_tables(status, true).find("\033[1;31m"), std::string::npos);
 }
 
 TEST_F(Control, link_down_withdraws_the_vlans_and_link_up_brings_them_back) {

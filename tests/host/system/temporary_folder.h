@@ -6,16 +6,16 @@
 #include <stdexcept>
 #include <string>
 
-class TempFolder {
+class TemporaryFolder {
  public:
-  explicit TempFolder(const std::filesystem::path &parent = std::filesystem::temp_directory_path()) {
+  explicit TemporaryFolder(const std::filesystem::path &parent = std::filesystem::temp_directory_path()) {
     std::string name = (parent / "opal-XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
     path_ = name;
   }
-  TempFolder(const TempFolder &) = delete;
-  TempFolder &operator=(const TempFolder &) = delete;
-  ~TempFolder() {
+  TemporaryFolder(const TemporaryFolder &) = delete;
+  TemporaryFolder &operator=(const TemporaryFolder &) = delete;
+  ~TemporaryFolder() {
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
   }
