@@ -130,7 +130,7 @@ const std::vector<ControlService::VerbRow> &ControlService::verbs() {
 }
 
 ControlService::ControlService(asio::io_context &loop, const FaultTable &faults, ControlParts parts)
-    : endpoint_(loop, faults, "control", bus::address::control), parts_(std::move(parts)) {
+    : Service(loop, faults, "control", bus::address::control), parts_(std::move(parts)) {
   endpoint_.serve_messages(bus::opcode::control, "", [this](const bus::Message &message) { take(message); });
 }
 

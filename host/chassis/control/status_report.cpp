@@ -97,9 +97,10 @@ json vlans_table(const Fabric &fabric, const VlanManager &manager) {
   return rows;
 }
 
-json services_report(const std::vector<Endpoint *> &endpoints) {
+json services_report(const std::vector<Service *> &services) {
   json rows = json::array();
-  for (const Endpoint *endpoint : endpoints) {
+  for (const Service *service : services) {
+    const Endpoint *endpoint = &service->endpoint();
     const EndpointCounters &counters = endpoint->counters();
     const bus::SocketCounters *socket = endpoint->socket_counters();
     rows.push_back({{"service", endpoint->name()},
@@ -134,7 +135,7 @@ json report(const ReportSources &sources) {
           {"known_vlans", to_ranges(sources.vlan_manager.known())},
           {"vlans", vlans_table(sources.fabric, sources.vlan_manager)},
           {"mirror", mirror_report(sources.state, sources.klm)},
-          {"services", services_report(sources.endpoints)},
+          {"services", services_report(sources.services)},
           {"faults", faults_report(sources.faults)}};
 }
 

@@ -21,7 +21,7 @@ struct ReportSources {
   const FeatureRegistry &features;
   const VlanManager &vlan_manager;
   const FaultTable &faults;
-  const std::vector<Endpoint *> &endpoints;
+  const std::vector<Service *> &services;
 };
 
 nlohmann::json report(const ReportSources &sources);

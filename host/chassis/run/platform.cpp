@@ -10,15 +10,9 @@
 #include "host/chassis/control/status_report.h"
 #include "host/chassis/model/chassis_state.h"
 #include "host/chassis/services/announcer.h"
-#include "host/chassis/services/board.h"
 #include "host/chassis/services/broker.h"
 #include "host/chassis/services/capreg.h"
-#include "host/chassis/services/chanagg.h"
-#include "host/chassis/services/cush_registry.h"
-#include "host/chassis/services/kinb.h"
-#include "host/chassis/services/ltlsvc.h"
-#include "host/chassis/services/portsvc.h"
-#include "host/chassis/services/rcgen.h"
+#include "host/chassis/services/platform_services.h"
 #include "host/chassis/services/vlan_mgr.h"
 #include "host/chassis/supervisor/supervisor.h"
 
@@ -43,17 +37,9 @@ struct Platform::State {
   Broker broker;
   Announcer announcer;
   Supervisor supervisor;
-  BoardService board;
-  InterfaceManager interfaces;
-  PortIndexService port_index;
-  ChannelService channels;
-  InbandDriver inband;
-  FeatureRegistry features;
-  VlanManager vlan_manager;
-  CushRegistry cush;
-  ConfigGenerator generator;
+  PlatformServices services;
   ControlService control;
-  std::vector<Endpoint *> endpoints;
+  std::vector<Service *> all_services;  ///< in the order of `chassis status`
 };
 
 Platform::State::State(asio::io_context &loop, const Description &description, Fabric &fabric_used,
@@ -68,21 +54,13 @@ Platform::State::State(asio::io_context &loop, const Description &description, F
       broker(loop, faults),
       announcer(state, broker),
       supervisor(loop, faults, journal, {paths.run_folder, paths.daemon}, supervisor_hooks()),
-      board(loop, faults, description.board),
-      interfaces(loop, faults, state),
-      port_index(loop, faults, state, fabric, journal),
-      channels(loop, faults, state, announcer),
-      inband(loop, faults, fabric, journal),
-      features(loop, faults),
-      vlan_manager(loop, faults, description),
-      cush(loop, faults),
-      generator(loop, faults, supervisor.startup_uri()),
+      services({loop, faults, journal, state, fabric, announcer, supervisor.startup_uri()}),
       control(loop, faults,
-              {state, announcer, broker, vlan_manager, supervisor, faults, [this] { return status(); }}),
-      endpoints{&broker.endpoint(),     &supervisor.endpoint(), &board.endpoint(),
-                &interfaces.endpoint(), &port_index.endpoint(), &channels.endpoint(),
-                &inband.endpoint(),     &features.endpoint(),   &vlan_manager.endpoint(),
-                &cush.endpoint(),       &generator.endpoint(),  &control.endpoint()} {
+              {state, announcer, broker, services.get<VlanManager>(), supervisor, faults,
+               [this] { return status(); }}),
+      all_services{&broker, &supervisor} {
+  for (const auto &service : services.all()) all_services.push_back(service.get());
+  all_services.push_back(&control);
   broker.on_subscribed(
       [this](std::uint32_t opcode, bus::Address queue) { announcer.tell_subscriber(opcode, queue); });
 }
@@ -98,18 +76,13 @@ SupervisorHooks Platform::State::supervisor_hooks() {
 void Platform::State::forget_daemon() {
   fabric.forget_cpu();
   klm.forget();
-  broker.forget(bus::address::tesk);
-  cush.forget(bus::address::tesk);
-  generator.forget(bus::address::tesk);
-  generator.endpoint().give_up_waiting();
-  control.endpoint().give_up_waiting();
-  features.forget();
-  vlan_manager.forget_cin();
+  for (Service *service : all_services) service->forget_daemon();
   announcer.forget_members_before_down();
 }
 
 nlohmann::json Platform::State::status() const {
-  nlohmann::json all = report({state, fabric, klm, supervisor, features, vlan_manager, faults, endpoints});
+  nlohmann::json all = report({state, fabric, klm, supervisor, services.get<FeatureRegistry>(),
+                               services.get<VlanManager>(), faults, all_services});
   if (hooks.device_status) all["devices"] = hooks.device_status();
   return all;
 }
@@ -132,8 +105,8 @@ std::string Platform::start() {
                          error.message());
     }
   }
-  for (Endpoint *endpoint : state_->endpoints) {
-    if (std::string why = endpoint->bind(state_->paths.run_folder); !why.empty()) return why;
+  for (Service *service : state_->all_services) {
+    if (std::string why = service->endpoint().bind(state_->paths.run_folder); !why.empty()) return why;
   }
   return state_->supervisor.start();
 }

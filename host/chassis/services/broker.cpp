@@ -3,7 +3,7 @@
 namespace chassis {
 
 Broker::Broker(asio::io_context &loop, const FaultTable &faults)
-    : endpoint_(loop, faults, "broker", bus::address::broker) {
+    : Service(loop, faults, "broker", bus::address::broker) {
   endpoint_.serve_messages(bus::opcode::subscribe, "qbus-subscribe",
                            [this](const bus::Message &message) { subscribe(message); });
 }
@@ -26,8 +26,8 @@ void Broker::tell(bus::Address queue, std::uint32_t opcode, std::span<const std:
   endpoint_.send_notice(queue, opcode, payload);
 }
 
-void Broker::forget(bus::Address queue) {
-  for (auto &[opcode, queues] : subscribers_) queues.erase(queue);
+void Broker::forget_daemon() {
+  for (auto &[opcode, queues] : subscribers_) queues.erase(bus::address::tesk);
 }
 
 }  // namespace chassis

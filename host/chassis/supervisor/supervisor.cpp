@@ -46,12 +46,12 @@ const char *state_name(DaemonState state) {
 
 Supervisor::Supervisor(asio::io_context &loop, const FaultTable &faults, Journal &journal,
                        SupervisorPaths paths, SupervisorHooks hooks, SupervisorSettings settings)
-    : loop_(loop),
+    : Service(loop, faults, "overseer", bus::address::overseer),
+      loop_(loop),
       journal_(journal),
       paths_(std::move(paths)),
       hooks_(std::move(hooks)),
       settings_(settings),
-      endpoint_(loop, faults, "overseer", bus::address::overseer),
       deadline_(loop),
       next_start_(loop),
       pause_(settings.first_pause) {
