@@ -22,7 +22,8 @@ json frames(const FrameCounters &counters) { return {{"ucast", counters.ucast}, 
 json counters_report(const PortCounters &counters) {
   json drops = json::object();
   for (std::size_t reason = 0; reason < counters.dropped.size(); ++reason) {
-    if (counters.dropped[reason] != 0) drops[drop_name(static_cast<Drop>(reason))] = counters.dropped[reason];
+    if (counters.dropped[reason] != 0)
+      drops[drop_name(static_cast<DropReason>(reason))] = counters.dropped[reason];
   }
   return {{"rx", frames(counters.rx)}, {"tx", frames(counters.tx)}, {"dropped", drops}};
 }

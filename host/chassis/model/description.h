@@ -1,5 +1,5 @@
-// What a chassis is made of: its name, board, nodes, ports and port-channels, as records. They are read from a
-// file (description_file.h) or are the built-in default.
+// What a chassis is made of: its name, board, nodes, ports and port-channels, as records. They are read from
+// a file (description_file.h) or are the built-in default.
 //
 // Default addresses: in VLAN n 10.(n / 256).(n % 256).X/24, in the SoL VLAN 10.255.255.X/24; X is 1 for the
 // AMM, 10 + port for a blade. So the AMM is 10.0.100.1 in VLAN 100, and the blade at port 2 is 10.0.100.12.

@@ -1,4 +1,5 @@
-// A port's counters as the kernel module's device answers them, taken where the frames pass the daemon's devices.
+// A port's counters as the kernel module's device answers them, taken where the frames pass the daemon's
+// devices.
 #pragma once
 
 #include "host/chassis/asic/inband_counters.h"
@@ -7,8 +8,8 @@
 
 namespace chassis {
 
-/// Fills the counters of an interface; a port-channel's are those of the ASIC port that the daemon told the module
-/// for it. @return false when there is no such interface
+/// Fills the counters of an interface; a port-channel's are those of the ASIC port that the daemon told the
+/// module for it. @return false when there is no such interface
 bool fill_module_counters(Board board, const InbandCounters &counted, const KlmMirror &mirror, IfIndex index,
                           teskk_port_counters_t &counters);
 

@@ -32,7 +32,7 @@ void Lifeline::pass_on() const {
   setenv(variable, std::to_string(inner_.get()).c_str(), 1);
 }
 
-void Lifeline::tell_complete() { (void)!write(outer_.get(), "+", 1); }
+void Lifeline::signal_complete() { (void)!write(outer_.get(), "+", 1); }
 
 host::Descriptor take_lifeline() {
   const char *number = std::getenv(variable);

@@ -1,5 +1,6 @@
-// The lifeline between the process that makes a sandbox and the command that runs in it: a pipe. Inside it yields
-// one byte when the sandbox is complete, and ends when the command is to end, whatever way the other side goes.
+// The lifeline between the process that makes a sandbox and the command that runs in it: a pipe. The inner
+// end yields one byte when the sandbox is complete. It reports the end of the file when the command must end,
+// also when the outer process is killed.
 #pragma once
 
 #include "host/system/descriptor.h"
@@ -18,8 +19,8 @@ class Lifeline {
   /// In this process: leaves the inner end to the forked one.
   void close_inner_end() { inner_ = host::Descriptor(); }
 
-  void tell_complete();
-  void tell_end() { outer_ = host::Descriptor(); }
+  void signal_complete();
+  void signal_end() { outer_ = host::Descriptor(); }
 
  private:
   host::Descriptor inner_, outer_;

@@ -17,7 +17,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "host/chassis/sandbox/interfaces.h"
+#include "host/chassis/sandbox/lent_interfaces.h"
 #include "host/chassis/sandbox/lifeline.h"
 #include "host/chassis/sandbox/run_folder.h"
 #include "host/chassis/sandbox/sandbox_arguments.h"
@@ -33,7 +33,9 @@ using host::Descriptor;
 
 constexpr int take_down_limit_ms = 15000;
 
-[[noreturn]] void fail(const char *what) { throw host::Failure(fmt::format("{}: {}", what, std::strerror(errno))); }
+[[noreturn]] void fail(const char *what) {
+  throw host::Failure(fmt::format("{}: {}", what, std::strerror(errno)));
+}
 
 struct Pipe {
   Descriptor read_end, write_end;
@@ -80,8 +82,7 @@ class SignalWatch {
 /// bubblewrap as a child. What it inherits besides the standard descriptors is opened for it in the child.
 class SandboxProcess {
  public:
-  SandboxProcess(const SandboxPlan &plan, const SignalWatch &signals)
-      : information_(make_pipe()) {
+  SandboxProcess(const SandboxPlan &plan, const SignalWatch &signals) : information_(make_pipe()) {
     const Descriptor nothing(open("/dev/null", O_RDONLY | O_CLOEXEC));
     const Descriptor users = make_full_user_namespace();
     const auto arguments =
@@ -157,7 +158,7 @@ class SandboxProcess {
 int supervise(SandboxProcess &sandbox, const SignalWatch &signals) {
   if (sandbox.wait_for_end(&signals, -1)) return sandbox.wait();
   const int signal = signals.take();
-  sandbox.lifeline().tell_end();
+  sandbox.lifeline().signal_end();
   // What does not end by itself is killed with its sandbox.
   if (sandbox.wait_for_end(nullptr, take_down_limit_ms)) sandbox.wait();
   return 128 + signal;
@@ -174,7 +175,7 @@ int run_sandboxed(const SandboxPlan &plan) {
   if (!inner) throw host::Failure("bwrap could not make the sandbox; its own words stand above");
   lent.emplace(plan.interfaces, *inner);
   record_sandbox_process(plan.run_folder, *inner);
-  sandbox.lifeline().tell_complete();
+  sandbox.lifeline().signal_complete();
   return supervise(sandbox, signals);
 }
 

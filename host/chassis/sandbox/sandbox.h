@@ -1,5 +1,5 @@
-// The sandbox that a chassis lives in. What it needs of the machine is in prerequisites.h, the way into a running
-// one in sandbox_entry.h.
+// The sandbox that a chassis lives in. What it needs of the machine is in prerequisites.h, the way into a
+// running one in sandbox_entry.h.
 //
 // `chassis run` re-executes itself inside bubblewrap: own user, network, process, IPC and host-name
 // namespaces, in which it is root and may make devices, without touching the machine. What is seen there:

@@ -18,8 +18,9 @@ bus::BoardInfo identity(Board board) {
 
 BoardService::BoardService(const ServiceContext &context)
     : Service(context.loop, context.faults, "board", bus::address::board) {
-  endpoint_.serve<Nothing>(bus::opcode::board_info, "board",
-                           [board = context.state.description().board](Nothing, const bus::Message &) { return identity(board); });
+  endpoint_.serve<Nothing>(
+      bus::opcode::board_info, "board",
+      [board = context.state.description().board](Nothing, const bus::Message &) { return identity(board); });
 }
 
 }  // namespace chassis

@@ -19,10 +19,10 @@ void Broker::subscribe(const bus::Message &message) {
 void Broker::publish(std::uint32_t opcode, std::span<const std::byte> payload) {
   const auto found = subscribers_.find(opcode);
   if (found == subscribers_.end()) return;
-  for (const bus::Address queue : found->second) tell(queue, opcode, payload);
+  for (const bus::Address queue : found->second) send(queue, opcode, payload);
 }
 
-void Broker::tell(bus::Address queue, std::uint32_t opcode, std::span<const std::byte> payload) {
+void Broker::send(bus::Address queue, std::uint32_t opcode, std::span<const std::byte> payload) {
   endpoint_.send_notice(queue, opcode, payload);
 }
 

@@ -22,7 +22,7 @@ class Broker : public Service {
   void publish(std::uint32_t opcode, std::span<const std::byte> payload);
 
   /// Sends a notice to one queue.
-  void tell(bus::Address queue, std::uint32_t opcode, std::span<const std::byte> payload);
+  void send(bus::Address queue, std::uint32_t opcode, std::span<const std::byte> payload);
 
   /// Ends the daemon's subscriptions.
   void forget_daemon() override;

@@ -18,7 +18,9 @@ bus::PortChannelInfo channel_info(const std::vector<IfIndex> &members, IfIndex f
 }  // namespace
 
 ChannelService::ChannelService(const ServiceContext &context)
-    : Service(context.loop, context.faults, "chanagg", bus::address::chanagg), state_(context.state), announcer_(context.announcer) {
+    : Service(context.loop, context.faults, "chanagg", bus::address::chanagg),
+      state_(context.state),
+      announcer_(context.announcer) {
   endpoint_.serve<bus::Interface>(bus::opcode::port_channel_info, "chanagg",
                                   [this](const bus::Interface &request, const bus::Message &) {
                                     return look_up(IfIndex{request.if_index});

@@ -7,7 +7,9 @@
 namespace chassis {
 
 InbandDriver::InbandDriver(const ServiceContext &context)
-    : Service(context.loop, context.faults, "kinb", bus::address::kinb), fabric_(context.fabric), journal_(context.journal) {
+    : Service(context.loop, context.faults, "kinb", bus::address::kinb),
+      fabric_(context.fabric),
+      journal_(context.journal) {
   endpoint_.serve<Nothing>(bus::opcode::kinb_init, "kinb-init",
                            [](Nothing, const bus::Message &) { return bus::Result{RCODE_SUCCESS}; });
   endpoint_.serve<bus::Vlan>(

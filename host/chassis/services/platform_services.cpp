@@ -22,15 +22,9 @@ std::unique_ptr<Service> make(const ServiceContext &context) {
 
 /// Every service, in the order in which `chassis status` lists them.
 constexpr MakeService table[] = {
-    make<BoardService>,
-    make<InterfaceManager>,
-    make<PortIndexService>,
-    make<ChannelService>,
-    make<InbandDriver>,
-    make<FeatureRegistry>,
-    make<VlanManager>,
-    make<CushRegistry>,
-    make<ConfigGenerator>,
+    make<BoardService>,   make<InterfaceManager>, make<PortIndexService>,
+    make<ChannelService>, make<InbandDriver>,     make<FeatureRegistry>,
+    make<VlanManager>,    make<CushRegistry>,     make<ConfigGenerator>,
 };
 
 }  // namespace

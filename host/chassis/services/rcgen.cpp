@@ -66,8 +66,7 @@ struct ConfigGenerator::Job {
 };
 
 ConfigGenerator::ConfigGenerator(const ServiceContext &context)
-    : Service(context.loop, context.faults, "rcgen", bus::address::rcgen),
-      startup_uri_(context.startup_uri) {
+    : Service(context.loop, context.faults, "rcgen", bus::address::rcgen), startup_uri_(context.startup_uri) {
   endpoint_.serve<bus::Registration>(
       bus::opcode::rcgen_register, "rcgen-register",
       [this](const bus::Registration &request, const bus::Message &) { return register_program(request); });

@@ -30,8 +30,10 @@ bool is_set(const vlan_feat_map_t &map, std::uint32_t feature) {
 }  // namespace
 
 VlanManager::VlanManager(const ServiceContext &context)
-    : Service(context.loop, context.faults, "vlan_mgr", bus::address::vlan_mgr), known_(vlans_of(context.state.description())) {
-  for (const VlanId vlan : context.state.description().incompatible) set_feature(vlan, VLAN_FEAT_PRIVATE, true);
+    : Service(context.loop, context.faults, "vlan_mgr", bus::address::vlan_mgr),
+      known_(vlans_of(context.state.description())) {
+  for (const VlanId vlan : context.state.description().incompatible)
+    set_feature(vlan, VLAN_FEAT_PRIVATE, true);
   endpoint_.serve<bus::CheckFeature>(
       bus::opcode::check_feature, "check-feature",
       [this](const bus::CheckFeature &request, const bus::Message &) { return check(request); });

@@ -276,13 +276,13 @@ void Supervisor::wait_until_serving(std::chrono::milliseconds bound, OnDone on_d
   if (state_ == DaemonState::serving) return on_done(true);
   if (state_ == DaemonState::failed || state_ == DaemonState::stopped) return on_done(false);
   const std::uint32_t id = next_waiter_++;
-  auto alarm = std::make_unique<Alarm>(loop_);
-  alarm->set(bound, [this, id] {
+  auto timer = std::make_unique<Timer>(loop_);
+  timer->set(bound, [this, id] {
     const OnDone late = std::move(waiters_.at(id).on_done);
     waiters_.erase(id);
     late(false);
   });
-  waiters_.insert_or_assign(id, Waiter{std::move(on_done), std::move(alarm)});
+  waiters_.insert_or_assign(id, Waiter{std::move(on_done), std::move(timer)});
 }
 
 void Supervisor::finish_waiting(bool serving) {

@@ -27,10 +27,10 @@
 #include <string>
 
 #include "host/bus/services.h"
-#include "host/chassis/base/alarm.h"
 #include "host/chassis/base/journal.h"
-#include "host/chassis/endpoint/service.h"
+#include "host/chassis/base/timer.h"
 #include "host/chassis/endpoint/faults.h"
+#include "host/chassis/endpoint/service.h"
 #include "host/chassis/supervisor/daemon_process.h"
 
 namespace chassis {
@@ -125,7 +125,7 @@ class Supervisor : public Service {
 
   struct Waiter {
     OnDone on_done;
-    std::unique_ptr<Alarm> alarm;
+    std::unique_ptr<Timer> timer;
   };
 
   asio::io_context &loop_;
@@ -134,8 +134,8 @@ class Supervisor : public Service {
   SupervisorHooks hooks_;
   SupervisorSettings settings_;
   std::unique_ptr<DaemonProcess> process_;
-  Alarm deadline_;  ///< of what is expected of the daemon next
-  Alarm next_start_;
+  Timer deadline_;  ///< of what is expected of the daemon next
+  Timer next_start_;
   std::chrono::milliseconds pause_;
   std::map<std::uint32_t, Waiter> waiters_;
   std::uint32_t next_waiter_ = 1;

@@ -99,7 +99,8 @@ CaptureServer::CaptureServer(asio::io_context &loop, const std::filesystem::path
   acceptor_.open(endpoint.protocol(), error);
   if (!error) acceptor_.bind(endpoint, error);
   if (!error) acceptor_.listen(asio::socket_base::max_listen_connections, error);
-  if (error) throw host::Failure(fmt::format("{} cannot be listened at: {}", endpoint.path(), error.message()));
+  if (error)
+    throw host::Failure(fmt::format("{} cannot be listened at: {}", endpoint.path(), error.message()));
   accept();
 }
 

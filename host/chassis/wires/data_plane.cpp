@@ -9,7 +9,7 @@
 namespace chassis {
 namespace {
 
-nlohmann::json as_json(const CpuDeviceCounters &counters) {
+nlohmann::json as_json(const DaemonDeviceCounters &counters) {
   return {{"to_daemon", counters.to_daemon},
           {"from_daemon", counters.from_daemon},
           {"refused", counters.refused},
@@ -23,7 +23,7 @@ nlohmann::json as_json(const FrameCounters &counters) {
 nlohmann::json as_json(const PortCounters &counters) {
   nlohmann::json dropped = nlohmann::json::object();
   for (std::size_t reason = 0; reason < counters.dropped.size(); ++reason)
-    dropped[drop_name(static_cast<Drop>(reason))] = counters.dropped[reason];
+    dropped[drop_name(static_cast<DropReason>(reason))] = counters.dropped[reason];
   return {{"rx", as_json(counters.rx)}, {"tx", as_json(counters.tx)}, {"dropped", dropped}};
 }
 
@@ -54,7 +54,7 @@ void DataPlane::add_wires(asio::io_context &loop) {
     if (!asic || (!port.blade && port.attach.empty())) continue;
     CapturePoint &point = capture_.add_point(port.blade ? port.blade->name : port.attach);
     wire_points_[asic->value] = &point;
-    auto &wire = wires_[asic->value];
+    auto &wire = partners_[asic->value];
     if (port.blade)
       wire = std::make_unique<Node>(loop, *port.blade, blade_station(port.port), into_fabric(*asic, &point));
     else
@@ -71,9 +71,9 @@ FromWire DataPlane::into_fabric(AsicPort port, CapturePoint *point) {
 }
 
 void DataPlane::deliver_to_wire(AsicPort port, std::span<const std::byte> frame) {
-  if (!wires_[port.value]) return;
+  if (!partners_[port.value]) return;
   wire_points_[port.value]->pass(frame);
-  wires_[port.value]->deliver(frame);
+  partners_[port.value]->deliver(frame);
 }
 
 void DataPlane::send_to_daemon(std::span<const std::byte> header_and_frame) {
@@ -91,7 +91,7 @@ void DataPlane::take_from_daemon(std::span<const std::byte> header_and_frame) {
 
 void DataPlane::take_from_amm(std::span<const std::byte> frame) {
   amm_point_.pass(frame);
-  if (const auto fault = frame_fault(frame)) {
+  if (const auto fault = malformed_reason(frame)) {
     ++management_.dropped[static_cast<std::size_t>(*fault)];
     return;
   }
@@ -104,7 +104,7 @@ void DataPlane::take_from_amm(std::span<const std::byte> frame) {
 void DataPlane::deliver_to_amm(std::span<const std::byte> frame) {
   management_point_.pass(frame);
   inband_counters_.management_from_daemon(frame);
-  if (const auto fault = frame_fault(frame)) {
+  if (const auto fault = malformed_reason(frame)) {
     ++management_.dropped[static_cast<std::size_t>(*fault)];
     return;
   }
@@ -114,7 +114,7 @@ void DataPlane::deliver_to_amm(std::span<const std::byte> frame) {
 }
 
 void DataPlane::set_link(AsicPort port, bool up) {
-  if (auto &wire = wires_.at(port.value)) wire->set_link(up);
+  if (auto &wire = partners_.at(port.value)) wire->set_link(up);
 }
 
 nlohmann::json DataPlane::status() const {

@@ -16,8 +16,8 @@
 #include "host/chassis/asic/inband_counters.h"
 #include "host/chassis/model/description.h"
 #include "host/chassis/wires/capture.h"
-#include "host/chassis/wires/cpu_device.h"
-#include "host/chassis/wires/wire.h"
+#include "host/chassis/wires/daemon_device.h"
+#include "host/chassis/wires/link_partner.h"
 
 namespace chassis {
 
@@ -53,10 +53,10 @@ class DataPlane {
   Fabric fabric_;
   InbandCounters inband_counters_;
   PortCounters management_;  ///< rx: sound frames from the AMM; tx: frames to it
-  CpuDevice inband_device_;
-  CpuDevice management_device_;
-  std::array<std::unique_ptr<Wire>, asic_ports> wires_;
-  std::unique_ptr<Wire> amm_;
+  DaemonDevice inband_device_;
+  DaemonDevice management_device_;
+  std::array<std::unique_ptr<LinkPartner>, asic_ports> partners_;
+  std::unique_ptr<LinkPartner> amm_;
 };
 
 }  // namespace chassis

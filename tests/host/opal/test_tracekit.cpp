@@ -11,8 +11,8 @@
 
 #include "host/bus/services.h"
 #include "host/history/trace_ring.h"
-#include "tests/host/system/temporary_folder.h"
 #include "tests/host/opal/program.h"
+#include "tests/host/system/temporary_folder.h"
 
 namespace opal::test {
 namespace {

@@ -4,14 +4,14 @@ namespace chassis {
 
 void Bench::start(Description description) {
   const auto idle = write_program(folder_.path() / "idle", "exec sleep 1000");
-  platform_ = std::make_unique<Platform>(
-      loop_, description, fabric_, klm_, PlatformPaths{folder_.path(), idle},
-      PlatformHooks{[this](AsicPort port, bool up) { carrier_changes_.emplace_back(port, up); },
+  control_plane_ = std::make_unique<ControlPlane>(
+      loop_, description, fabric_, klm_, ControlPlanePaths{folder_.path(), idle},
+      ControlPlaneHooks{[this](AsicPort port, bool up) { carrier_changes_.emplace_back(port, up); },
                     [this] { ++ready_; }, [this](const std::string &why) { failure_ = why; },
                     [] {
                       return nlohmann::json{{"inb0", {{"rx", 7}}}};
                     }});
-  ASSERT_EQ(platform_->start(), "");
+  ASSERT_EQ(control_plane_->start(), "");
   auto queue = bus::Socket::bind(folder_.path(), bus::address::tesk);
   ASSERT_TRUE(queue) << queue.error().cause.message();
   queue_ = std::move(*queue);
@@ -21,8 +21,8 @@ void Bench::start(Description description) {
 }
 
 void Bench::TearDown() {
-  if (platform_) platform_->stop();
-  platform_.reset();
+  if (control_plane_) control_plane_->stop();
+  control_plane_.reset();
 }
 
 void Bench::come_up() {

@@ -17,7 +17,7 @@
 #include "host/bus/services.h"
 #include "host/bus/socket.h"
 #include "host/chassis/base/vlan_set.h"
-#include "host/chassis/run/platform.h"
+#include "host/chassis/run/control_plane.h"
 #include "opal/rcode.h"
 #include "tests/host/chassis/base/run_until.h"
 #include "tests/host/chassis/model/four_ports.h"
@@ -79,7 +79,7 @@ class Bench : public ::testing::Test {
   std::vector<std::pair<AsicPort, bool>> carrier_changes_;
   int ready_ = 0;
   std::string failure_;
-  std::unique_ptr<Platform> platform_;
+  std::unique_ptr<ControlPlane> control_plane_;
   std::optional<bus::Socket> queue_;
   std::optional<bus::Socket> caller_;
   std::deque<bus::Message> arrived_;

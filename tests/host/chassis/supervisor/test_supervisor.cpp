@@ -65,7 +65,8 @@ TEST_F(Supervision, a_daemon_that_serves_is_ready_once) {
 
 TEST_F(Supervision, the_daemons_folder_and_empty_input_are_its_own) {
   start("", quick(),
-        write_program(folder_.path() / "speak", "read -r line; echo \"$OPAL_RUN_DIR $# end\"; ls /proc/self/fd | wc -l; exit 1"));
+        write_program(folder_.path() / "speak",
+                      "read -r line; echo \"$OPAL_RUN_DIR $# end\"; ls /proc/self/fd | wc -l; exit 1"));
   ASSERT_TRUE(until([this] { return !why_.empty(); }));
   const std::string log = read_file(folder_.path() / "tesk.log");
   EXPECT_EQ(log.substr(0, log.find('\n')), folder_.path().string() + " 0 end");

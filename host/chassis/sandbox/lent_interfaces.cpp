@@ -1,4 +1,4 @@
-#include "host/chassis/sandbox/interfaces.h"
+#include "host/chassis/sandbox/lent_interfaces.h"
 
 #include <fcntl.h>
 #include <fmt/core.h>

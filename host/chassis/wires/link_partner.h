@@ -1,4 +1,4 @@
-// What stands at the far end of a port's wire: a blade (node.h) or an interface of the machine
+// A port's link partner, at the far end of its wire: a blade (node.h) or an interface of the machine
 // (attachment.h). Frames on a wire are tagged, as the fabric takes and gives them.
 #pragma once
 
@@ -12,12 +12,12 @@ namespace chassis {
 /// is padded to the wire's minimum; it is valid during the call.
 using FromWire = std::function<void(std::span<std::byte> buffer)>;
 
-class Wire {
+class LinkPartner {
  public:
-  Wire() = default;
-  Wire(const Wire &) = delete;
-  Wire &operator=(const Wire &) = delete;
-  virtual ~Wire() = default;
+  LinkPartner() = default;
+  LinkPartner(const LinkPartner &) = delete;
+  LinkPartner &operator=(const LinkPartner &) = delete;
+  virtual ~LinkPartner() = default;
 
   /// Hands a tagged frame to the far end.
   virtual void deliver(std::span<const std::byte> frame) = 0;

@@ -1,4 +1,4 @@
-#include "host/chassis/wires/cpu_device.h"
+#include "host/chassis/wires/daemon_device.h"
 
 #include <sys/uio.h>
 #include <unistd.h>
@@ -20,14 +20,14 @@ constexpr std::array<std::byte, 4> inband_prefix{std::byte{0}, std::byte{0}, std
 
 }  // namespace
 
-CpuDevice::CpuDevice(asio::io_context &loop, const std::string &name, FromDaemon from_daemon)
+DaemonDevice::DaemonDevice(asio::io_context &loop, const std::string &name, FromDaemon from_daemon)
     : from_daemon_(std::move(from_daemon)), descriptor_(make_tun(name, TunKind::with_protocol)) {
   set_mtu(name, device_mtu);
   set_link_up(name, true);
   watch_.emplace(loop, descriptor_.get(), [this] { return read_one(); });
 }
 
-bool CpuDevice::send(std::span<const std::byte> frame) {
+bool DaemonDevice::send(std::span<const std::byte> frame) {
   // writev takes no pointers to const, and does not write through them.
   const iovec parts[] = {{const_cast<std::byte *>(inband_prefix.data()), inband_prefix.size()},
                          {const_cast<std::byte *>(frame.data()), frame.size()}};
@@ -36,7 +36,7 @@ bool CpuDevice::send(std::span<const std::byte> frame) {
   return taken;
 }
 
-ReadResult CpuDevice::read_one() {
+ReadResult DaemonDevice::read_one() {
   const ssize_t length = read(descriptor_.get(), buffer_.data(), buffer_.size());
   if (length < 0) return result_of_failed_read(errno);
   const auto frame = std::span(buffer_).first(static_cast<std::size_t>(length));

@@ -1,4 +1,4 @@
-#include "host/chassis/run/platform.h"
+#include "host/chassis/run/control_plane.h"
 
 #include <fmt/format.h>
 
@@ -18,9 +18,9 @@
 
 namespace chassis {
 
-struct Platform::State {
+struct ControlPlane::State {
   State(asio::io_context &loop, const Description &description, Fabric &fabric_used, KlmDevice &klm_used,
-        PlatformPaths paths_used, PlatformHooks hooks_used);
+        ControlPlanePaths paths_used, ControlPlaneHooks hooks_used);
 
   SupervisorHooks supervisor_hooks();
   void forget_daemon();
@@ -28,8 +28,8 @@ struct Platform::State {
 
   Fabric &fabric;
   KlmDevice &klm;
-  PlatformPaths paths;
-  PlatformHooks hooks;
+  ControlPlanePaths paths;
+  ControlPlaneHooks hooks;
   std::vector<std::string> faults_asked;
   FaultTable faults;
   Journal journal;
@@ -42,8 +42,8 @@ struct Platform::State {
   std::vector<Service *> all_services;  ///< in the order of `chassis status`
 };
 
-Platform::State::State(asio::io_context &loop, const Description &description, Fabric &fabric_used,
-                       KlmDevice &klm_used, PlatformPaths paths_used, PlatformHooks hooks_used)
+ControlPlane::State::State(asio::io_context &loop, const Description &description, Fabric &fabric_used,
+                           KlmDevice &klm_used, ControlPlanePaths paths_used, ControlPlaneHooks hooks_used)
     : fabric(fabric_used),
       klm(klm_used),
       paths(std::move(paths_used)),
@@ -62,10 +62,10 @@ Platform::State::State(asio::io_context &loop, const Description &description, F
   for (const auto &service : services.all()) all_services.push_back(service.get());
   all_services.push_back(&control);
   broker.on_subscribed(
-      [this](std::uint32_t opcode, bus::Address queue) { announcer.tell_subscriber(opcode, queue); });
+      [this](std::uint32_t opcode, bus::Address queue) { announcer.send_present_state(opcode, queue); });
 }
 
-SupervisorHooks Platform::State::supervisor_hooks() {
+SupervisorHooks ControlPlane::State::supervisor_hooks() {
   return {.serving = hooks.ready,
           .gone = [this] { forget_daemon(); },
           .handled = [this] { announcer.forget_members_before_down(); },
@@ -73,27 +73,27 @@ SupervisorHooks Platform::State::supervisor_hooks() {
 }
 
 /// Clears what a daemon that ended has left behind, so that the next one finds a fresh platform.
-void Platform::State::forget_daemon() {
+void ControlPlane::State::forget_daemon() {
   fabric.forget_cpu();
   klm.forget();
   for (Service *service : all_services) service->forget_daemon();
   announcer.forget_members_before_down();
 }
 
-nlohmann::json Platform::State::status() const {
+nlohmann::json ControlPlane::State::status() const {
   nlohmann::json all = report({state, fabric, klm, supervisor, services.get<FeatureRegistry>(),
                                services.get<VlanManager>(), faults, all_services});
   if (hooks.device_status) all["devices"] = hooks.device_status();
   return all;
 }
 
-Platform::Platform(asio::io_context &loop, const Description &description, Fabric &fabric, KlmDevice &klm,
-                   PlatformPaths paths, PlatformHooks hooks)
+ControlPlane::ControlPlane(asio::io_context &loop, const Description &description, Fabric &fabric,
+                           KlmDevice &klm, ControlPlanePaths paths, ControlPlaneHooks hooks)
     : state_(std::make_unique<State>(loop, description, fabric, klm, std::move(paths), std::move(hooks))) {}
 
-Platform::~Platform() = default;
+ControlPlane::~ControlPlane() = default;
 
-std::string Platform::start() {
+std::string ControlPlane::start() {
   for (const std::string &fault : state_->faults_asked) {
     if (std::string why = state_->faults.set_from_option(fault); !why.empty()) return why;
   }
@@ -111,8 +111,8 @@ std::string Platform::start() {
   return state_->supervisor.start();
 }
 
-void Platform::stop() { state_->supervisor.stop(); }
+void ControlPlane::stop() { state_->supervisor.stop(); }
 
-nlohmann::json Platform::status() const { return state_->status(); }
+nlohmann::json ControlPlane::status() const { return state_->status(); }
 
 }  // namespace chassis

@@ -1,4 +1,4 @@
-#include "host/chassis/run/inside.h"
+#include "host/chassis/run/chassis_process.h"
 
 #include <fcntl.h>
 #include <fmt/core.h>
@@ -20,8 +20,8 @@
 #include "host/chassis/model/board_ports.h"
 #include "host/chassis/net/net_link.h"
 #include "host/chassis/run/command_process.h"
+#include "host/chassis/run/control_plane.h"
 #include "host/chassis/run/module_counters.h"
-#include "host/chassis/run/platform.h"
 #include "host/chassis/sandbox/lifeline.h"
 #include "host/chassis/sandbox/run_folder.h"
 #include "host/chassis/sandbox/sandbox_arguments.h"
@@ -36,7 +36,7 @@ constexpr std::chrono::seconds command_end_limit{2};
 /// Settings of the sandbox's own network, made before any socket is bound in it.
 void prepare_network() {
   std::ofstream("/proc/sys/net/unix/max_dgram_qlen") << "1024\n";
-  silence_ipv6();
+  disable_ipv6();
   set_link_up("lo", true);
   // A fresh view of the network's devices; the machine's own below it lets `ip netns exec` make another.
   mount("sysfs", "/sys", "sysfs", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr);
@@ -48,9 +48,9 @@ void put_programs_first(const std::filesystem::path &programs) {
          1);
 }
 
-class Inside {
+class ChassisProcess {
  public:
-  explicit Inside(const InsidePlan &plan)
+  explicit ChassisProcess(const ChassisPlan &plan)
       : plan_(plan),
         lifeline_(take_lifeline()),
         data_plane_(make_data_plane(loop_, plan.description)),
@@ -59,8 +59,8 @@ class Inside {
                return fill_module_counters(plan_.description.board, data_plane_->inband_counters(),
                                            klm_.mirror(), index, counters);
              }),
-        platform_(loop_, plan.description, data_plane_->fabric(), klm_, {inside_run_folder, plan.daemon},
-                  hooks()),
+        control_plane_(loop_, plan.description, data_plane_->fabric(), klm_, {inside_run_folder, plan.daemon},
+                       hooks()),
         end_timer_(loop_) {}
 
   int run() {
@@ -68,9 +68,9 @@ class Inside {
     klm_watch_.emplace(loop_, klm_.fd(), [this] { return serve_klm(); });
     lifeline_watch_.emplace(loop_, lifeline_.get(), [this] { return end_of_lifeline(); });
     announce_sandbox(inside_run_folder);
-    if (const auto refusal = platform_.start(); !refusal.empty()) throw host::Failure(refusal);
+    if (const auto refusal = control_plane_.start(); !refusal.empty()) throw host::Failure(refusal);
     loop_.run();
-    platform_.stop();
+    control_plane_.stop();
     return status_;
   }
 
@@ -80,7 +80,7 @@ class Inside {
     return std::make_unique<DataPlane>(loop, description, inside_run_folder);
   }
 
-  PlatformHooks hooks() {
+  ControlPlaneHooks hooks() {
     return {[this](AsicPort port, bool up) { data_plane_->set_link(port, up); }, [this] { start_command(); },
             [this](const std::string &why) { give_up(why); }, [this] { return data_plane_->status(); }};
   }
@@ -122,12 +122,12 @@ class Inside {
     return ReadResult::ended;
   }
 
-  const InsidePlan &plan_;
+  const ChassisPlan &plan_;
   asio::io_context loop_;
   host::Descriptor lifeline_;
   std::unique_ptr<DataPlane> data_plane_;
   KlmDevice klm_;
-  Platform platform_;
+  ControlPlane control_plane_;
   asio::steady_timer end_timer_;
   std::optional<Watch> klm_watch_, lifeline_watch_;
   std::optional<CommandProcess> command_;
@@ -137,11 +137,11 @@ class Inside {
 
 }  // namespace
 
-int run_inside(const InsidePlan &plan) {
+int run_chassis_process(const ChassisPlan &plan) {
   // The sandbox is ended through the lifeline; a signal meant for the command is the command's.
   for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) std::signal(number, SIG_IGN);
   put_programs_first(plan.programs);
-  return Inside(plan).run();
+  return ChassisProcess(plan).run();
 }
 
 }  // namespace chassis

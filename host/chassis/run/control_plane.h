@@ -1,7 +1,7 @@
 // Everything that the daemon finds on its message bus: the platform's services, the supervisor that
 // starts and restarts the daemon, and the control address that `chassis status` and `chassis event` use.
 //
-// A Platform runs on the chassis's one event loop. It owns the truth about links, VLAN states, forwarding
+// A ControlPlane runs on the chassis's one event loop. It owns the state of links, VLAN states, forwarding
 // states, port-channels and features; the fabric holds what of it the ASIC needs.
 #pragma once
 
@@ -18,24 +18,24 @@
 
 namespace chassis {
 
-struct PlatformPaths {
+struct ControlPlanePaths {
   std::filesystem::path run_folder;  ///< holds bus/, trace/, stores/, tesk.log
   std::filesystem::path daemon;      ///< the tesk executable
 };
 
 /// What the platform needs from its surroundings.
-struct PlatformHooks {
+struct ControlPlaneHooks {
   std::function<void(AsicPort, bool up)> link_changed;  ///< the wire's carrier follows the port's link
   std::function<void()> ready;                          ///< the daemon serves: called at every start, restarts too
   std::function<void(std::string why)> failed;          ///< the daemon did not come up; the platform gave up
   std::function<nlohmann::json()> device_status;        ///< counters of the devices, for `chassis status`
 };
 
-class Platform {
+class ControlPlane {
  public:
-  Platform(asio::io_context &loop, const Description &description, Fabric &fabric, KlmDevice &klm,
-           PlatformPaths paths, PlatformHooks hooks);
-  ~Platform();
+  ControlPlane(asio::io_context &loop, const Description &description, Fabric &fabric, KlmDevice &klm,
+               ControlPlanePaths paths, ControlPlaneHooks hooks);
+  ~ControlPlane();
 
   /// Binds every service and starts the daemon. @return "" or one sentence that says what failed
   std::string start();

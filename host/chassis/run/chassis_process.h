@@ -13,7 +13,7 @@
 
 namespace chassis {
 
-struct InsidePlan {
+struct ChassisPlan {
   Description description;
   std::filesystem::path programs;  ///< folder of the chassis's own programs
   std::filesystem::path daemon;
@@ -22,6 +22,6 @@ struct InsidePlan {
 };
 
 /// @return the command's exit status, or 1 when the chassis did not come up. Throws Failure
-int run_inside(const InsidePlan &plan);
+int run_chassis_process(const ChassisPlan &plan);
 
 }  // namespace chassis

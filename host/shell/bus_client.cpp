@@ -1,4 +1,4 @@
-#include "host/shell/link.h"
+#include "host/shell/bus_client.h"
 
 #include <fmt/format.h>
 
@@ -22,7 +22,7 @@ std::string reason(const std::error_code &error, int timeout_ms) {
 
 }  // namespace
 
-host::Result<Link> Link::open(const std::filesystem::path &run_folder) {
+host::Result<BusClient> BusClient::open(const std::filesystem::path &run_folder) {
   std::error_code error;
   if (!std::filesystem::is_directory(run_folder / "bus", error)) {
     return host::failure(
@@ -36,10 +36,10 @@ host::Result<Link> Link::open(const std::filesystem::path &run_folder) {
     return host::failure(cause, fmt::format("The message bus in {} cannot be used: {}.",
                                             (run_folder / "bus").string(), cause.message()));
   }
-  return Link(std::move(*socket));
+  return BusClient(std::move(*socket));
 }
 
-host::Result<bus::Payload> Link::ask(bus::Address destination, std::uint32_t opcode,
+host::Result<bus::Payload> BusClient::ask(bus::Address destination, std::uint32_t opcode,
                                      const bus::Payload &payload, const std::string &who, int timeout_ms) {
   host::Result<bus::Message> answer = socket_.ask(destination, opcode, payload, timeout_ms);
   if (!answer) {
@@ -49,7 +49,7 @@ host::Result<bus::Payload> Link::ask(bus::Address destination, std::uint32_t opc
   return std::move(answer->payload);
 }
 
-host::Result<bus::Address> Link::server_of(const std::string &tree) {
+host::Result<bus::Address> BusClient::server_of(const std::string &tree) {
   auto answer = ask(bus::address::cush, bus::opcode::list_parse_trees, {}, "The registry of commands");
   if (!answer) {
     return failed(std::move(answer));

@@ -20,30 +20,30 @@
 
 namespace chassis {
 
-struct CpuDeviceCounters {
+struct DaemonDeviceCounters {
   std::uint64_t to_daemon = 0;
   std::uint64_t from_daemon = 0;
   std::uint64_t refused = 0;  ///< frames to the daemon that the kernel did not take
   std::uint64_t foreign = 0;  ///< of another protocol
 };
 
-class CpuDevice {
+class DaemonDevice {
  public:
   using FromDaemon = std::function<void(std::span<const std::byte> frame)>;
 
   /// Makes the device in this process's network namespace and brings it up. Throws Failure.
-  CpuDevice(asio::io_context &loop, const std::string &name, FromDaemon from_daemon);
+  DaemonDevice(asio::io_context &loop, const std::string &name, FromDaemon from_daemon);
 
   /// @return whether the kernel took the frame
   bool send(std::span<const std::byte> frame);
 
-  const CpuDeviceCounters &counters() const { return counters_; }
+  const DaemonDeviceCounters &counters() const { return counters_; }
 
  private:
   ReadResult read_one();
 
   FromDaemon from_daemon_;
-  CpuDeviceCounters counters_;
+  DaemonDeviceCounters counters_;
   std::array<std::byte, 4096> buffer_{};
   host::Descriptor descriptor_;
   std::optional<Watch> watch_;

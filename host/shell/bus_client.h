@@ -20,10 +20,10 @@ inline constexpr int answer_timeout_ms = 2000;
 /// How long a service may take that asks a program itself, and gives up on it after 2 s.
 inline constexpr int relayed_timeout_ms = 3000;
 
-class Link {
+class BusClient {
  public:
   /// @param run_folder the chassis's (host/bus/socket.h)
-  static host::Result<Link> open(const std::filesystem::path &run_folder);
+  static host::Result<BusClient> open(const std::filesystem::path &run_folder);
 
   /// @param who for messages: "the supervisor"
   host::Result<opal::bus::Payload> ask(opal::bus::Address destination, std::uint32_t opcode,
@@ -34,7 +34,7 @@ class Link {
   host::Result<opal::bus::Address> server_of(const std::string &tree);
 
  private:
-  explicit Link(opal::bus::Socket socket) : socket_(std::move(socket)) {}
+  explicit BusClient(opal::bus::Socket socket) : socket_(std::move(socket)) {}
   opal::bus::Socket socket_;
 };
 
