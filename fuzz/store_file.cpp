@@ -2,7 +2,7 @@
 #include "host/opal/store.h"
 
 #include "fuzz/fuzz.h"
-#include "tests/host/bus/temp_folder.h"
+#include "tests/host/system/temporary_folder.h"
 
 namespace {
 
@@ -14,7 +14,7 @@ const opal::BlobView value = std::as_bytes(std::span("value"));
 }  // namespace
 
 std::vector<fuzz::Input> fuzz::seeds() {
-  const TempFolder folder(in_memory);
+  const TemporaryFolder folder(in_memory);
   const std::filesystem::path file = folder.path() / "store";
   {
     host::Result<opal::Store> store = opal::Store::create(file);
@@ -24,7 +24,7 @@ std::vector<fuzz::Input> fuzz::seeds() {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-  static const TempFolder folder(in_memory);
+  static const TemporaryFolder folder(in_memory);
   const std::filesystem::path file = folder.path() / "store";
   std::ofstream(file, std::ios::binary)
       .write(reinterpret_cast<const char *>(data), static_cast<std::streamsize>(size));

@@ -4,7 +4,7 @@
 
 #include "fuzz/fuzz.h"
 #include "host/history/trace_ring.h"
-#include "tests/host/bus/temp_folder.h"
+#include "tests/host/system/temporary_folder.h"
 
 namespace {
 
@@ -28,7 +28,7 @@ class MemoryFile {
 }  // namespace
 
 std::vector<fuzz::Input> fuzz::seeds() {
-  const TempFolder folder;
+  const TemporaryFolder folder;
   const std::filesystem::path file = folder.path() / "ring";
   {
     host::Result<trace::RingWriter> writer = trace::RingWriter::open(file, trace::ring_capacity_min);

@@ -5,6 +5,7 @@
 #include "bench/relay/failure.h"
 #include "host/bus/codec.h"
 #include "host/bus/services.h"
+#include "host/chassis/model/board_ports.h"
 #include "host/chassis/model/description.h"
 #include "opal/cush.h"
 #include "opal/rcode.h"

@@ -29,9 +29,9 @@ chassis::Description description() {
 DaemonUnderTest::DaemonUnderTest(const std::filesystem::path &run_folder, const std::filesystem::path &daemon)
     : fabric_([](chassis::AsicPort, std::span<const std::byte>) {}, [](std::span<const std::byte>) {}),
       klm_(is_interface, [](chassis::IfIndex, teskk_port_counters_t &) { return true; }),
-      platform_(loop_, description(), fabric_, klm_, {run_folder, daemon}, hooks()) {}
+      control_plane_(loop_, description(), fabric_, klm_, {run_folder, daemon}, hooks()) {}
 
-chassis::PlatformHooks DaemonUnderTest::hooks() {
+chassis::ControlPlaneHooks DaemonUnderTest::hooks() {
   const auto tell = [this](const std::string &why) {
     if (!told_) {
       told_ = true;
@@ -52,7 +52,7 @@ void DaemonUnderTest::start() {
     return chassis::ReadResult::nothing;
   });
   started_ = Clock::now();
-  if (const std::string refusal = platform_.start(); !refusal.empty()) {
+  if (const std::string refusal = control_plane_.start(); !refusal.empty()) {
     throw Failure(refusal);
   }
   thread_ = std::thread([this] { loop_.run(); });
@@ -70,7 +70,7 @@ double DaemonUnderTest::start_ms() const {
 
 pid_t DaemonUnderTest::pid() {
   std::promise<nlohmann::json> status;
-  asio::post(loop_, [&] { status.set_value(platform_.status()); });
+  asio::post(loop_, [&] { status.set_value(control_plane_.status()); });
   return status.get_future().get().at("daemon").at("pid").get<pid_t>();
 }
 
@@ -79,7 +79,7 @@ DaemonUnderTest::~DaemonUnderTest() {
   if (thread_.joinable()) {
     thread_.join();
   }
-  platform_.stop();
+  control_plane_.stop();
 }
 
 }  // namespace bench

@@ -18,7 +18,7 @@
 #include "host/chassis/asic/fabric.h"
 #include "host/chassis/base/watch.h"
 #include "host/chassis/kernel_module/klm_device.h"
-#include "host/chassis/run/platform.h"
+#include "host/chassis/run/control_plane.h"
 
 namespace bench {
 
@@ -46,7 +46,7 @@ class DaemonUnderTest {
  private:
   using Clock = std::chrono::steady_clock;
 
-  chassis::PlatformHooks hooks();
+  chassis::ControlPlaneHooks hooks();
 
   asio::io_context loop_;
   chassis::Fabric fabric_;
@@ -54,7 +54,7 @@ class DaemonUnderTest {
   std::promise<std::string> ready_;  ///< "" or why not
   bool told_ = false;
   Clock::time_point started_, served_;
-  chassis::Platform platform_;
+  chassis::ControlPlane control_plane_;
   std::optional<chassis::Watch> klm_watch_;
   std::thread thread_;
 };

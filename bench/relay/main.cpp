@@ -20,6 +20,7 @@
 #include "bench/relay/lab.h"
 #include "bench/relay/report.h"
 #include "host/chassis/net/net_link.h"
+#include "host/chassis/sandbox/prerequisites.h"
 #include "host/chassis/sandbox/run_folder.h"
 #include "host/chassis/sandbox/sandbox.h"
 #include "host/chassis/sandbox/sandbox_arguments.h"
@@ -56,7 +57,7 @@ void await_sandbox() {
 /// Settings that must be in place before a socket is bound in the sandbox.
 void prepare_network() {
   std::ofstream("/proc/sys/net/unix/max_dgram_qlen") << "1024\n";
-  chassis::silence_ipv6();
+  chassis::disable_ipv6();
   chassis::set_link_up("lo", true);
 }
 
@@ -75,7 +76,7 @@ void append(std::vector<Figure> &figures, std::vector<Figure> more) {
   figures.insert(figures.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
 }
 
-int run_inside(const Options &options) {
+int run_chassis_process(const Options &options) {
   await_sandbox();
   prepare_network();
   Lab lab(options.settings);
@@ -149,7 +150,7 @@ int main(int count, char **words) {
     if (options.settings.daemon.empty()) {
       options.settings.daemon = own_program().parent_path() / "tesk";
     }
-    return options.inside ? run_inside(options) : run_outside(options, count, words);
+    return options.inside ? run_chassis_process(options) : run_outside(options, count, words);
   } catch (const CLI::Success &shown) {
     return app.exit(shown);
   } catch (const CLI::ParseError &error) {

@@ -167,7 +167,7 @@ Socket &Socket::operator=(Socket &&other) noexcept {
     folder_ = std::move(other.folder_);
     counters_ = other.counters_;
     next_token_ = other.next_token_;
-    attention_ = other.attention_;
+    busy_poll_time_ = other.busy_poll_time_;
   }
   return *this;
 }
@@ -274,14 +274,14 @@ Result<Message> Socket::ask(Address destination, std::uint32_t opcode, std::span
   const std::uint32_t token = next_token_++;
   if (Result<> sent = send(destination, Kind::request, opcode, token, payload); !sent)
     return failed(std::move(sent));
-  const auto attentive_until = std::min<Clock::time_point>(deadline, Clock::now() + attention_);
+  const auto busy_poll_until = std::min<Clock::time_point>(deadline, Clock::now() + busy_poll_time_);
   while (true) {
     Result<Message> message = receive();
     if (!message && message.error().cause != errno_cause(EAGAIN)) return message;
     if (message && message->kind == Kind::response && message->opcode == opcode && message->token == token &&
         message->source == destination)
       return message;
-    if (Clock::now() < attentive_until) {
+    if (Clock::now() < busy_poll_until) {
       std::this_thread::yield();
       continue;
     }

@@ -66,9 +66,9 @@ class Socket {
   /// bounded number in one call; never waits. EAGAIN: there was no message.
   host::Result<Message> receive();
 
-  /// From now on `ask` looks for an answer for so long, processor in hand, before it sleeps: falling asleep
-  /// and being woken takes longer than most services take to answer.
-  void look_out_for(std::chrono::microseconds attention) { attention_ = attention; }
+  /// From now on `ask` busy-polls this long for an answer before it sleeps: to sleep and be woken takes
+  /// longer than most services take to answer.
+  void busy_poll_for(std::chrono::microseconds busy_poll_time) { busy_poll_time_ = busy_poll_time; }
 
   /// Sends a request and waits for its response, at most `timeout_ms`; other messages that arrive in
   /// the meantime are dropped, so the socket must be one that only asks. ETIMEDOUT: no response came;
@@ -88,7 +88,7 @@ class Socket {
   std::filesystem::path folder_;
   SocketCounters counters_;
   std::uint32_t next_token_ = 1;
-  std::chrono::microseconds attention_{0};
+  std::chrono::microseconds busy_poll_time_{0};
 };
 
 }  // namespace opal::bus

@@ -15,7 +15,7 @@ bus::Socket *call_socket() {
     host::Result<bus::Socket> bound = bus::Socket::bind_ephemeral(bus::run_folder());
     if (!bound) return nullptr;
     socket = std::move(*bound);
-    socket->look_out_for(std::chrono::microseconds(100));
+    socket->busy_poll_for(std::chrono::microseconds(100));
   }
   return &*socket;
 }

@@ -78,14 +78,14 @@ host::Result<Status> run_session(const Options &options) {
   if (!tree) {
     return failed(std::move(tree));
   }
-  host::Result<shell::Link> link = shell::Link::open(opal::bus::run_folder());
-  if (!link) {
-    return failed(std::move(link));
+  host::Result<shell::BusClient> bus_client = shell::BusClient::open(opal::bus::run_folder());
+  if (!bus_client) {
+    return failed(std::move(bus_client));
   }
   const bool terminal = options.lines.empty() && isatty(STDIN_FILENO) == 1;
   const shell::SessionOptions session_options{options.json, isatty(STDOUT_FILENO) == 1 && !options.json,
                                               options.keep_going};
-  shell::Session session(*tree, *link, session_options, std::cout, std::cerr);
+  shell::Session session(*tree, *bus_client, session_options, std::cout, std::cerr);
   if (!options.lines.empty()) {
     std::istringstream lines(fmt::format("{}", fmt::join(options.lines, "\n")));
     return run_script(session, lines, options.keep_going);

@@ -40,9 +40,9 @@ Output text_result(std::string text) { return {{}, {}, {}, std::move(text)}; }
 
 }  // namespace
 
-Session::Session(const CommandTree &tree, Link &link, SessionOptions options, std::ostream &out,
+Session::Session(const CommandTree &tree, BusClient &bus_client, SessionOptions options, std::ostream &out,
                  std::ostream &err)
-    : tree_(tree), link_(link), options_(options), out_(out), err_(err) {}
+    : tree_(tree), bus_client_(bus_client), options_(options), out_(out), err_(err) {}
 
 Status Session::run_line(std::string_view line) {
   host::Result<std::vector<Words>> commands = split_line(line);
@@ -139,8 +139,8 @@ CommandResult<Output> Session::carry_out(const Parsed &parsed) {
 
 host::Result<bus::Payload> Session::ask_server(const Command &command, std::uint32_t opcode,
                                                const bus::Payload &request) {
-  return link_.server_of(command.server).and_then([&](bus::Address server) {
-    return link_.ask(server, opcode, request, command.server);
+  return bus_client_.server_of(command.server).and_then([&](bus::Address server) {
+    return bus_client_.ask(server, opcode, request, command.server);
   });
 }
 
@@ -166,14 +166,14 @@ host::Result<Output> Session::carry_out(const Command &command, const NcfgMessag
 host::Result<Output> Session::carry_out(const ShowConfigMessage &message, const Parsed &parsed) {
   return show_config_payload(message, parsed)
       .and_then([&](const bus::Payload &request) {
-        return link_.ask(bus::address::rcgen, bus::opcode::show_config, request, "The configuration service",
+        return bus_client_.ask(bus::address::rcgen, bus::opcode::show_config, request, "The configuration service",
                          relayed_timeout_ms);
       })
       .and_then(read_config_text);
 }
 
 host::Result<Output> Session::save() {
-  return link_.ask(bus::address::overseer, bus::opcode::save, {}, "The supervisor", relayed_timeout_ms)
+  return bus_client_.ask(bus::address::overseer, bus::opcode::save, {}, "The supervisor", relayed_timeout_ms)
       .and_then(read_result)
       .map([] { return Output{}; });
 }

@@ -15,8 +15,9 @@
 #include <string_view>
 #include <vector>
 
+#include "host/shell/bus_client.h"
+#include "host/shell/bus_client.h"
 #include "host/shell/command_tree.h"
-#include "host/shell/link.h"
 #include "host/shell/output.h"
 #include "host/shell/parser.h"
 
@@ -30,7 +31,8 @@ struct SessionOptions {
 
 class Session {
  public:
-  Session(const CommandTree &tree, Link &link, SessionOptions options, std::ostream &out, std::ostream &err);
+  Session(const CommandTree &tree, BusClient &bus_client, SessionOptions options, std::ostream &out,
+          std::ostream &err);
 
   /// Carries out the commands of a line. @return status_ok, or the status of the first that failed
   Status run_line(std::string_view line);
@@ -64,7 +66,7 @@ class Session {
   Output help() const;
 
   const CommandTree &tree_;
-  Link &link_;
+  BusClient &bus_client_;
   SessionOptions options_;
   std::ostream &out_;
   std::ostream &err_;

@@ -12,7 +12,9 @@ namespace {
 static_assert(sizeof(kestrix_th_hdr_t) == asic_header_bytes);
 static_assert(sizeof(kestrix_fh_hdr_t) == asic_header_bytes);
 
-void count_drop(PortCounters &counters, Drop reason) { ++counters.dropped[static_cast<std::size_t>(reason)]; }
+void count_drop(PortCounters &counters, DropReason reason) {
+  ++counters.dropped[static_cast<std::size_t>(reason)];
+}
 
 void write_to_host_header(std::span<std::byte> buffer, AsicPort ingress, VlanId vlan) {
   kestrix_th_hdr_t header;
@@ -25,11 +27,11 @@ void write_to_host_header(std::span<std::byte> buffer, AsicPort ingress, VlanId 
 }
 
 /// Why a port does not let a frame of the VLAN out; nothing when it does.
-std::optional<Drop> refusal_to_send(const PortState &port, VlanId vlan) {
-  if (!port.present) return Drop::no_such_port;
-  if (!port.link_up) return Drop::link_down;
-  if (!port.allowed[vlan.value]) return Drop::vlan_not_allowed;
-  if (vlan != sol_vlan && !port.forwarding[vlan.value]) return Drop::blocked;
+std::optional<DropReason> refusal_to_send(const PortState &port, VlanId vlan) {
+  if (!port.present) return DropReason::no_such_port;
+  if (!port.link_up) return DropReason::link_down;
+  if (!port.allowed[vlan.value]) return DropReason::vlan_not_allowed;
+  if (vlan != sol_vlan && !port.forwarding[vlan.value]) return DropReason::blocked;
   return std::nullopt;
 }
 
@@ -39,34 +41,34 @@ void count_frame(FrameCounters &counters, FrameView frame) {
   ++(is_group(frame) ? counters.mcast : counters.ucast);
 }
 
-std::optional<Drop> frame_fault(FrameView frame) {
-  if (frame.size() < tagged_header_bytes) return Drop::runt;
-  if (frame.size() > wire_frame_max) return Drop::oversize;
-  if (!has_tag(frame)) return Drop::untagged;
+std::optional<DropReason> malformed_reason(FrameView frame) {
+  if (frame.size() < tagged_header_bytes) return DropReason::runt;
+  if (frame.size() > wire_frame_max) return DropReason::oversize;
+  if (!has_tag(frame)) return DropReason::untagged;
   return std::nullopt;
 }
 
-const char *drop_name(Drop reason) {
+const char *drop_name(DropReason reason) {
   switch (reason) {
-    case Drop::runt:
+    case DropReason::runt:
       return "runt";
-    case Drop::oversize:
+    case DropReason::oversize:
       return "oversize";
-    case Drop::untagged:
+    case DropReason::untagged:
       return "untagged";
-    case Drop::vlan_not_allowed:
+    case DropReason::vlan_not_allowed:
       return "vlan_not_allowed";
-    case Drop::link_down:
+    case DropReason::link_down:
       return "link_down";
-    case Drop::not_classified:
+    case DropReason::not_classified:
       return "not_classified";
-    case Drop::bad_header:
+    case DropReason::bad_header:
       return "bad_header";
-    case Drop::blocked:
+    case DropReason::blocked:
       return "blocked";
-    case Drop::no_such_port:
+    case DropReason::no_such_port:
       return "no_such_port";
-    case Drop::count_:
+    case DropReason::count_:
       break;
   }
   return "unknown";
@@ -84,7 +86,7 @@ void Fabric::from_wire(AsicPort port, std::span<std::byte> buffer) {
   const VlanId vlan = tag_vlan(frame);
   count_frame(counters.rx, frame);
   if (vlan != sol_vlan && !classified_[vlan.value]) {
-    count_drop(counters, Drop::not_classified);
+    count_drop(counters, DropReason::not_classified);
     return;
   }
   write_to_host_header(buffer, port, vlan);
@@ -92,32 +94,32 @@ void Fabric::from_wire(AsicPort port, std::span<std::byte> buffer) {
   to_cpu_(buffer);
 }
 
-std::optional<Drop> Fabric::refusal_to_admit(const PortState &port, FrameView buffer) {
-  if (!port.present) return Drop::no_such_port;
-  if (!port.link_up) return Drop::link_down;
-  if (buffer.size() < asic_header_bytes) return Drop::runt;
+std::optional<DropReason> Fabric::refusal_to_admit(const PortState &port, FrameView buffer) {
+  if (!port.present) return DropReason::no_such_port;
+  if (!port.link_up) return DropReason::link_down;
+  if (buffer.size() < asic_header_bytes) return DropReason::runt;
   const FrameView frame = buffer.subspan(asic_header_bytes);
-  if (const auto fault = frame_fault(frame)) return fault;
-  if (!port.allowed[tag_vlan(frame).value]) return Drop::vlan_not_allowed;
+  if (const auto fault = malformed_reason(frame)) return fault;
+  if (!port.allowed[tag_vlan(frame).value]) return DropReason::vlan_not_allowed;
   return std::nullopt;
 }
 
 void Fabric::from_cpu(FrameView header_and_frame) {
-  if (header_and_frame.size() < asic_header_bytes) return count_drop(cpu_counters_, Drop::runt);
+  if (header_and_frame.size() < asic_header_bytes) return count_drop(cpu_counters_, DropReason::runt);
   const FrameView frame = header_and_frame.subspan(asic_header_bytes);
-  if (const auto fault = frame_fault(frame)) return count_drop(cpu_counters_, *fault);
+  if (const auto fault = malformed_reason(frame)) return count_drop(cpu_counters_, *fault);
 
   kestrix_fh_hdr_t header;
   std::memcpy(&header, header_and_frame.data(), sizeof header);
   const VlanId vlan{kestrix_fh_vlan(&header)};
   if (kestrix_fh_ce(&header) == 0 || kestrix_fh_tagged(&header) == 0 || vlan != tag_vlan(frame))
-    return count_drop(cpu_counters_, Drop::bad_header);
+    return count_drop(cpu_counters_, DropReason::bad_header);
   count_frame(cpu_counters_.rx, frame);
   deliver(kestrix_fh_ltl(&header), vlan, frame);
 }
 
 void Fabric::deliver(std::uint32_t ltl, VlanId vlan, FrameView frame) {
-  if (ltl == 0) count_drop(cpu_counters_, Drop::no_such_port);
+  if (ltl == 0) count_drop(cpu_counters_, DropReason::no_such_port);
   for (std::uint8_t number = 0; number < asic_ports; ++number) {
     if ((ltl >> number & 1) == 0) continue;
     if (const auto reason = refusal_to_send(ports_[number], vlan)) {

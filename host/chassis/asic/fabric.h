@@ -36,7 +36,7 @@ struct FrameCounters {
 void count_frame(FrameCounters &counters, std::span<const std::byte> frame);
 
 /// Why a frame went nowhere.
-enum class Drop : std::uint8_t {
+enum class DropReason : std::uint8_t {
   runt,              ///< shorter than an Ethernet header with its tag
   oversize,          ///< longer than wire_frame_max
   untagged,          ///< no 802.1Q tag where one is needed
@@ -48,15 +48,15 @@ enum class Drop : std::uint8_t {
   no_such_port,      ///< no such port on this board, or an LTL that names none
   count_
 };
-const char *drop_name(Drop reason);
+const char *drop_name(DropReason reason);
 
 /// What is wrong with the shape of a wire frame (runt, oversize, untagged); nothing when it is sound.
-std::optional<Drop> frame_fault(std::span<const std::byte> frame);
+std::optional<DropReason> malformed_reason(std::span<const std::byte> frame);
 
 struct PortCounters {
   FrameCounters rx;  ///< came in from the wire and were admitted
   FrameCounters tx;  ///< went out to the wire
-  std::array<std::uint64_t, static_cast<std::size_t>(Drop::count_)> dropped{};
+  std::array<std::uint64_t, static_cast<std::size_t>(DropReason::count_)> dropped{};
 };
 
 /// What a port may do. Set up from the description, changed by events.
@@ -102,7 +102,7 @@ class Fabric {
   const PortCounters &cpu_counters() const;
 
  private:
-  static std::optional<Drop> refusal_to_admit(const PortState &port, std::span<const std::byte> buffer);
+  static std::optional<DropReason> refusal_to_admit(const PortState &port, std::span<const std::byte> buffer);
   void deliver(std::uint32_t ltl, VlanId vlan, std::span<const std::byte> frame);
 
   std::array<PortState, asic_ports> ports_;

@@ -13,10 +13,10 @@
 #include <fstream>
 
 #include "host/bus/socket.h"
+#include "host/chassis/base/run_files.h"
 #include "host/chassis/commands/commands.h"
 #include "host/chassis/commands/node_command.h"
-#include "host/chassis/sandbox/sandbox.h"
-#include "host/chassis/wires/capture.h"
+#include "host/chassis/sandbox/sandbox_entry.h"
 #include "host/system/failure.h"
 
 namespace chassis {
@@ -36,7 +36,8 @@ LocalSocket ask_for(asio::io_context &loop, const std::string &point) {
 /// The stream must begin with a capture file's header; anything else is a sentence that says why not.
 void check_answer(LocalSocket &socket) {
   char first = 0;
-  if (recv(socket.native_handle(), &first, 1, MSG_PEEK) != 1) throw host::Failure("the chassis ended the capture");
+  if (recv(socket.native_handle(), &first, 1, MSG_PEEK) != 1)
+    throw host::Failure("the chassis ended the capture");
   if (first != '!') return;
   std::string sentence;
   asio::error_code ended;
@@ -60,7 +61,8 @@ int capture(const CaptureOptions &options) {
   asio::io_context loop;
   LocalSocket socket = ask_for(loop, options.point);
   check_answer(socket);
-  if (dup2(socket.native_handle(), STDIN_FILENO) < 0) throw host::Failure("standard input cannot be replaced");
+  if (dup2(socket.native_handle(), STDIN_FILENO) < 0)
+    throw host::Failure("standard input cannot be replaced");
   socket.close();
   Words tcpdump{"tcpdump", "-r", "-"};
   if (options.tcpdump.empty()) tcpdump.insert(tcpdump.end(), {"-l", "-n", "-e"});

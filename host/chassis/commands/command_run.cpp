@@ -7,8 +7,10 @@
 
 #include "host/chassis/commands/commands.h"
 #include "host/chassis/endpoint/faults.h"
-#include "host/chassis/run/inside.h"
-#include "host/chassis/sandbox/interfaces.h"
+#include "host/chassis/model/description_file.h"
+#include "host/chassis/run/chassis_process.h"
+#include "host/chassis/sandbox/lent_interfaces.h"
+#include "host/chassis/sandbox/prerequisites.h"
 #include "host/chassis/sandbox/run_folder.h"
 #include "host/chassis/sandbox/sandbox.h"
 #include "host/chassis/sandbox/sandbox_arguments.h"
@@ -103,7 +105,7 @@ int run_chassis(const RunOptions &options) {
 int run_in_sandbox(const RunOptions &options) {
   const fs::path programs = own_program().parent_path();
   const Words shell{(programs / "cush").string()};
-  return run_inside(
+  return run_chassis_process(
       {describe(options), programs, options.daemon, options.command.value_or(shell), options.terminal});
 }
 

@@ -12,7 +12,7 @@
 #include "host/chassis/commands/commands.h"
 #include "host/chassis/commands/control_client.h"
 #include "host/chassis/control/trace_categories.h"
-#include "host/chassis/sandbox/sandbox.h"
+#include "host/chassis/sandbox/sandbox_entry.h"
 #include "host/history/trace_ring.h"
 #include "host/system/failure.h"
 

@@ -6,7 +6,7 @@
 
 #include "host/bus/codec.h"
 #include "host/bus/socket.h"
-#include "host/chassis/sandbox/sandbox.h"
+#include "host/chassis/sandbox/sandbox_entry.h"
 #include "host/system/failure.h"
 
 namespace chassis {

@@ -9,7 +9,7 @@
 #include <cstring>
 
 #include "host/chassis/net/net_namespace.h"
-#include "host/chassis/sandbox/sandbox.h"
+#include "host/chassis/sandbox/sandbox_entry.h"
 #include "host/system/argument_pointers.h"
 #include "host/system/failure.h"
 

@@ -61,7 +61,7 @@ class ControlService::Arguments {
     return found->get<std::string>();
   }
 
-  bool truth(const char *name) const {
+  bool boolean(const char *name) const {
     const auto found = request_.find(name);
     if (found == request_.end() || !found->is_boolean()) {
       throw BadRequest(fmt::format("\"{}\" must be true or false", name));
@@ -69,8 +69,8 @@ class ControlService::Arguments {
     return found->get<bool>();
   }
 
-  bool truth_or(const char *name, bool otherwise) const {
-    return request_.contains(name) ? truth(name) : otherwise;
+  bool boolean_or(const char *name, bool otherwise) const {
+    return request_.contains(name) ? boolean(name) : otherwise;
   }
 
   std::int64_t number(const char *name, std::int64_t least, std::int64_t most) const {
@@ -130,7 +130,7 @@ const std::vector<ControlService::VerbRow> &ControlService::verbs() {
 }
 
 ControlService::ControlService(asio::io_context &loop, const FaultTable &faults, ControlParts parts)
-    : endpoint_(loop, faults, "control", bus::address::control), parts_(std::move(parts)) {
+    : Service(loop, faults, "control", bus::address::control), parts_(std::move(parts)) {
   endpoint_.serve_messages(bus::opcode::control, "", [this](const bus::Message &message) { take(message); });
 }
 
@@ -165,14 +165,14 @@ void ControlService::answer_when_handled(const OnAnswer &on_answer) {
 void ControlService::status(const Arguments &, const OnAnswer &on_answer) { on_answer(parts_.status()); }
 
 void ControlService::line_card(const Arguments &arguments, const OnAnswer &on_answer) {
-  const bool online = arguments.truth("online");
+  const bool online = arguments.boolean("online");
   parts_.state.set_line_card_online(online);
   if (online) parts_.announcer.publish_line_card_online();
   answer_when_handled(on_answer);
 }
 
 void ControlService::link(const Arguments &arguments, const OnAnswer &on_answer) {
-  const bool up = arguments.truth("up");
+  const bool up = arguments.boolean("up");
   const IfIndex index = found_or_refused(find_interface(parts_.state, arguments.text("port")));
   if (const Channel *channel = parts_.state.channel(index)) {
     for (const FrontPort member : channel->members) parts_.state.set_link(member, up);
@@ -194,7 +194,7 @@ IfIndex ControlService::interface_on_its_own(const Arguments &arguments) const {
 }
 
 void ControlService::vlan(const Arguments &arguments, const OnAnswer &on_answer) {
-  const bool up = arguments.truth("up");
+  const bool up = arguments.boolean("up");
   const VlanId vlan = arguments.vlan();
   const IfIndex index = interface_on_its_own(arguments);
   const InterfaceVlans &vlans = *parts_.state.vlans(index);
@@ -207,7 +207,7 @@ void ControlService::vlan(const Arguments &arguments, const OnAnswer &on_answer)
 }
 
 void ControlService::cbl(const Arguments &arguments, const OnAnswer &on_answer) {
-  const bool forward = arguments.truth("forward");
+  const bool forward = arguments.boolean("forward");
   const VlanId vlan = arguments.vlan();
   if (vlan == sol_vlan && !forward) throw BadRequest("every port always forwards in the SoL VLAN, 4095");
   const IfIndex index = interface_on_its_own(arguments);
@@ -217,7 +217,7 @@ void ControlService::cbl(const Arguments &arguments, const OnAnswer &on_answer) 
 }
 
 void ControlService::channel(const Arguments &arguments, const OnAnswer &on_answer) {
-  const bool member = arguments.truth("member");
+  const bool member = arguments.boolean("member");
   const auto number = static_cast<std::uint16_t>(arguments.number("channel", 1, port_channel_max));
   const FrontPort port = found_or_refused(find_port(parts_.state, arguments.text("port")));
   const std::string why =
@@ -234,7 +234,7 @@ void ControlService::vlan_delete(const Arguments &arguments, const OnAnswer &on_
 }
 
 void ControlService::feature(const Arguments &arguments, const OnAnswer &on_answer) {
-  const bool on = arguments.truth("on");
+  const bool on = arguments.boolean("on");
   const auto feature =
       arguments.number_or("feature", VLAN_FEAT_PRIVATE, VLAN_FEAT_STORAGE, VLAN_FEAT_PRIVATE);
   parts_.vlan_manager.set_feature(arguments.vlan(), static_cast<std::uint32_t>(feature), on);
@@ -261,8 +261,9 @@ void ControlService::fault(const Arguments &arguments, const OnAnswer &on_answer
 }
 
 void ControlService::trace(const Arguments &arguments, const OnAnswer &on_answer) {
-  const bus::TraceSwitch request{category_in(arguments.text("category")), arguments.truth("print") ? 1U : 0U,
-                                 arguments.truth_or("record", true) ? 1U : 0U};
+  const bus::TraceSwitch request{category_in(arguments.text("category")),
+                                 arguments.boolean("print") ? 1U : 0U,
+                                 arguments.boolean_or("record", true) ? 1U : 0U};
   endpoint_.ask(bus::address::tesk, bus::opcode::trace_switch, bus::bytes_of(request), trace_switch_bound,
                 [on_answer](const bus::Message *response) {
                   const auto result = response ? record_in<bus::Result>(*response) : std::nullopt;

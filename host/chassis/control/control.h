@@ -8,7 +8,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include "host/chassis/endpoint/endpoint.h"
+#include "host/chassis/endpoint/service.h"
 #include "host/chassis/model/chassis_state.h"
 #include "host/chassis/services/announcer.h"
 #include "host/chassis/services/vlan_mgr.h"
@@ -27,14 +27,15 @@ struct ControlParts {
   std::function<nlohmann::json()> status;
 };
 
-class ControlService {
+class ControlService : public Service {
  public:
   /// Gets the answer's members besides "version" and "ok", which it has when there is no "error".
   using OnAnswer = std::function<void(nlohmann::json)>;
 
   ControlService(asio::io_context &loop, const FaultTable &faults, ControlParts parts);
 
-  Endpoint &endpoint() { return endpoint_; }
+  /// Answers what waits for the daemon that has ended.
+  void forget_daemon() override { endpoint_.give_up_waiting(); }
 
  private:
   class Arguments;
@@ -66,7 +67,6 @@ class ControlService {
   IfIndex interface_on_its_own(const Arguments &arguments) const;
   void answer_when_serving(std::chrono::milliseconds bound, const OnAnswer &on_answer);
 
-  Endpoint endpoint_;
   ControlParts parts_;
 };
 

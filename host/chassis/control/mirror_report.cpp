@@ -1,14 +1,10 @@
-// The kernel device's mirror beside the chassis's truth. What should agree:
-//
-// - a mirrored port is an interface that is up (or the management port), on the ASIC port that carries it,
-//   in VLANs that the interface carries, each forwarding as the chassis says (SoL always forwards);
-// - every downlink that is up, on its own or as a port-channel, is mirrored;
-// - a mirrored VLAN's ports are those that are up, carry the VLAN in the mirror and forward it.
+#include "host/chassis/control/mirror_report.h"
+
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "host/chassis/base/vlan_number.h"
-#include "host/chassis/control/status_report.h"
+#include "host/chassis/model/board_ports.h"
 #include "host/chassis/model/interface_name.h"
 
 namespace chassis {
@@ -17,8 +13,8 @@ namespace {
 
 using nlohmann::json;
 
-bool is_management(const ReportSources &sources, IfIndex index) {
-  return index == management_if_index(sources.state.description().board);
+bool is_management(const ChassisState &state, IfIndex index) {
+  return index == management_if_index(state.description().board);
 }
 
 /// Uplinks of board 83 carry neither SoL nor CIN traffic, so nothing of them is mirrored.
@@ -52,11 +48,11 @@ void compare_vlans(const teskk_port_info_t &info, const InterfaceVlans &truth, j
   }
 }
 
-json port_differences(const ReportSources &sources, IfIndex index, const teskk_port_info_t &info) {
+json port_differences(const ChassisState &state, IfIndex index, const teskk_port_info_t &info) {
   json differences = json::array();
-  if (is_management(sources, index)) return differences;
-  const auto operational = sources.state.operational_ports(index);
-  const InterfaceVlans *vlans = sources.state.vlans(index);
+  if (is_management(state, index)) return differences;
+  const auto operational = state.operational_ports(index);
+  const InterfaceVlans *vlans = state.vlans(index);
   if (operational.empty() || vlans == nullptr) {
     differences.push_back("not up in the chassis");
     return differences;
@@ -69,38 +65,38 @@ json port_differences(const ReportSources &sources, IfIndex index, const teskk_p
   return differences;
 }
 
-json mirrored_ports(const ReportSources &sources) {
+json mirrored_ports(const ChassisState &state, const KlmDevice &klm) {
   json rows = json::array();
-  for (const auto &[index, info] : sources.klm.mirror().ports) {
+  for (const auto &[index, info] : klm.mirror().ports) {
     rows.push_back({{"name", interface_name(index)},
                     {"if_index", index.value},
                     {"asic_port", info.kestrix_port},
                     {"vlans", mirrored_vlans(info)},
-                    {"differences", port_differences(sources, index, info)}});
+                    {"differences", port_differences(state, index, info)}});
   }
   return rows;
 }
 
 /// Interfaces that should be mirrored and are not.
-json missing_ports(const ReportSources &sources) {
+json missing_ports(const ChassisState &state, const KlmDevice &klm) {
   json missing = json::array();
   const auto look_at = [&](IfIndex index) {
-    const auto operational = sources.state.operational_ports(index);
-    if (operational.empty() || !is_downlink(sources.state, operational.front()->asic)) return;
-    if (!sources.klm.mirror().ports.contains(index)) missing.push_back(interface_name(index));
+    const auto operational = state.operational_ports(index);
+    if (operational.empty() || !is_downlink(state, operational.front()->asic)) return;
+    if (!klm.mirror().ports.contains(index)) missing.push_back(interface_name(index));
   };
-  for (const auto &[number, port] : sources.state.ports()) {
+  for (const auto &[number, port] : state.ports()) {
     if (!port.channel) look_at(port.index);
   }
-  for (const auto &[number, channel] : sources.state.channels()) look_at(channel.index);
+  for (const auto &[number, channel] : state.channels()) look_at(channel.index);
   return missing;
 }
 
 /// The ports of a VLAN as the mirrored ports and the chassis's forwarding states have them.
-std::uint32_t expected_ports(const ReportSources &sources, VlanId vlan) {
+std::uint32_t expected_ports(const ChassisState &state, const KlmDevice &klm, VlanId vlan) {
   std::uint32_t ports = 0;
-  for (const auto &[index, info] : sources.klm.mirror().ports) {
-    const InterfaceVlans *truth = sources.state.vlans(index);
+  for (const auto &[index, info] : klm.mirror().ports) {
+    const InterfaceVlans *truth = state.vlans(index);
     if (truth == nullptr || info.kestrix_port >= asic_ports) continue;
     const std::size_t count = std::min<std::size_t>(info.vlan_cnt, TESKK_PORT_VLANS);
     const bool is_member = std::any_of(info.vlan_lst, info.vlan_lst + count,
@@ -118,10 +114,10 @@ json port_list(std::uint32_t mask) {
   return ports;
 }
 
-json mirrored_vlan_rows(const ReportSources &sources) {
+json mirrored_vlan_rows(const ChassisState &state, const KlmDevice &klm) {
   json rows = json::array();
-  for (const auto &[vlan, info] : sources.klm.mirror().vlans) {
-    const std::uint32_t expected = expected_ports(sources, vlan);
+  for (const auto &[vlan, info] : klm.mirror().vlans) {
+    const std::uint32_t expected = expected_ports(state, klm, vlan);
     json differences = json::array();
     if (expected != info.ltl_cbl) differences.push_back("the chassis forwards to other ports");
     rows.push_back({{"vlan", vlan.value},
@@ -134,12 +130,12 @@ json mirrored_vlan_rows(const ReportSources &sources) {
 
 }  // namespace
 
-json mirror_report(const ReportSources &sources) {
-  return {{"ports", mirrored_ports(sources)},
-          {"missing_ports", missing_ports(sources)},
-          {"vlans", mirrored_vlan_rows(sources)},
-          {"accepted", sources.klm.accepted()},
-          {"refused", sources.klm.refused()}};
+json mirror_report(const ChassisState &state, const KlmDevice &klm) {
+  return {{"ports", mirrored_ports(state, klm)},
+          {"missing_ports", missing_ports(state, klm)},
+          {"vlans", mirrored_vlan_rows(state, klm)},
+          {"accepted", klm.accepted()},
+          {"refused", klm.refused()}};
 }
 
 }  // namespace chassis

@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host/chassis/base/vlan_set.h"
+#include "host/chassis/control/mirror_report.h"
 #include "host/chassis/model/interface_name.h"
 
 namespace chassis {
@@ -21,7 +22,8 @@ json frames(const FrameCounters &counters) { return {{"ucast", counters.ucast}, 
 json counters_report(const PortCounters &counters) {
   json drops = json::object();
   for (std::size_t reason = 0; reason < counters.dropped.size(); ++reason) {
-    if (counters.dropped[reason] != 0) drops[drop_name(static_cast<Drop>(reason))] = counters.dropped[reason];
+    if (counters.dropped[reason] != 0)
+      drops[drop_name(static_cast<DropReason>(reason))] = counters.dropped[reason];
   }
   return {{"rx", frames(counters.rx)}, {"tx", frames(counters.tx)}, {"dropped", drops}};
 }
@@ -96,9 +98,10 @@ json vlans_table(const Fabric &fabric, const VlanManager &manager) {
   return rows;
 }
 
-json services_report(const std::vector<Endpoint *> &endpoints) {
+json services_report(const std::vector<Service *> &services) {
   json rows = json::array();
-  for (const Endpoint *endpoint : endpoints) {
+  for (const Service *service : services) {
+    const Endpoint *endpoint = &service->endpoint();
     const EndpointCounters &counters = endpoint->counters();
     const bus::SocketCounters *socket = endpoint->socket_counters();
     rows.push_back({{"service", endpoint->name()},
@@ -132,8 +135,8 @@ json report(const ReportSources &sources) {
           {"channels", channels_report(sources.state)},
           {"known_vlans", to_ranges(sources.vlan_manager.known())},
           {"vlans", vlans_table(sources.fabric, sources.vlan_manager)},
-          {"mirror", mirror_report(sources)},
-          {"services", services_report(sources.endpoints)},
+          {"mirror", mirror_report(sources.state, sources.klm)},
+          {"services", services_report(sources.services)},
           {"faults", faults_report(sources.faults)}};
 }
 

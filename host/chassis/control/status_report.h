@@ -21,12 +21,9 @@ struct ReportSources {
   const FeatureRegistry &features;
   const VlanManager &vlan_manager;
   const FaultTable &faults;
-  const std::vector<Endpoint *> &endpoints;
+  const std::vector<Service *> &services;
 };
 
 nlohmann::json report(const ReportSources &sources);
-
-/// The kernel device's tables beside the chassis's own, each row with the differences found.
-nlohmann::json mirror_report(const ReportSources &sources);
 
 }  // namespace chassis

@@ -109,9 +109,9 @@ void Endpoint::ask(bus::Address whom, std::uint32_t opcode, std::span<const std:
   const std::uint32_t token = next_token_++;
   const bool taken = socket_->send(whom, bus::Kind::request, opcode, token, payload).has_value();
   if (!taken) ++counters_.not_sent;
-  auto alarm = std::make_unique<Alarm>(loop_);
-  alarm->set(taken ? bound : std::chrono::milliseconds{0}, [this, token] { finish(token, nullptr); });
-  waiting_.insert_or_assign(token, Waiting{whom, opcode, std::move(on_answer), std::move(alarm)});
+  auto timer = std::make_unique<Timer>(loop_);
+  timer->set(taken ? bound : std::chrono::milliseconds{0}, [this, token] { finish(token, nullptr); });
+  waiting_.insert_or_assign(token, Waiting{whom, opcode, std::move(on_answer), std::move(timer)});
 }
 
 void Endpoint::give_up_waiting() {

@@ -26,7 +26,7 @@
 #include "host/bus/codec.h"
 #include "host/bus/services.h"
 #include "host/bus/socket.h"
-#include "host/chassis/base/alarm.h"
+#include "host/chassis/base/timer.h"
 #include "host/chassis/endpoint/faults.h"
 #include "opal/rcode.h"
 
@@ -100,7 +100,7 @@ class Endpoint {
     bus::Address whom;
     std::uint32_t opcode;
     OnAnswer on_answer;
-    std::unique_ptr<Alarm> alarm;
+    std::unique_ptr<Timer> timer;
   };
 
   void wait_for_messages();

@@ -14,7 +14,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "host/chassis/kernel_module/klm_records.h"
 #include "host/system/descriptor.h"
 
 namespace chassis {
@@ -24,8 +23,8 @@ struct KlmDevice::State {
     void operator()(fuse_session *session) const { fuse_session_destroy(session); }
   };
 
-  State(Knows knows, Counters counters_of_port)
-      : records(std::move(knows)), counters(std::move(counters_of_port)) {}
+  State(PortExists port_exists, Counters counters_of_port)
+      : records(std::move(port_exists)), counters(std::move(counters_of_port)) {}
   ~State();
   State(const State &) = delete;
   State &operator=(const State &) = delete;
@@ -129,8 +128,8 @@ std::unique_ptr<fuse_session, State::EndSession> make_session(State *state) {
 
 }  // namespace
 
-KlmDevice::KlmDevice(Knows knows, Counters counters)
-    : state_(std::make_unique<State>(std::move(knows), std::move(counters))) {}
+KlmDevice::KlmDevice(PortExists port_exists, Counters counters)
+    : state_(std::make_unique<State>(std::move(port_exists), std::move(counters))) {}
 KlmDevice::~KlmDevice() = default;
 
 std::string KlmDevice::mount(const std::filesystem::path &file) {

@@ -10,30 +10,21 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
-#include <map>
 #include <memory>
 #include <string>
 
-#include "host/chassis/asic/fabric.h"
 #include "host/chassis/base/numbers.h"
+#include "host/chassis/kernel_module/klm_records.h"
 #include "tesk/kspace/teskk.h"
 
 namespace chassis {
 
-/// What the daemon has pushed.
-struct KlmMirror {
-  std::map<IfIndex, teskk_port_info_t> ports;
-  std::map<VlanId, teskk_vlan_info_t> vlans;
-};
-
 class KlmDevice {
  public:
-  /// @param knows whether the chassis has the port
   /// @param counters of a port; false when there is no such port
-  using Knows = std::function<bool(IfIndex)>;
   using Counters = std::function<bool(IfIndex, teskk_port_counters_t &)>;
 
-  KlmDevice(Knows knows, Counters counters);
+  KlmDevice(PortExists port_exists, Counters counters);
   ~KlmDevice();
 
   /// Mounts over `file`, which must exist. @return "" or one sentence that says what failed

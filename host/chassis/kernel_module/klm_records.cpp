@@ -71,7 +71,8 @@ int KlmRecords::delete_port(std::uint32_t if_idx) {
 }
 
 bool KlmRecords::is_sound(const teskk_port_info_t &port) const {
-  if (!knows_(IfIndex{port.if_idx}) || port.kestrix_port >= asic_ports || port.vlan_cnt > TESKK_PORT_VLANS)
+  if (!port_exists_(IfIndex{port.if_idx}) || port.kestrix_port >= asic_ports ||
+      port.vlan_cnt > TESKK_PORT_VLANS)
     return false;
   const std::span vlans(port.vlan_lst, port.vlan_cnt);
   return std::all_of(vlans.begin(), vlans.end(), [](const auto &each) { return in_range(each.vlan); });

@@ -5,16 +5,28 @@
 // ENOENT  deletion of what is not there
 #pragma once
 
+#include <cstddef>
 #include <functional>
+#include <map>
 #include <span>
 
-#include "host/chassis/kernel_module/klm_device.h"
+#include "host/chassis/base/numbers.h"
+#include "tesk/kspace/teskk.h"
 
 namespace chassis {
 
+/// What the daemon has pushed.
+struct KlmMirror {
+  std::map<IfIndex, teskk_port_info_t> ports;
+  std::map<VlanId, teskk_vlan_info_t> vlans;
+};
+
+/// Whether the chassis has the port.
+using PortExists = std::function<bool(IfIndex)>;
+
 class KlmRecords {
  public:
-  explicit KlmRecords(KlmDevice::Knows knows) : knows_(std::move(knows)) {}
+  explicit KlmRecords(PortExists port_exists) : port_exists_(std::move(port_exists)) {}
 
   /// Serves one of the four writing requests. @return 0 or an errno; ENOTTY for any other request
   int write(unsigned request, std::span<const std::byte> record);
@@ -29,7 +41,7 @@ class KlmRecords {
   int delete_port(std::uint32_t if_idx);
   bool is_sound(const teskk_port_info_t &port) const;
 
-  KlmDevice::Knows knows_;
+  PortExists port_exists_;
   KlmMirror mirror_;
 };
 

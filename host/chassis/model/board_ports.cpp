@@ -1,8 +1,8 @@
-// Ports of the two boards, in the three ways of counting them; declared in description.h.
+#include "host/chassis/model/board_ports.h"
+
 #include <algorithm>
 #include <array>
 
-#include "host/chassis/model/description.h"
 #include "opal/if_index.h"
 
 namespace chassis {
@@ -49,6 +49,10 @@ std::optional<std::uint16_t> channel_of(IfIndex index) {
   if (index.value >> 24 != IF_INDEX_TYPE_PORT_CHANNEL || number < 1 || number > port_channel_max)
     return std::nullopt;
   return static_cast<std::uint16_t>(number);
+}
+
+bool port_exists(Board board, IfIndex index) {
+  return front_port_of(index) || channel_of(index) || index == management_if_index(board);
 }
 
 }  // namespace chassis

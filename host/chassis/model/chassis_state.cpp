@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/chassis/model/board_ports.h"
 #include "opal/if_index.h"
 
 namespace chassis {

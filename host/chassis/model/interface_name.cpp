@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "host/chassis/model/board_ports.h"
 #include "opal/if_index.h"
 
 namespace chassis {

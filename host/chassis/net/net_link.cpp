@@ -28,7 +28,8 @@ class LinkRequest {
 
   void make(unsigned long number, const char *what) {
     if (ioctl(socket_.get(), number, &request) != 0)
-      throw host::Failure(fmt::format("interface {}: {} failed: {}", request.ifr_name, what, std::strerror(errno)));
+      throw host::Failure(
+          fmt::format("interface {}: {} failed: {}", request.ifr_name, what, std::strerror(errno)));
   }
 
   ifreq request{};
@@ -80,7 +81,7 @@ void set_address(const std::string &name, const std::string &text) {
   link.make(SIOCSIFNETMASK, "setting its address's length");
 }
 
-void silence_ipv6() {
+void disable_ipv6() {
   for (const char *scope : {"all", "default"})
     std::ofstream(fmt::format("/proc/sys/net/ipv6/conf/{}/disable_ipv6", scope)) << "1\n";
 }

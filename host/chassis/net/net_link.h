@@ -16,6 +16,6 @@ void set_mac(const std::string &name, const MacAddress &mac);
 /// @param address like "10.0.100.1/24"
 void set_address(const std::string &name, const std::string &address);
 /// Switches IPv6 off for every interface that is made afterwards, so that no stack speaks unasked.
-void silence_ipv6();
+void disable_ipv6();
 
 }  // namespace chassis

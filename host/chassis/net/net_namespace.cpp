@@ -48,7 +48,7 @@ NetNamespace::NetNamespace(const std::string &name) {
   namespace_ = open_read_only(namespace_folder / name);
   if (!namespace_) fail(name, "opening it");
   run([] {
-    silence_ipv6();
+    disable_ipv6();
     set_link_up("lo", true);
   });
 }

@@ -1,4 +1,5 @@
-// What a sandbox needs of the machine; declared in sandbox.h.
+#include "host/chassis/sandbox/prerequisites.h"
+
 #include <fcntl.h>
 #include <fmt/core.h>
 #include <sched.h>
@@ -11,7 +12,6 @@
 #include <sstream>
 #include <string>
 
-#include "host/chassis/sandbox/sandbox.h"
 #include "host/system/descriptor.h"
 
 namespace chassis {

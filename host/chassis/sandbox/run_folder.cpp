@@ -72,7 +72,8 @@ struct flock whole_file(short type) {
 host::Descriptor lock_folder(const fs::path &folder, const std::string &name) {
   for (;;) {
     if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
-      throw host::Failure(fmt::format("the folder {} cannot be made: {}", folder.string(), std::strerror(errno)));
+      throw host::Failure(
+          fmt::format("the folder {} cannot be made: {}", folder.string(), std::strerror(errno)));
     auto lock = open_lock(folder, O_RDWR | O_CREAT);
     if (!lock && errno == ENOENT) continue;
     if (!lock)

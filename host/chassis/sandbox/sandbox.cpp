@@ -12,13 +12,13 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
 #include <initializer_list>
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "host/chassis/sandbox/interfaces.h"
+#include "host/chassis/sandbox/lent_interfaces.h"
+#include "host/chassis/sandbox/lifeline.h"
 #include "host/chassis/sandbox/run_folder.h"
 #include "host/chassis/sandbox/sandbox_arguments.h"
 #include "host/chassis/sandbox/terminal.h"
@@ -33,7 +33,9 @@ using host::Descriptor;
 
 constexpr int take_down_limit_ms = 15000;
 
-[[noreturn]] void fail(const char *what) { throw host::Failure(fmt::format("{}: {}", what, std::strerror(errno))); }
+[[noreturn]] void fail(const char *what) {
+  throw host::Failure(fmt::format("{}: {}", what, std::strerror(errno)));
+}
 
 struct Pipe {
   Descriptor read_end, write_end;
@@ -80,8 +82,7 @@ class SignalWatch {
 /// bubblewrap as a child. What it inherits besides the standard descriptors is opened for it in the child.
 class SandboxProcess {
  public:
-  SandboxProcess(const SandboxPlan &plan, const SignalWatch &signals)
-      : lifeline_(make_pipe()), information_(make_pipe()) {
+  SandboxProcess(const SandboxPlan &plan, const SignalWatch &signals) : information_(make_pipe()) {
     const Descriptor nothing(open("/dev/null", O_RDONLY | O_CLOEXEC));
     const Descriptor users = make_full_user_namespace();
     const auto arguments =
@@ -90,7 +91,7 @@ class SandboxProcess {
     if (process_ < 0) fail("no process can be made");
     if (process_ == 0) become(arguments, {&nothing, &users}, signals);
     ended_ = Descriptor(static_cast<int>(syscall(SYS_pidfd_open, process_, 0)));
-    lifeline_.read_end = Descriptor();
+    lifeline_.close_inner_end();
     information_.write_end = Descriptor();
   }
   ~SandboxProcess() {
@@ -113,8 +114,7 @@ class SandboxProcess {
     return told["child-pid"].get<pid_t>();
   }
 
-  void tell_complete() { (void)!write(lifeline_.write_end.get(), "+", 1); }
-  void tell_end() { lifeline_.write_end = Descriptor(); }
+  Lifeline &lifeline() { return lifeline_; }
 
   /// Waits until the process has ended or a signal is there. @return whether it has ended
   bool wait_for_end(const SignalWatch *signals, int limit_ms) const {
@@ -142,14 +142,15 @@ class SandboxProcess {
     setpgid(0, 0);  // Ctrl-C is for the one who started the sandbox, who ends it in order
     for (const auto *kept : inherited)
       if (*kept) keep_on_exec(*kept);
-    for (const auto *kept : {&lifeline_.read_end, &information_.write_end}) keep_on_exec(*kept);
-    setenv("CHASSIS_LIFELINE", std::to_string(lifeline_.read_end.get()).c_str(), 1);
+    keep_on_exec(information_.write_end);
+    lifeline_.pass_on();
     const std::vector<char *> words = host::argument_pointers(arguments);
     execvp(words[0], words.data());
     _exit(127);
   }
 
-  Pipe lifeline_, information_;
+  Lifeline lifeline_;
+  Pipe information_;
   pid_t process_ = -1;
   Descriptor ended_;  ///< readable when the process has ended
 };
@@ -157,7 +158,7 @@ class SandboxProcess {
 int supervise(SandboxProcess &sandbox, const SignalWatch &signals) {
   if (sandbox.wait_for_end(&signals, -1)) return sandbox.wait();
   const int signal = signals.take();
-  sandbox.tell_end();
+  sandbox.lifeline().signal_end();
   // What does not end by itself is killed with its sandbox.
   if (sandbox.wait_for_end(nullptr, take_down_limit_ms)) sandbox.wait();
   return 128 + signal;
@@ -174,7 +175,7 @@ int run_sandboxed(const SandboxPlan &plan) {
   if (!inner) throw host::Failure("bwrap could not make the sandbox; its own words stand above");
   lent.emplace(plan.interfaces, *inner);
   record_sandbox_process(plan.run_folder, *inner);
-  sandbox.tell_complete();
+  sandbox.lifeline().signal_complete();
   return supervise(sandbox, signals);
 }
 

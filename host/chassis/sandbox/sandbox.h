@@ -1,4 +1,5 @@
-// The sandbox that a chassis lives in, and the ways into it.
+// The sandbox that a chassis lives in. What it needs of the machine is in prerequisites.h, the way into a
+// running one in sandbox_entry.h.
 //
 // `chassis run` re-executes itself inside bubblewrap: own user, network, process, IPC and host-name
 // namespaces, in which it is root and may make devices, without touching the machine. What is seen there:
@@ -22,10 +23,6 @@
 
 namespace chassis {
 
-/// What the sandbox needs of the machine, each thing checked.
-/// @return "" or one sentence that says what is missing and what to do about it
-std::string missing_prerequisite();
-
 struct SandboxPlan {
   std::filesystem::path run_folder;     ///< appears as /run/opal
   std::filesystem::path programs;       ///< folder of the chassis's own programs
@@ -36,17 +33,8 @@ struct SandboxPlan {
 };
 
 /// Makes the sandbox, runs the command in it and takes everything down when the command ends or when this
-/// process is told to end (SIGINT, SIGTERM, SIGHUP). The command inherits a descriptor, whose number is in
-/// the environment's CHASSIS_LIFELINE: it yields one byte when the sandbox is complete, and ends when the
-/// command is to end.
+/// process is told to end (SIGINT, SIGTERM, SIGHUP). The command inherits a lifeline (lifeline.h).
 /// @return the command's exit status; 128 and the signal's number when a signal ended it
 int run_sandboxed(const SandboxPlan &plan);
-
-/// Brings this (single-threaded) process into the sandbox of a running chassis: its files, its network, and
-/// the environment that commands find there. Processes that it forks afterwards belong to the sandbox and end
-/// with it. Does nothing when the process is in it already.
-/// @param name of the chassis; "" for the only one that runs
-/// @return "" or one sentence that says why not
-std::string enter_sandbox(const std::string &name);
 
 }  // namespace chassis

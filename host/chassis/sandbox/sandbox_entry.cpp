@@ -1,4 +1,5 @@
-// The way into a running sandbox; declared in sandbox.h.
+#include "host/chassis/sandbox/sandbox_entry.h"
+
 #include <fcntl.h>
 #include <fmt/core.h>
 #include <sched.h>
@@ -10,7 +11,6 @@
 #include <filesystem>
 
 #include "host/chassis/sandbox/run_folder.h"
-#include "host/chassis/sandbox/sandbox.h"
 #include "host/chassis/sandbox/sandbox_arguments.h"
 #include "host/system/descriptor.h"
 

@@ -19,35 +19,35 @@ LinkRecord down_record(IfIndex index, const VlanSet &was_up) {
 }  // namespace
 
 Announcer::Announcer(const ChassisState &state, Broker &broker)
-    : state_(state), broker_(broker), told_(present()) {}
+    : state_(state), broker_(broker), published_(present()) {}
 
 Announcer::View Announcer::present() const {
   View view;
   for (const auto &[number, port] : state_.ports()) {
     if (port.link_up && !port.channel)
-      view.emplace(port.index, Told{port.vlans.up, port.vlans.forwarding, {}});
+      view.emplace(port.index, Published{port.vlans.up, port.vlans.forwarding, {}});
   }
   for (const auto &[number, channel] : state_.channels()) {
     std::vector<IfIndex> members;
     for (const Port *member : state_.operational_ports(channel.index)) members.push_back(member->index);
     if (members.empty()) continue;
-    view.emplace(channel.index, Told{channel.vlans.up, channel.vlans.forwarding, std::move(members)});
+    view.emplace(channel.index, Published{channel.vlans.up, channel.vlans.forwarding, std::move(members)});
   }
   return view;
 }
 
-void Announcer::tell_subscriber(std::uint32_t opcode, bus::Address queue) {
+void Announcer::send_present_state(std::uint32_t opcode, bus::Address queue) {
   const View now = present();
   if (opcode == QBUS_OPC_PORTSVC_L2_PROTOCOL_STATE_CHANGE) {
     std::vector<LinkRecord> records;
     for (const auto &[index, told] : now) records.push_back(up_record(index, told.up, told.members.size()));
-    for (const bus::Payload &payload : encode(records)) broker_.tell(queue, opcode, payload);
+    for (const bus::Payload &payload : encode(records)) broker_.send(queue, opcode, payload);
   } else if (opcode == QBUS_OPC_LTLSVC_CBL_CHANGE) {
     std::vector<ForwardingRecord> records;
     for (const auto &[index, told] : now) records.push_back({index, told.forwarding});
-    for (const bus::Payload &payload : encode(records)) broker_.tell(queue, opcode, payload);
+    for (const bus::Payload &payload : encode(records)) broker_.send(queue, opcode, payload);
   } else if (opcode == QBUS_OPC_LC_ONLINE && state_.line_card_online()) {
-    broker_.tell(queue, opcode, {});
+    broker_.send(queue, opcode, {});
   }
 }
 
@@ -60,7 +60,7 @@ void Announcer::publish_changes() {
     broker_.publish(QBUS_OPC_LTLSVC_CBL_CHANGE, payload);
   }
   remember_members(now);
-  told_ = std::move(now);
+  published_ = std::move(now);
 }
 
 void Announcer::publish_line_card_online() { broker_.publish(QBUS_OPC_LC_ONLINE, {}); }
@@ -74,13 +74,13 @@ std::vector<IfIndex> Announcer::members_before_down(IfIndex channel) const {
 // gone before the channel takes its place.
 std::vector<LinkRecord> Announcer::link_changes(const View &now) const {
   std::vector<LinkRecord> records;
-  for (const auto &[index, told] : told_) {
+  for (const auto &[index, told] : published_) {
     if (went_down(index, now)) records.push_back(down_record(index, told.up));
   }
   for (const auto &[index, present] : now) {
     if (came_up(index, now)) {
       records.push_back(up_record(index, present.up, present.members.size()));
-    } else if (const VlanSet &before = told_.at(index).up; before != present.up) {
+    } else if (const VlanSet &before = published_.at(index).up; before != present.up) {
       records.push_back(up_record(index, present.up, present.members.size()));
       records.back().vlans_down = before & ~present.up;
     }
@@ -91,7 +91,7 @@ std::vector<LinkRecord> Announcer::link_changes(const View &now) const {
 std::vector<ForwardingRecord> Announcer::forwarding_changes(const View &now) const {
   std::vector<ForwardingRecord> records;
   for (const auto &[index, present] : now) {
-    if (came_up(index, now) || told_.at(index).forwarding != present.forwarding) {
+    if (came_up(index, now) || published_.at(index).forwarding != present.forwarding) {
       records.push_back({index, present.forwarding});
     }
   }
@@ -99,17 +99,17 @@ std::vector<ForwardingRecord> Announcer::forwarding_changes(const View &now) con
 }
 
 bool Announcer::came_up(IfIndex index, const View &now) const {
-  const auto before = told_.find(index);
-  return before == told_.end() || before->second.members != now.at(index).members;
+  const auto before = published_.find(index);
+  return before == published_.end() || before->second.members != now.at(index).members;
 }
 
 bool Announcer::went_down(IfIndex index, const View &now) const {
   const auto after = now.find(index);
-  return after == now.end() || after->second.members != told_.at(index).members;
+  return after == now.end() || after->second.members != published_.at(index).members;
 }
 
 void Announcer::remember_members(const View &now) {
-  for (const auto &[index, told] : told_) {
+  for (const auto &[index, told] : published_) {
     if (!told.members.empty() && !now.contains(index)) gone_down_.insert_or_assign(index, told.members);
   }
   for (const auto &[index, present] : now) gone_down_.erase(index);

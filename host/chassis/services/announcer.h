@@ -24,7 +24,7 @@ class Announcer {
   Announcer(const ChassisState &state, Broker &broker);
 
   /// Tells a new subscriber of `opcode` the present state.
-  void tell_subscriber(std::uint32_t opcode, bus::Address queue);
+  void send_present_state(std::uint32_t opcode, bus::Address queue);
 
   /// Publishes what changed since the last call.
   void publish_changes();
@@ -41,12 +41,12 @@ class Announcer {
 
  private:
   /// An interface that is up, as told.
-  struct Told {
+  struct Published {
     VlanSet up;
     VlanSet forwarding;
     std::vector<IfIndex> members;  ///< of a port-channel: those that are up
   };
-  using View = std::map<IfIndex, Told>;
+  using View = std::map<IfIndex, Published>;
 
   View present() const;
   std::vector<LinkRecord> link_changes(const View &now) const;
@@ -57,7 +57,7 @@ class Announcer {
 
   const ChassisState &state_;
   Broker &broker_;
-  View told_;
+  View published_;
   std::map<IfIndex, std::vector<IfIndex>> gone_down_;
 };
 

@@ -16,10 +16,11 @@ bus::BoardInfo identity(Board board) {
 
 }  // namespace
 
-BoardService::BoardService(asio::io_context &loop, const FaultTable &faults, Board board)
-    : endpoint_(loop, faults, "board", bus::address::board) {
-  endpoint_.serve<Nothing>(bus::opcode::board_info, "board",
-                           [board](Nothing, const bus::Message &) { return identity(board); });
+BoardService::BoardService(const ServiceContext &context)
+    : Service(context.loop, context.faults, "board", bus::address::board) {
+  endpoint_.serve<Nothing>(
+      bus::opcode::board_info, "board",
+      [board = context.state.description().board](Nothing, const bus::Message &) { return identity(board); });
 }
 
 }  // namespace chassis

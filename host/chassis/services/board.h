@@ -1,18 +1,13 @@
 // The board's identity, as the switch module's electronics would tell it.
 #pragma once
 
-#include "host/chassis/endpoint/endpoint.h"
-#include "host/chassis/model/description.h"
+#include "host/chassis/services/service_context.h"
 
 namespace chassis {
 
-class BoardService {
+class BoardService : public Service {
  public:
-  BoardService(asio::io_context &loop, const FaultTable &faults, Board board);
-  Endpoint &endpoint() { return endpoint_; }
-
- private:
-  Endpoint endpoint_;
+  explicit BoardService(const ServiceContext &context);
 };
 
 }  // namespace chassis

@@ -3,7 +3,7 @@
 namespace chassis {
 
 Broker::Broker(asio::io_context &loop, const FaultTable &faults)
-    : endpoint_(loop, faults, "broker", bus::address::broker) {
+    : Service(loop, faults, "broker", bus::address::broker) {
   endpoint_.serve_messages(bus::opcode::subscribe, "qbus-subscribe",
                            [this](const bus::Message &message) { subscribe(message); });
 }
@@ -19,15 +19,15 @@ void Broker::subscribe(const bus::Message &message) {
 void Broker::publish(std::uint32_t opcode, std::span<const std::byte> payload) {
   const auto found = subscribers_.find(opcode);
   if (found == subscribers_.end()) return;
-  for (const bus::Address queue : found->second) tell(queue, opcode, payload);
+  for (const bus::Address queue : found->second) send(queue, opcode, payload);
 }
 
-void Broker::tell(bus::Address queue, std::uint32_t opcode, std::span<const std::byte> payload) {
+void Broker::send(bus::Address queue, std::uint32_t opcode, std::span<const std::byte> payload) {
   endpoint_.send_notice(queue, opcode, payload);
 }
 
-void Broker::forget(bus::Address queue) {
-  for (auto &[opcode, queues] : subscribers_) queues.erase(queue);
+void Broker::forget_daemon() {
+  for (auto &[opcode, queues] : subscribers_) queues.erase(bus::address::tesk);
 }
 
 }  // namespace chassis

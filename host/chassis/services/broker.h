@@ -5,11 +5,11 @@
 #include <map>
 #include <set>
 
-#include "host/chassis/endpoint/endpoint.h"
+#include "host/chassis/endpoint/service.h"
 
 namespace chassis {
 
-class Broker {
+class Broker : public Service {
  public:
   /// Runs after a queue's first subscription to an opcode has been answered.
   using OnSubscribed = std::function<void(std::uint32_t opcode, bus::Address queue)>;
@@ -22,17 +22,14 @@ class Broker {
   void publish(std::uint32_t opcode, std::span<const std::byte> payload);
 
   /// Sends a notice to one queue.
-  void tell(bus::Address queue, std::uint32_t opcode, std::span<const std::byte> payload);
+  void send(bus::Address queue, std::uint32_t opcode, std::span<const std::byte> payload);
 
-  /// Ends every subscription of a queue.
-  void forget(bus::Address queue);
-
-  Endpoint &endpoint() { return endpoint_; }
+  /// Ends the daemon's subscriptions.
+  void forget_daemon() override;
 
  private:
   void subscribe(const bus::Message &message);
 
-  Endpoint endpoint_;
   std::map<std::uint32_t, std::set<bus::Address>> subscribers_;
   OnSubscribed on_subscribed_;
 };

@@ -8,8 +8,8 @@ constexpr std::size_t feature_names_max = 64;
 
 }  // namespace
 
-FeatureRegistry::FeatureRegistry(asio::io_context &loop, const FaultTable &faults)
-    : endpoint_(loop, faults, "capreg", bus::address::capreg) {
+FeatureRegistry::FeatureRegistry(const ServiceContext &context)
+    : Service(context.loop, context.faults, "capreg", bus::address::capreg) {
   endpoint_.serve<bus::FeatureStatus>(
       bus::opcode::feature_status, "capreg",
       [this](const bus::FeatureStatus &status, const bus::Message &) { return take(status); });

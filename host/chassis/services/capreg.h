@@ -3,26 +3,22 @@
 
 #include <map>
 
-#include "host/chassis/endpoint/endpoint.h"
+#include "host/chassis/services/service_context.h"
 
 namespace chassis {
 
-class FeatureRegistry {
+class FeatureRegistry : public Service {
  public:
-  FeatureRegistry(asio::io_context &loop, const FaultTable &faults);
+  explicit FeatureRegistry(const ServiceContext &context);
 
   /// Features that were announced, and whether each is up.
   const std::map<std::string, bool> &features() const { return features_; }
 
-  /// The programs that announced them are gone.
-  void forget() { features_.clear(); }
-
-  Endpoint &endpoint() { return endpoint_; }
+  void forget_daemon() override { features_.clear(); }
 
  private:
   bus::Result take(const bus::FeatureStatus &status);
 
-  Endpoint endpoint_;
   std::map<std::string, bool> features_;
 };
 

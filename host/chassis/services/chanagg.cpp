@@ -17,9 +17,10 @@ bus::PortChannelInfo channel_info(const std::vector<IfIndex> &members, IfIndex f
 
 }  // namespace
 
-ChannelService::ChannelService(asio::io_context &loop, const FaultTable &faults, const ChassisState &state,
-                               const Announcer &announcer)
-    : endpoint_(loop, faults, "chanagg", bus::address::chanagg), state_(state), announcer_(announcer) {
+ChannelService::ChannelService(const ServiceContext &context)
+    : Service(context.loop, context.faults, "chanagg", bus::address::chanagg),
+      state_(context.state),
+      announcer_(context.announcer) {
   endpoint_.serve<bus::Interface>(bus::opcode::port_channel_info, "chanagg",
                                   [this](const bus::Interface &request, const bus::Message &) {
                                     return look_up(IfIndex{request.if_index});

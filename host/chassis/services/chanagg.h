@@ -1,21 +1,17 @@
 // The port-channel service: who belongs to a channel, and which member carries it.
 #pragma once
 
-#include "host/chassis/endpoint/endpoint.h"
-#include "host/chassis/services/announcer.h"
+#include "host/chassis/services/service_context.h"
 
 namespace chassis {
 
-class ChannelService {
+class ChannelService : public Service {
  public:
-  ChannelService(asio::io_context &loop, const FaultTable &faults, const ChassisState &state,
-                 const Announcer &announcer);
-  Endpoint &endpoint() { return endpoint_; }
+  explicit ChannelService(const ServiceContext &context);
 
  private:
   bus::PortChannelInfo look_up(IfIndex index) const;
 
-  Endpoint endpoint_;
   const ChassisState &state_;
   const Announcer &announcer_;
 };

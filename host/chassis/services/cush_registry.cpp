@@ -8,8 +8,8 @@ constexpr std::size_t trees_max = 64;
 
 }  // namespace
 
-CushRegistry::CushRegistry(asio::io_context &loop, const FaultTable &faults)
-    : endpoint_(loop, faults, "cush", bus::address::cush) {
+CushRegistry::CushRegistry(const ServiceContext &context)
+    : Service(context.loop, context.faults, "cush", bus::address::cush) {
   endpoint_.serve<bus::Registration>(
       bus::opcode::register_parse_tree, "cush-register",
       [this](const bus::Registration &request, const bus::Message &) { return register_tree(request); });
@@ -43,9 +43,9 @@ bus::Payload CushRegistry::list() const {
   return bus::encode_parse_trees(RCODE_SUCCESS, records);
 }
 
-void CushRegistry::forget(bus::Address queue) {
-  std::erase_if(trees_, [queue](const auto &entry) { return entry.second == queue; });
-  backends_.erase(queue);
+void CushRegistry::forget_daemon() {
+  std::erase_if(trees_, [](const auto &entry) { return entry.second == bus::address::tesk; });
+  backends_.erase(bus::address::tesk);
 }
 
 }  // namespace chassis

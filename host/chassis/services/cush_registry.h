@@ -4,24 +4,20 @@
 #include <map>
 #include <set>
 
-#include "host/chassis/endpoint/endpoint.h"
+#include "host/chassis/services/service_context.h"
 
 namespace chassis {
 
-class CushRegistry {
+class CushRegistry : public Service {
  public:
-  CushRegistry(asio::io_context &loop, const FaultTable &faults);
+  explicit CushRegistry(const ServiceContext &context);
 
-  /// The program behind a queue is gone.
-  void forget(bus::Address queue);
-
-  Endpoint &endpoint() { return endpoint_; }
+  void forget_daemon() override;
 
  private:
   bus::Result register_tree(const bus::Registration &request);
   bus::Payload list() const;
 
-  Endpoint endpoint_;
   std::map<std::string, bus::Address> trees_;
   std::set<bus::Address> backends_;
 };

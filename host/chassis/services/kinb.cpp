@@ -6,8 +6,10 @@
 
 namespace chassis {
 
-InbandDriver::InbandDriver(asio::io_context &loop, const FaultTable &faults, Fabric &fabric, Journal &journal)
-    : endpoint_(loop, faults, "kinb", bus::address::kinb), fabric_(fabric), journal_(journal) {
+InbandDriver::InbandDriver(const ServiceContext &context)
+    : Service(context.loop, context.faults, "kinb", bus::address::kinb),
+      fabric_(context.fabric),
+      journal_(context.journal) {
   endpoint_.serve<Nothing>(bus::opcode::kinb_init, "kinb-init",
                            [](Nothing, const bus::Message &) { return bus::Result{RCODE_SUCCESS}; });
   endpoint_.serve<bus::Vlan>(

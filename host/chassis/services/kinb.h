@@ -1,21 +1,17 @@
 // The in-band driver: which VLANs' frames the ASIC sends to the CPU.
 #pragma once
 
-#include "host/chassis/asic/fabric.h"
-#include "host/chassis/base/journal.h"
-#include "host/chassis/endpoint/endpoint.h"
+#include "host/chassis/services/service_context.h"
 
 namespace chassis {
 
-class InbandDriver {
+class InbandDriver : public Service {
  public:
-  InbandDriver(asio::io_context &loop, const FaultTable &faults, Fabric &fabric, Journal &journal);
-  Endpoint &endpoint() { return endpoint_; }
+  explicit InbandDriver(const ServiceContext &context);
 
  private:
   bus::Result classify(const bus::Vlan &request, bool on);
 
-  Endpoint endpoint_;
   Fabric &fabric_;
   Journal &journal_;
 };

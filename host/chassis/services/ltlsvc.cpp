@@ -16,12 +16,11 @@ constexpr std::uint32_t ltl_of(VlanId vlan) { return 0x10000U | vlan.value; }
 
 }  // namespace
 
-PortIndexService::PortIndexService(asio::io_context &loop, const FaultTable &faults,
-                                   const ChassisState &state, Fabric &fabric, Journal &journal)
-    : endpoint_(loop, faults, "ltlsvc", bus::address::ltlsvc),
-      state_(state),
-      fabric_(fabric),
-      journal_(journal) {
+PortIndexService::PortIndexService(const ServiceContext &context)
+    : Service(context.loop, context.faults, "ltlsvc", bus::address::ltlsvc),
+      state_(context.state),
+      fabric_(context.fabric),
+      journal_(context.journal) {
   endpoint_.serve<bus::Interface>(bus::opcode::ifindex_to_di, "ltlsvc-di",
                                   [this](const bus::Interface &request, const bus::Message &) {
                                     return destination_index(IfIndex{request.if_index});

@@ -2,24 +2,19 @@
 // announcer's.
 #pragma once
 
-#include "host/chassis/base/journal.h"
-#include "host/chassis/endpoint/endpoint.h"
-#include "host/chassis/model/chassis_state.h"
+#include "host/chassis/services/service_context.h"
 
 namespace chassis {
 
-class PortIndexService {
+class PortIndexService : public Service {
  public:
-  PortIndexService(asio::io_context &loop, const FaultTable &faults, const ChassisState &state,
-                   Fabric &fabric, Journal &journal);
-  Endpoint &endpoint() { return endpoint_; }
+  explicit PortIndexService(const ServiceContext &context);
 
  private:
   bus::DestinationIndex destination_index(IfIndex index) const;
   bus::LtlAnswer allocate(const bus::LtlRequest &request);
   bus::LtlAnswer release(const bus::LtlRequest &request);
 
-  Endpoint endpoint_;
   const ChassisState &state_;
   Fabric &fabric_;
   Journal &journal_;

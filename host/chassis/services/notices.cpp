@@ -15,7 +15,7 @@ constexpr std::uint8_t duplex_full = 2;
 constexpr std::uint16_t port_mtu = 1500;
 constexpr std::uint32_t port_speed_mbit = 1000;
 
-portsvc_l2_port_state_t wire_record(const LinkRecord &record) {
+portsvc_l2_port_state_t encoded_record(const LinkRecord &record) {
   portsvc_l2_port_state_t state{};
   state.ifindex = record.index.value;
   state.iod = ordinal(record.index);
@@ -31,19 +31,19 @@ portsvc_l2_port_state_t wire_record(const LinkRecord &record) {
   return state;
 }
 
-ltlsvc_port_cbl_t wire_record(const ForwardingRecord &record) {
+ltlsvc_port_cbl_t encoded_record(const ForwardingRecord &record) {
   return {record.index.value, to_record(record.forwarding)};
 }
 
 /// Encodes the records, `most` to a message.
-template <typename Wire, typename Record, typename Encode>
+template <typename Encoded, typename Record, typename Encode>
 std::vector<bus::Payload> in_messages(const std::vector<Record> &records, std::size_t most,
                                       Encode encode_wire) {
-  std::vector<Wire> wire;
-  std::transform(records.begin(), records.end(), std::back_inserter(wire),
-                 [](const Record &record) { return wire_record(record); });
+  std::vector<Encoded> encoded;
+  std::transform(records.begin(), records.end(), std::back_inserter(encoded),
+                 [](const Record &record) { return encoded_record(record); });
   std::vector<bus::Payload> messages;
-  for (std::span<const Wire> rest(wire); !rest.empty();) {
+  for (std::span<const Encoded> rest(encoded); !rest.empty();) {
     const std::size_t count = std::min(most, rest.size());
     messages.push_back(encode_wire(rest.first(count)));
     rest = rest.subspan(count);

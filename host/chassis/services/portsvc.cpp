@@ -2,9 +2,8 @@
 
 namespace chassis {
 
-InterfaceManager::InterfaceManager(asio::io_context &loop, const FaultTable &faults,
-                                   const ChassisState &state)
-    : endpoint_(loop, faults, "portsvc", bus::address::portsvc), state_(state) {
+InterfaceManager::InterfaceManager(const ServiceContext &context)
+    : Service(context.loop, context.faults, "portsvc", bus::address::portsvc), state_(context.state) {
   endpoint_.serve<bus::Name>(
       bus::opcode::portsvc_register, "portsvc-register",
       [](const bus::Name &, const bus::Message &) { return bus::Result{RCODE_SUCCESS}; });

@@ -2,20 +2,17 @@
 // announcer's.
 #pragma once
 
-#include "host/chassis/endpoint/endpoint.h"
-#include "host/chassis/model/chassis_state.h"
+#include "host/chassis/services/service_context.h"
 
 namespace chassis {
 
-class InterfaceManager {
+class InterfaceManager : public Service {
  public:
-  InterfaceManager(asio::io_context &loop, const FaultTable &faults, const ChassisState &state);
-  Endpoint &endpoint() { return endpoint_; }
+  explicit InterfaceManager(const ServiceContext &context);
 
  private:
   bus::InterfacePresent look_up(IfIndex index) const;
 
-  Endpoint endpoint_;
   const ChassisState &state_;
 };
 

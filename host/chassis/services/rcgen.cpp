@@ -14,6 +14,7 @@ namespace chassis {
 namespace {
 
 constexpr std::size_t programs_max = 16;
+constexpr std::chrono::seconds answer_bound{2};  ///< for a program's lines
 constexpr std::uint16_t indent_max = 16;
 constexpr std::size_t text_limit = bus::payload_limit - sizeof(bus::ConfigText);
 
@@ -64,11 +65,8 @@ struct ConfigGenerator::Job {
   }
 };
 
-ConfigGenerator::ConfigGenerator(asio::io_context &loop, const FaultTable &faults, std::string startup_uri,
-                                 std::chrono::milliseconds bound)
-    : endpoint_(loop, faults, "rcgen", bus::address::rcgen),
-      startup_uri_(std::move(startup_uri)),
-      bound_(bound) {
+ConfigGenerator::ConfigGenerator(const ServiceContext &context)
+    : Service(context.loop, context.faults, "rcgen", bus::address::rcgen), startup_uri_(context.startup_uri) {
   endpoint_.serve<bus::Registration>(
       bus::opcode::rcgen_register, "rcgen-register",
       [this](const bus::Registration &request, const bus::Message &) { return register_program(request); });
@@ -76,7 +74,10 @@ ConfigGenerator::ConfigGenerator(asio::io_context &loop, const FaultTable &fault
                            [this](const bus::Message &message) { show(message); });
 }
 
-void ConfigGenerator::forget(bus::Address queue) { std::erase(programs_, queue); }
+void ConfigGenerator::forget_daemon() {
+  std::erase(programs_, bus::address::tesk);
+  endpoint_.give_up_waiting();
+}
 
 bus::Result ConfigGenerator::register_program(const bus::Registration &request) {
   if (std::find(programs_.begin(), programs_.end(), request.queue) != programs_.end()) return {RCODE_SUCCESS};
@@ -103,7 +104,7 @@ void ConfigGenerator::show(const bus::Message &message) {
   bus::set_text(generate.startup_uri_prefix, startup_uri_);
   generate.vlans = to_record(named.none() ? every_configurable_vlan() : named);
   for (std::size_t program = 0; program < programs_.size(); ++program) {
-    endpoint_.ask(programs_[program], bus::opcode::rcgen_generate, bus::bytes_of(generate), bound_,
+    endpoint_.ask(programs_[program], bus::opcode::rcgen_generate, bus::bytes_of(generate), answer_bound,
                   [this, job, program](const bus::Message *response) { take_lines(job, program, response); });
   }
 }

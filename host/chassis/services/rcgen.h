@@ -14,20 +14,15 @@
 #include <string>
 #include <vector>
 
-#include "host/chassis/endpoint/endpoint.h"
+#include "host/chassis/services/service_context.h"
 
 namespace chassis {
 
-class ConfigGenerator {
+class ConfigGenerator : public Service {
  public:
-  /// @param startup_uri base URI of the startup stores
-  ConfigGenerator(asio::io_context &loop, const FaultTable &faults, std::string startup_uri,
-                  std::chrono::milliseconds bound = std::chrono::seconds{2});
+  explicit ConfigGenerator(const ServiceContext &context);
 
-  /// The program behind a queue is gone.
-  void forget(bus::Address queue);
-
-  Endpoint &endpoint() { return endpoint_; }
+  void forget_daemon() override;
 
  private:
   struct Job;
@@ -36,9 +31,7 @@ class ConfigGenerator {
   void take_lines(const std::shared_ptr<Job> &job, std::size_t program, const bus::Message *response);
   void finish(const Job &job);
 
-  Endpoint endpoint_;
   std::string startup_uri_;
-  std::chrono::milliseconds bound_;
   std::vector<bus::Address> programs_;
 };
 

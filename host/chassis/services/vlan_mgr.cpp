@@ -29,9 +29,11 @@ bool is_set(const vlan_feat_map_t &map, std::uint32_t feature) {
 
 }  // namespace
 
-VlanManager::VlanManager(asio::io_context &loop, const FaultTable &faults, const Description &description)
-    : endpoint_(loop, faults, "vlan_mgr", bus::address::vlan_mgr), known_(vlans_of(description)) {
-  for (const VlanId vlan : description.incompatible) set_feature(vlan, VLAN_FEAT_PRIVATE, true);
+VlanManager::VlanManager(const ServiceContext &context)
+    : Service(context.loop, context.faults, "vlan_mgr", bus::address::vlan_mgr),
+      known_(vlans_of(context.state.description())) {
+  for (const VlanId vlan : context.state.description().incompatible)
+    set_feature(vlan, VLAN_FEAT_PRIVATE, true);
   endpoint_.serve<bus::CheckFeature>(
       bus::opcode::check_feature, "check-feature",
       [this](const bus::CheckFeature &request, const bus::Message &) { return check(request); });
@@ -63,7 +65,7 @@ void VlanManager::delete_vlans(std::span<const VlanId> vlans, Broker &broker) {
   broker.publish(QBUS_OPC_VLAN_MGR_VLANS_DELETED, bus::encode_vlans_deleted(records));
 }
 
-void VlanManager::forget_cin() {
+void VlanManager::forget_daemon() {
   for (auto entry = features_.begin(); entry != features_.end();) {
     const VlanId vlan = entry->first;
     ++entry;  // set_feature may erase the entry

@@ -5,17 +5,15 @@
 #include <set>
 #include <span>
 
-#include "host/chassis/asic/fabric.h"
-#include "host/chassis/endpoint/endpoint.h"
-#include "host/chassis/model/description.h"
 #include "host/chassis/services/broker.h"
+#include "host/chassis/services/service_context.h"
 
 namespace chassis {
 
-class VlanManager {
+class VlanManager : public Service {
  public:
   /// Knows the VLANs of the description; those under `incompatible` carry the private-VLAN feature.
-  VlanManager(asio::io_context &loop, const FaultTable &faults, const Description &description);
+  explicit VlanManager(const ServiceContext &context);
 
   const VlanSet &known() const { return known_; }
   /// Features of the VLANs that have any.
@@ -27,16 +25,13 @@ class VlanManager {
   /// Deletes VLANs with all their features and publishes the deletion.
   void delete_vlans(std::span<const VlanId> vlans, Broker &broker);
 
-  /// The program whose feature CIN is has died.
-  void forget_cin();
-
-  Endpoint &endpoint() { return endpoint_; }
+  /// Forgets the daemon's feature, CIN, in every VLAN.
+  void forget_daemon() override;
 
  private:
   bus::Result check(const bus::CheckFeature &request) const;
   void take_feature_message(const bus::Message &message, bool on);
 
-  Endpoint endpoint_;
   VlanSet known_;
   std::map<VlanId, std::set<std::uint32_t>> features_;
 };

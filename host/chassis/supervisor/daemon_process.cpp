@@ -80,9 +80,9 @@ std::unique_ptr<DaemonProcess> DaemonProcess::start(asio::io_context &loop,
   std::vector<std::string> arguments{program.string()};
   std::vector<std::string> environment = environment_with(run_folder);
   pid_t pid = -1;
-  const int error = posix_spawn(&pid, program.c_str(), plan.actions(), plan.attributes(),
-                                host::argument_pointers(arguments).data(),
-                                host::argument_pointers(environment).data());
+  const int error =
+      posix_spawn(&pid, program.c_str(), plan.actions(), plan.attributes(),
+                  host::argument_pointers(arguments).data(), host::argument_pointers(environment).data());
   if (error != 0) {
     why = fmt::format("cannot start {}: {}", program.string(), strerror(error));
     return nullptr;

@@ -9,6 +9,8 @@
 #include <deque>
 #include <fstream>
 
+#include "host/chassis/base/run_files.h"
+
 namespace chassis {
 
 namespace {
@@ -16,7 +18,7 @@ namespace {
 constexpr std::size_t last_words_lines = 3;
 constexpr std::size_t last_words_bytes = 2048;
 
-std::filesystem::path log_of(const SupervisorPaths &paths) { return paths.run_folder / "tesk.log"; }
+std::filesystem::path log_of(const SupervisorPaths &paths) { return paths.run_folder / daemon_log; }
 
 std::chrono::milliseconds since(Supervisor::Clock::time_point then) {
   return std::chrono::duration_cast<std::chrono::milliseconds>(Supervisor::Clock::now() - then);
@@ -44,12 +46,12 @@ const char *state_name(DaemonState state) {
 
 Supervisor::Supervisor(asio::io_context &loop, const FaultTable &faults, Journal &journal,
                        SupervisorPaths paths, SupervisorHooks hooks, SupervisorSettings settings)
-    : loop_(loop),
+    : Service(loop, faults, "overseer", bus::address::overseer),
+      loop_(loop),
       journal_(journal),
       paths_(std::move(paths)),
       hooks_(std::move(hooks)),
       settings_(settings),
-      endpoint_(loop, faults, "overseer", bus::address::overseer),
       deadline_(loop),
       next_start_(loop),
       pause_(settings.first_pause) {
@@ -274,13 +276,13 @@ void Supervisor::wait_until_serving(std::chrono::milliseconds bound, OnDone on_d
   if (state_ == DaemonState::serving) return on_done(true);
   if (state_ == DaemonState::failed || state_ == DaemonState::stopped) return on_done(false);
   const std::uint32_t id = next_waiter_++;
-  auto alarm = std::make_unique<Alarm>(loop_);
-  alarm->set(bound, [this, id] {
+  auto timer = std::make_unique<Timer>(loop_);
+  timer->set(bound, [this, id] {
     const OnDone late = std::move(waiters_.at(id).on_done);
     waiters_.erase(id);
     late(false);
   });
-  waiters_.insert_or_assign(id, Waiter{std::move(on_done), std::move(alarm)});
+  waiters_.insert_or_assign(id, Waiter{std::move(on_done), std::move(timer)});
 }
 
 void Supervisor::finish_waiting(bool serving) {

@@ -27,10 +27,10 @@
 #include <string>
 
 #include "host/bus/services.h"
-#include "host/chassis/base/alarm.h"
 #include "host/chassis/base/journal.h"
-#include "host/chassis/endpoint/endpoint.h"
+#include "host/chassis/base/timer.h"
 #include "host/chassis/endpoint/faults.h"
+#include "host/chassis/endpoint/service.h"
 #include "host/chassis/supervisor/daemon_process.h"
 
 namespace chassis {
@@ -62,7 +62,7 @@ struct SupervisorHooks {
 enum class DaemonState { stopped, starting, serving, ending, waiting, failed };
 const char *state_name(DaemonState state);
 
-class Supervisor {
+class Supervisor : public Service {
  public:
   using Clock = std::chrono::steady_clock;
   using OnDone = std::function<void(bool done)>;
@@ -70,7 +70,7 @@ class Supervisor {
 
   Supervisor(asio::io_context &loop, const FaultTable &faults, Journal &journal, SupervisorPaths paths,
              SupervisorHooks hooks, SupervisorSettings settings = {});
-  ~Supervisor();
+  ~Supervisor() override;
 
   /// Makes the stores' folders and starts the daemon, its endpoint being bound.
   /// @return "" or one sentence
@@ -103,8 +103,6 @@ class Supervisor {
   /// From the end of the last daemon until the present one served.
   std::optional<std::chrono::milliseconds> outage() const { return outage_; }
 
-  Endpoint &endpoint() { return endpoint_; }
-
   /// Base URIs of the stores.
   std::string running_uri() const;
   std::string startup_uri() const;
@@ -127,7 +125,7 @@ class Supervisor {
 
   struct Waiter {
     OnDone on_done;
-    std::unique_ptr<Alarm> alarm;
+    std::unique_ptr<Timer> timer;
   };
 
   asio::io_context &loop_;
@@ -135,10 +133,9 @@ class Supervisor {
   SupervisorPaths paths_;
   SupervisorHooks hooks_;
   SupervisorSettings settings_;
-  Endpoint endpoint_;
   std::unique_ptr<DaemonProcess> process_;
-  Alarm deadline_;  ///< of what is expected of the daemon next
-  Alarm next_start_;
+  Timer deadline_;  ///< of what is expected of the daemon next
+  Timer next_start_;
   std::chrono::milliseconds pause_;
   std::map<std::uint32_t, Waiter> waiters_;
   std::uint32_t next_waiter_ = 1;

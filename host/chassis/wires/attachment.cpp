@@ -24,14 +24,16 @@ FrameBuffer wire_buffer;
 
 void set_option(const host::Descriptor &socket, int option, const void *value, socklen_t length) {
   if (setsockopt(socket.get(), SOL_PACKET, option, value, length) != 0)
-    throw host::Failure(fmt::format("a packet socket's option {} is refused: {}", option, std::strerror(errno)));
+    throw host::Failure(
+        fmt::format("a packet socket's option {} is refused: {}", option, std::strerror(errno)));
 }
 
 host::Descriptor open_packet_socket(const std::string &interface) {
   const unsigned index = if_nametoindex(interface.c_str());
   if (index == 0) throw host::Failure(fmt::format("there is no interface {} to attach a port to", interface));
   host::Descriptor socket(::socket(AF_PACKET, SOCK_RAW | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-  if (!socket) throw host::Failure(fmt::format("no packet socket on {}: {}", interface, std::strerror(errno)));
+  if (!socket)
+    throw host::Failure(fmt::format("no packet socket on {}: {}", interface, std::strerror(errno)));
   const int on = 1;
   set_option(socket, PACKET_AUXDATA, &on, sizeof on);
   set_option(socket, PACKET_IGNORE_OUTGOING, &on, sizeof on);
@@ -44,7 +46,8 @@ host::Descriptor open_packet_socket(const std::string &interface) {
   address.sll_protocol = htons(ETH_P_ALL);
   address.sll_ifindex = static_cast<int>(index);
   if (bind(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
-    throw host::Failure(fmt::format("interface {} cannot be listened to: {}", interface, std::strerror(errno)));
+    throw host::Failure(
+        fmt::format("interface {} cannot be listened to: {}", interface, std::strerror(errno)));
   return socket;
 }
 

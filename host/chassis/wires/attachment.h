@@ -9,12 +9,12 @@
 #include <string>
 
 #include "host/chassis/base/watch.h"
-#include "host/chassis/wires/wire.h"
+#include "host/chassis/wires/link_partner.h"
 #include "host/system/descriptor.h"
 
 namespace chassis {
 
-class Attachment : public Wire {
+class Attachment : public LinkPartner {
  public:
   /// Takes the interface of this network namespace into service. Throws Failure.
   Attachment(asio::io_context &loop, const std::string &interface, FromWire from_wire);

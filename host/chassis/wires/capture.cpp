@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <ctime>
 
+#include "host/chassis/base/run_files.h"
 #include "host/system/failure.h"
 
 namespace chassis {
@@ -98,7 +99,8 @@ CaptureServer::CaptureServer(asio::io_context &loop, const std::filesystem::path
   acceptor_.open(endpoint.protocol(), error);
   if (!error) acceptor_.bind(endpoint, error);
   if (!error) acceptor_.listen(asio::socket_base::max_listen_connections, error);
-  if (error) throw host::Failure(fmt::format("{} cannot be listened at: {}", endpoint.path(), error.message()));
+  if (error)
+    throw host::Failure(fmt::format("{} cannot be listened at: {}", endpoint.path(), error.message()));
   accept();
 }
 

@@ -58,7 +58,4 @@ class CaptureServer {
   std::map<std::string, CapturePoint> points_;
 };
 
-/// Name of the listening socket in the run folder.
-inline constexpr const char *capture_socket = "capture";
-
 }  // namespace chassis

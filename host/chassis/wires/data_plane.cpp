@@ -2,13 +2,14 @@
 
 #include <nlohmann/json.hpp>
 
+#include "host/chassis/model/board_ports.h"
 #include "host/chassis/wires/attachment.h"
 #include "host/chassis/wires/node.h"
 
 namespace chassis {
 namespace {
 
-nlohmann::json as_json(const CpuDeviceCounters &counters) {
+nlohmann::json as_json(const DaemonDeviceCounters &counters) {
   return {{"to_daemon", counters.to_daemon},
           {"from_daemon", counters.from_daemon},
           {"refused", counters.refused},
@@ -22,15 +23,8 @@ nlohmann::json as_json(const FrameCounters &counters) {
 nlohmann::json as_json(const PortCounters &counters) {
   nlohmann::json dropped = nlohmann::json::object();
   for (std::size_t reason = 0; reason < counters.dropped.size(); ++reason)
-    dropped[drop_name(static_cast<Drop>(reason))] = counters.dropped[reason];
+    dropped[drop_name(static_cast<DropReason>(reason))] = counters.dropped[reason];
   return {{"rx", as_json(counters.rx)}, {"tx", as_json(counters.tx)}, {"dropped", dropped}};
-}
-
-void copy_counters(const InbandCounters::Port &from, teskk_port_counters_t &to) {
-  to.tx_ucast = static_cast<std::uint32_t>(from.tx.ucast);
-  to.tx_mcast = static_cast<std::uint32_t>(from.tx.mcast);
-  to.rx_ucast = static_cast<std::uint32_t>(from.rx.ucast);
-  to.rx_mcast = static_cast<std::uint32_t>(from.rx.mcast);
 }
 
 }  // namespace
@@ -60,7 +54,7 @@ void DataPlane::add_wires(asio::io_context &loop) {
     if (!asic || (!port.blade && port.attach.empty())) continue;
     CapturePoint &point = capture_.add_point(port.blade ? port.blade->name : port.attach);
     wire_points_[asic->value] = &point;
-    auto &wire = wires_[asic->value];
+    auto &wire = partners_[asic->value];
     if (port.blade)
       wire = std::make_unique<Node>(loop, *port.blade, blade_station(port.port), into_fabric(*asic, &point));
     else
@@ -77,19 +71,19 @@ FromWire DataPlane::into_fabric(AsicPort port, CapturePoint *point) {
 }
 
 void DataPlane::deliver_to_wire(AsicPort port, std::span<const std::byte> frame) {
-  if (!wires_[port.value]) return;
+  if (!partners_[port.value]) return;
   wire_points_[port.value]->pass(frame);
-  wires_[port.value]->deliver(frame);
+  partners_[port.value]->deliver(frame);
 }
 
 void DataPlane::send_to_daemon(std::span<const std::byte> header_and_frame) {
   if (!inband_device_.send(header_and_frame)) return;
-  kernel_.to_daemon(header_and_frame);
+  inband_counters_.to_daemon(header_and_frame);
   inband_point_.pass(header_and_frame.subspan(asic_header_bytes));
 }
 
 void DataPlane::take_from_daemon(std::span<const std::byte> header_and_frame) {
-  kernel_.from_daemon(header_and_frame);
+  inband_counters_.from_daemon(header_and_frame);
   if (header_and_frame.size() > asic_header_bytes)
     inband_point_.pass(header_and_frame.subspan(asic_header_bytes));
   fabric_.from_cpu(header_and_frame);
@@ -97,20 +91,20 @@ void DataPlane::take_from_daemon(std::span<const std::byte> header_and_frame) {
 
 void DataPlane::take_from_amm(std::span<const std::byte> frame) {
   amm_point_.pass(frame);
-  if (const auto fault = frame_fault(frame)) {
+  if (const auto fault = malformed_reason(frame)) {
     ++management_.dropped[static_cast<std::size_t>(*fault)];
     return;
   }
   count_frame(management_.rx, frame);
   if (!management_device_.send(frame)) return;
-  kernel_.management_to_daemon(frame);
+  inband_counters_.management_to_daemon(frame);
   management_point_.pass(frame);
 }
 
 void DataPlane::deliver_to_amm(std::span<const std::byte> frame) {
   management_point_.pass(frame);
-  kernel_.management_from_daemon(frame);
-  if (const auto fault = frame_fault(frame)) {
+  inband_counters_.management_from_daemon(frame);
+  if (const auto fault = malformed_reason(frame)) {
     ++management_.dropped[static_cast<std::size_t>(*fault)];
     return;
   }
@@ -120,24 +114,7 @@ void DataPlane::deliver_to_amm(std::span<const std::byte> frame) {
 }
 
 void DataPlane::set_link(AsicPort port, bool up) {
-  if (auto &wire = wires_.at(port.value)) wire->set_link(up);
-}
-
-bool DataPlane::knows(IfIndex index) const {
-  return front_port_of(index) || channel_of(index) || index == management_if_index(description_.board);
-}
-
-const InbandCounters::Port *DataPlane::kernel_counters(const KlmMirror &mirror, IfIndex index) const {
-  if (index == management_if_index(description_.board)) return &kernel_.management();
-  if (const auto front = front_port_of(index)) return &kernel_.port(*asic_port(description_.board, *front));
-  const auto channel = mirror.ports.find(index);
-  return channel == mirror.ports.end() ? nullptr : &kernel_.port({channel->second.kestrix_port});
-}
-
-bool DataPlane::counters(const KlmMirror &mirror, IfIndex index, teskk_port_counters_t &counters) const {
-  const auto *counted = kernel_counters(mirror, index);
-  if (counted != nullptr) copy_counters(*counted, counters);
-  return counted != nullptr;
+  if (auto &wire = partners_.at(port.value)) wire->set_link(up);
 }
 
 nlohmann::json DataPlane::status() const {

@@ -14,11 +14,10 @@
 
 #include "host/chassis/asic/fabric.h"
 #include "host/chassis/asic/inband_counters.h"
-#include "host/chassis/kernel_module/klm_device.h"
 #include "host/chassis/model/description.h"
 #include "host/chassis/wires/capture.h"
-#include "host/chassis/wires/cpu_device.h"
-#include "host/chassis/wires/wire.h"
+#include "host/chassis/wires/daemon_device.h"
+#include "host/chassis/wires/link_partner.h"
 
 namespace chassis {
 
@@ -32,11 +31,8 @@ class DataPlane {
   /// The far end of a port's wire sees its link go up or down.
   void set_link(AsicPort port, bool up);
 
-  /// Whether the board has the interface. Any port-channel number may be in use.
-  bool knows(IfIndex index) const;
-  /// Fills the kernel module's counters of an interface; a port-channel's stand at the ASIC port that the
-  /// module was told for it. @return false when there is no such interface
-  bool counters(const KlmMirror &mirror, IfIndex index, teskk_port_counters_t &counters) const;
+  /// What passed the daemon's devices, port by port.
+  const InbandCounters &inband_counters() const { return inband_counters_; }
 
   /// Counters of the daemon's two devices and the management link, for `chassis status`.
   nlohmann::json status() const;
@@ -49,19 +45,18 @@ class DataPlane {
   void take_from_daemon(std::span<const std::byte> header_and_frame);
   void take_from_amm(std::span<const std::byte> frame);
   void deliver_to_amm(std::span<const std::byte> frame);
-  const InbandCounters::Port *kernel_counters(const KlmMirror &mirror, IfIndex index) const;
 
   Description description_;
   CaptureServer capture_;
   CapturePoint &inband_point_, &management_point_, &amm_point_;
   std::array<CapturePoint *, asic_ports> wire_points_{};
   Fabric fabric_;
-  InbandCounters kernel_;
+  InbandCounters inband_counters_;
   PortCounters management_;  ///< rx: sound frames from the AMM; tx: frames to it
-  CpuDevice inband_device_;
-  CpuDevice management_device_;
-  std::array<std::unique_ptr<Wire>, asic_ports> wires_;
-  std::unique_ptr<Wire> amm_;
+  DaemonDevice inband_device_;
+  DaemonDevice management_device_;
+  std::array<std::unique_ptr<LinkPartner>, asic_ports> partners_;
+  std::unique_ptr<LinkPartner> amm_;
 };
 
 }  // namespace chassis

@@ -18,11 +18,11 @@
 #include "host/chassis/base/watch.h"
 #include "host/chassis/model/description.h"
 #include "host/chassis/net/net_namespace.h"
-#include "host/chassis/wires/wire.h"
+#include "host/chassis/wires/link_partner.h"
 
 namespace chassis {
 
-class Node : public Wire {
+class Node : public LinkPartner {
  public:
   /// Makes the namespace and its interfaces; their links are up. Throws Failure.
   Node(asio::io_context &loop, const NodeDescription &description, std::uint8_t station, FromWire from_node);

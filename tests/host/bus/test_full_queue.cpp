@@ -9,8 +9,8 @@
 #include <fstream>
 
 #include "host/bus/socket.h"
-#include "tests/host/bus/temp_folder.h"
 #include "tests/host/system/results.h"
+#include "tests/host/system/temporary_folder.h"
 
 namespace opal::bus {
 namespace {
@@ -62,7 +62,7 @@ int fill_and_drain(const std::filesystem::path &folder, std::uint32_t expected, 
 class FullQueueTest : public testing::TestWithParam<std::size_t> {};
 
 TEST_P(FullQueueTest, Holds1024MessagesOfOneSenderAndRefusesMore) {
-  const TempFolder folder;
+  const TemporaryFolder folder;
   const int status = in_process([&] {
     if (!enter_namespace(1024)) return namespace_refused;
     return fill_and_drain(folder.path(), 1024, GetParam());

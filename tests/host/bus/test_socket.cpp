@@ -10,8 +10,8 @@
 
 #include "host/bus/services.h"
 #include "tests/host/bus/raw_socket.h"
-#include "tests/host/bus/temp_folder.h"
 #include "tests/host/system/results.h"
+#include "tests/host/system/temporary_folder.h"
 
 namespace opal::bus {
 namespace {
@@ -37,7 +37,7 @@ class SocketTest : public testing::Test {
     pollfd waiting{socket.fd(), POLLIN, 0};
     return poll(&waiting, 1, timeout_ms) == 1;
   }
-  TempFolder folder_;
+  TemporaryFolder folder_;
 };
 
 TEST_F(SocketTest, PutsTheHeaderAndThePayloadOnTheWireAsDescribed) {
@@ -242,7 +242,7 @@ INSTANTIATE_TEST_SUITE_P(Attention, AskingSocketTest,
 
 TEST_P(AskingSocketTest, TakesOnlyTheResponseToItsOwnRequest) {
   Socket asker = bound(daemon_address);
-  asker.look_out_for(GetParam());
+  asker.busy_poll_for(GetParam());
   const Answers answers(
       bound(address::board),
       {{5, 1, Kind::response}, {6, 0, Kind::response}, {5, 0, Kind::notice}, {5, 0, Kind::response}});
@@ -255,7 +255,7 @@ TEST_P(AskingSocketTest, TakesOnlyTheResponseToItsOwnRequest) {
 
 TEST_P(AskingSocketTest, EndsAtItsBoundWhenNobodyAnswers) {
   Socket asker = bound(daemon_address);
-  asker.look_out_for(GetParam());
+  asker.busy_poll_for(GetParam());
   const Socket silent = bound(address::board);
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(cause_of(asker.ask(address::board, 5, {}, 50)), ETIMEDOUT);

@@ -6,8 +6,8 @@
 #include <iterator>
 
 #include "host/history/trace_ring.h"
-#include "tests/host/bus/temp_folder.h"
 #include "tests/host/system/results.h"
+#include "tests/host/system/temporary_folder.h"
 
 namespace opal::trace {
 namespace {
@@ -42,7 +42,7 @@ class RingTest : public testing::Test {
     for (const Event &event : events) result.push_back(event.text);
     return result;
   }
-  TempFolder folder_;
+  TemporaryFolder folder_;
   std::filesystem::path file_ = ring_file(folder_.path(), 115);
 };
 

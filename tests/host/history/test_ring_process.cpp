@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "host/history/trace_ring.h"
-#include "tests/host/bus/temp_folder.h"
+#include "tests/host/system/temporary_folder.h"
 
 namespace opal::trace {
 namespace {
@@ -51,7 +51,7 @@ std::optional<RingReader> open_when_made(const std::filesystem::path &file) {
 }
 
 TEST(RingProcess, AReaderBesideAFastWriterSeesOnlyWholeEventsInOrder) {
-  const TempFolder folder;
+  const TemporaryFolder folder;
   const std::filesystem::path file = ring_file(folder.path(), 115);
   const pid_t writer = fork();
   if (writer == 0) write_for_ever(file, 1);
@@ -72,7 +72,7 @@ TEST(RingProcess, AReaderBesideAFastWriterSeesOnlyWholeEventsInOrder) {
 }
 
 TEST(RingProcess, KilledAtAnyInstantTheHistoryIsWholeAndGoesOn) {
-  const TempFolder folder;
+  const TemporaryFolder folder;
   const std::filesystem::path file = ring_file(folder.path(), 115);
   std::mt19937 random(20250101);
   std::uint64_t next = 1;

@@ -7,12 +7,12 @@
 
 #include <array>
 
-#include "tests/host/bus/temp_folder.h"
+#include "tests/host/system/temporary_folder.h"
 
 namespace opal::test {
 
 const std::filesystem::path &run_folder() {
-  static const TempFolder folder;
+  static const TemporaryFolder folder;
   static const bool named = setenv("OPAL_RUN_DIR", folder.path().c_str(), 1) == 0;
   EXPECT_TRUE(named);
   return folder.path();

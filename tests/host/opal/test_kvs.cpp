@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <fstream>
 
-#include "tests/host/bus/temp_folder.h"
+#include "tests/host/system/temporary_folder.h"
 
 namespace {
 
@@ -64,7 +64,7 @@ class KvsTest : public testing::Test {
       result.push_back(key);
     return result;
   }
-  TempFolder folder_{"/dev/shm"};  ///< every write is synced, which a disk makes slow
+  TemporaryFolder folder_{"/dev/shm"};  ///< every write is synced, which a disk makes slow
 };
 
 TEST_F(KvsTest, KeepsRecordsVersionsAndLimitsAcrossAClose) {

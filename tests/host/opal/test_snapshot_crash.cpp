@@ -11,7 +11,7 @@
 #include <thread>
 
 #include "opal/kvs.h"
-#include "tests/host/bus/temp_folder.h"
+#include "tests/host/system/temporary_folder.h"
 
 namespace {
 
@@ -20,7 +20,7 @@ constexpr uint32_t records = 60;
 // A killed process needs no disk: in memory, a snapshot takes less than the random time before the kill.
 constexpr const char *memory_folder = "/dev/shm";
 
-std::string uri(const TempFolder &folder, const std::string &name) {
+std::string uri(const TemporaryFolder &folder, const std::string &name) {
   return "file://" + (folder.path() / name).string();
 }
 
@@ -31,7 +31,7 @@ void put(kvs_service_t store, uint32_t key, std::string value) {
 }
 
 /// A store in which every record says the same.
-void make_store(const TempFolder &folder, const std::string &name, const std::string &value) {
+void make_store(const TemporaryFolder &folder, const std::string &name, const std::string &value) {
   rcode_t rcode = 0;
   const kvs_service_t store = kvs_create(uri(folder, name).c_str(), &rcode);
   ASSERT_EQ(rcode, RCODE_SUCCESS);
@@ -39,7 +39,7 @@ void make_store(const TempFolder &folder, const std::string &name, const std::st
   kvs_close(store);
 }
 
-kvs_service_t must_open(const TempFolder &folder, const std::string &name) {
+kvs_service_t must_open(const TemporaryFolder &folder, const std::string &name) {
   rcode_t rcode = 0;
   const kvs_service_t store = kvs_open(uri(folder, name).c_str(), &rcode);
   EXPECT_EQ(rcode, RCODE_SUCCESS) << rcode2str(rcode);
@@ -48,7 +48,7 @@ kvs_service_t must_open(const TempFolder &folder, const std::string &name) {
 
 /// @return the value that all records of the store have; "mixed" when they differ, "short" when some are
 /// missing
-std::string content(const TempFolder &folder, const std::string &name) {
+std::string content(const TemporaryFolder &folder, const std::string &name) {
   const kvs_service_t store = must_open(folder, name);
   std::string common;
   uint32_t count = 0;
@@ -68,7 +68,7 @@ std::string content(const TempFolder &folder, const std::string &name) {
 }
 
 /// Snapshots the two sources onto the destination in turn, for ever.
-[[noreturn]] void snapshot_for_ever(const TempFolder &folder, int started) {
+[[noreturn]] void snapshot_for_ever(const TemporaryFolder &folder, int started) {
   rcode_t rcode = 0;
   const kvs_service_t sources[] = {kvs_open(uri(folder, "odd").c_str(), &rcode),
                                    kvs_open(uri(folder, "even").c_str(), &rcode)};
@@ -79,7 +79,7 @@ std::string content(const TempFolder &folder, const std::string &name) {
 }
 
 TEST(SnapshotCrash, TheDestinationIsTheOldStoreOrTheNewOne) {
-  const TempFolder folder{memory_folder};
+  const TemporaryFolder folder{memory_folder};
   make_store(folder, "odd", std::string(300, 'o'));
   make_store(folder, "even", std::string(500, 'e'));
   std::mt19937 random(4711);
@@ -109,7 +109,7 @@ TEST(SnapshotCrash, TheDestinationIsTheOldStoreOrTheNewOne) {
 }
 
 /// Replaces a record again and again, until killed with a transaction perhaps half-way.
-[[noreturn]] void write_for_ever(const TempFolder &folder, int started) {
+[[noreturn]] void write_for_ever(const TemporaryFolder &folder, int started) {
   rcode_t rcode = 0;
   const kvs_service_t store = kvs_open(uri(folder, "destination").c_str(), &rcode);
   for (uint32_t key = 1;; key = key % records + 1) {
@@ -122,7 +122,7 @@ TEST(SnapshotCrash, TheDestinationIsTheOldStoreOrTheNewOne) {
 }
 
 TEST(SnapshotCrash, AJournalLeftBesideTheDestinationDoesNotSpoilTheNewStore) {
-  const TempFolder folder{memory_folder};
+  const TemporaryFolder folder{memory_folder};
   make_store(folder, "source", std::string(700, 's'));
   std::mt19937 random(1234);
   int journals = 0;

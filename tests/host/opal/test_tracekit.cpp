@@ -11,8 +11,8 @@
 
 #include "host/bus/services.h"
 #include "host/history/trace_ring.h"
-#include "tests/host/bus/temp_folder.h"
 #include "tests/host/opal/program.h"
+#include "tests/host/system/temporary_folder.h"
 
 namespace opal::test {
 namespace {
@@ -101,7 +101,7 @@ std::vector<std::string> history(const std::filesystem::path &folder) {
 using Texts = std::vector<std::string>;
 
 TEST(Tracekit, BeforeItsInitialisationEverythingIsPrintedAndLaterRecorded) {
-  const TempFolder folder;
+  const TemporaryFolder folder;
   const Outcome outcome = in_program(folder.path(), [] {
     trace(control, "early one\n");
     trace(error, "early two");
@@ -110,13 +110,13 @@ TEST(Tracekit, BeforeItsInitialisationEverythingIsPrintedAndLaterRecorded) {
   });
   EXPECT_EQ(outcome.status, 0) << outcome.standard_error;
   EXPECT_THAT(outcome.standard_error,
-              MatchesRegex("[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} 101 opal_tests early one\n"
-                           "[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} 102 opal_tests early two\n"));
+              MatchesRegex("[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} 101 host_opal_tests early one\n"
+                           "[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} 102 host_opal_tests early two\n"));
   EXPECT_EQ(history(folder.path()), (Texts{"101 early one\n", "102 early two", "102 recorded, not printed"}));
 }
 
 TEST(Tracekit, SwitchesPrintWhatIsOnAndRecordAll) {
-  const TempFolder folder;
+  const TemporaryFolder folder;
   const Outcome outcome = in_program(folder.path(), [] {
     start_facility(bind_queue(), 0);
     tracekit_dbg_enable(control);
@@ -136,7 +136,7 @@ TEST(Tracekit, SwitchesPrintWhatIsOnAndRecordAll) {
 }
 
 TEST(Tracekit, AnOverlongLineIsCutAndStillEnds) {
-  const TempFolder folder;
+  const TemporaryFolder folder;
   const Outcome outcome = in_program(folder.path(), [] {
     const std::string text(5000, 'x');
     EXPECT_EQ(dbgprint(1, "m", 0, "%s", text.c_str()), 2047);
@@ -147,7 +147,7 @@ TEST(Tracekit, AnOverlongLineIsCutAndStillEnds) {
 }
 
 TEST(Tracekit, AnEventIsReadNoFurtherThanItsLength) {
-  const TempFolder folder;
+  const TemporaryFolder folder;
   const Outcome outcome = in_program(folder.path(), [] {
     start_facility(bind_queue(), 0);
     // No NUL within the length: a sanitizer sees a byte read too far.
@@ -162,7 +162,7 @@ TEST(Tracekit, AnEventIsReadNoFurtherThanItsLength) {
 }
 
 TEST(Tracekit, WithoutARunFolderTheProgramGoesOnAndSaysWhy) {
-  const TempFolder folder;
+  const TemporaryFolder folder;
   const Outcome outcome = in_program(folder.path() / "missing", [] {
     EXPECT_NE(tracekit_hist_init_for_uuid(115, 0x10000), 0);
     const uint32_t event[] = {error, 0};
@@ -173,7 +173,7 @@ TEST(Tracekit, WithoutARunFolderTheProgramGoesOnAndSaysWhy) {
 }
 
 TEST(Tracekit, RefusesARegistrationItDoesNotKnow) {
-  const TempFolder folder;
+  const TemporaryFolder folder;
   const Outcome outcome = in_program(folder.path(), [] {
     const qbus_queue_t queue = bind_queue();
     uint32_t value = 0;
@@ -214,7 +214,7 @@ void receive_any_message(qbus_queue_t queue) {
 }
 
 TEST(Tracekit, SwitchesFromOutsideHoldAcrossARestart) {
-  const TempFolder folder;
+  const TemporaryFolder folder;
   const std::string uri = "file://" + (folder.path() / "debug_data").string();
   const Outcome first = in_program(folder.path(), [&] {
     const qbus_queue_t queue = bind_queue();
@@ -250,7 +250,7 @@ TEST(Tracekit, SwitchesFromOutsideHoldAcrossARestart) {
 }
 
 TEST(Tracekit, OtherMessagesAreTheProgramsOwn) {
-  const TempFolder folder;
+  const TemporaryFolder folder;
   const Outcome outcome = in_program(folder.path(), [] {
     const qbus_queue_t queue = bind_queue();
     receive_any_message(queue);

@@ -38,10 +38,10 @@ class SessionTest : public testing::Test {
 
   ScriptedPeers peers;
   CommandTree tree = load_trees(TREES_FOLDER).value();
-  Link link = Link::open(peers.run_folder()).value();
+  BusClient bus_client = BusClient::open(peers.run_folder()).value();
   std::ostringstream out;
   std::ostringstream err;
-  Session session{tree, link, {}, out, err};
+  Session session{tree, bus_client, {}, out, err};
   bus::Payload payload;
 };
 
@@ -136,7 +136,7 @@ TEST_F(SessionTest, StopsALineAtTheFirstFailureUnlessToldToGoOn) {
 
   SessionOptions options;
   options.keep_going = true;
-  Session patient(tree, link, options, out, err);
+  Session patient(tree, bus_client, options, out, err);
   EXPECT_EQ(patient.run_line("reboot; copy run start"), status_syntax);
   EXPECT_EQ(peers.asked(bus::opcode::save).size(), 1u);
 }
@@ -165,7 +165,7 @@ TEST_F(SessionTest, HelpNamesEveryCommand) {
 TEST_F(SessionTest, GivesProgramsOneDocumentPerCommand) {
   SessionOptions options;
   options.json = true;
-  Session machine(tree, link, options, out, err);
+  Session machine(tree, bus_client, options, out, err);
   EXPECT_EQ(machine.run_line("sh cin vl; reboot"), status_syntax);
   EXPECT_EQ(
       out.str(),
@@ -178,7 +178,7 @@ TEST_F(SessionTest, GivesProgramsOneDocumentPerCommand) {
 TEST_F(SessionTest, GivesProgramsADocumentForALineThatCannotBeRead) {
   SessionOptions options;
   options.json = true;
-  Session machine(tree, link, options, out, err);
+  Session machine(tree, bus_client, options, out, err);
   EXPECT_EQ(machine.run_line("show \033[A"), status_syntax);
   EXPECT_EQ(
       out.str(),
@@ -209,7 +209,7 @@ class SilentPeersTest : public SessionTest {
 };
 
 TEST_F(SilentPeersTest, AreGivenUpAfterTwoSeconds) {
-  Link patient = Link::open(silent.run_folder()).value();
+  BusClient patient = BusClient::open(silent.run_folder()).value();
   Session waiting(tree, patient, {}, out, err);
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(waiting.run_line("tesk enable"), status_failed);
@@ -229,11 +229,11 @@ TEST_F(SessionTest, AnswerThatCannotBeReadIsOneSentence) {
   EXPECT_EQ(err.str(), "The registry of commands sent an answer that cannot be read.\n");
 }
 
-TEST(Link, OutsideAnyChassisIsRefused) {
-  const host::Result<Link> link = Link::open("/nonexistent");
-  ASSERT_FALSE(link);
-  EXPECT_EQ(status_of(link.error()), status_failed);
-  EXPECT_EQ(link.error().what.find("There is no chassis here (/nonexistent/bus does not exist)"), 0u);
+TEST(BusClient, OutsideAnyChassisIsRefused) {
+  const host::Result<BusClient> bus_client = BusClient::open("/nonexistent");
+  ASSERT_FALSE(bus_client);
+  EXPECT_EQ(status_of(bus_client.error()), status_failed);
+  EXPECT_EQ(bus_client.error().what.find("There is no chassis here (/nonexistent/bus does not exist)"), 0u);
 }
 
 }  // namespace

@@ -32,10 +32,10 @@ struct FabricTest : testing::Test {
     fabric.from_wire({port}, buffer);
   }
 
-  std::uint64_t wire_drops(std::uint8_t port, Drop reason) {
+  std::uint64_t wire_drops(std::uint8_t port, DropReason reason) {
     return fabric.counters({port}).dropped[static_cast<std::size_t>(reason)];
   }
-  std::uint64_t cpu_drops(Drop reason) {
+  std::uint64_t cpu_drops(DropReason reason) {
     return fabric.cpu_counters().dropped[static_cast<std::size_t>(reason)];
   }
 
@@ -69,26 +69,27 @@ TEST_F(FabricTest, AFrameOfAVlanThatNobodyAskedForIsAdmittedAndDropped) {
   enter(3, tagged_frame(100));
   EXPECT_TRUE(cpu.empty());
   EXPECT_EQ(fabric.counters({3}).rx.ucast, 1U);
-  EXPECT_EQ(wire_drops(3, Drop::not_classified), 1U);
+  EXPECT_EQ(wire_drops(3, DropReason::not_classified), 1U);
 }
 
 TEST_F(FabricTest, WhatAPortDoesNotAdmitIsCountedThereUnderItsReason) {
   struct Row {
     const char *what;
     test::Bytes frame;
-    Drop reason;
+    DropReason reason;
   };
   test::Bytes untagged = tagged_frame(100);
   untagged[12] = std::byte{0x08};
-  const Row rows[] = {{"shorter than a tagged header", tagged_frame(100, false, 17), Drop::runt},
-                      {"one byte too long", tagged_frame(100, false, wire_frame_max + 1), Drop::oversize},
-                      {"no tag", untagged, Drop::untagged},
-                      {"another VLAN", tagged_frame(101), Drop::vlan_not_allowed},
-                      {"VLAN 0", tagged_frame(0), Drop::vlan_not_allowed}};
+  const Row rows[] = {
+      {"shorter than a tagged header", tagged_frame(100, false, 17), DropReason::runt},
+      {"one byte too long", tagged_frame(100, false, wire_frame_max + 1), DropReason::oversize},
+      {"no tag", untagged, DropReason::untagged},
+      {"another VLAN", tagged_frame(101), DropReason::vlan_not_allowed},
+      {"VLAN 0", tagged_frame(0), DropReason::vlan_not_allowed}};
   for (const Row &row : rows) {
     enter(3, row.frame);
     EXPECT_EQ(wire_drops(3, row.reason),
-              row.reason == Drop::vlan_not_allowed && row.frame[15] == std::byte{0} ? 2U : 1U)
+              row.reason == DropReason::vlan_not_allowed && row.frame[15] == std::byte{0} ? 2U : 1U)
         << row.what;
   }
   EXPECT_EQ(fabric.counters({3}).rx.ucast, 0U);
@@ -103,9 +104,9 @@ TEST_F(FabricTest, TheLongestFrameIsAdmitted) {
 TEST_F(FabricTest, APortThatIsDownOrNotThereAdmitsNothing) {
   fabric.port({3}).link_up = false;
   enter(3, tagged_frame(100));
-  EXPECT_EQ(wire_drops(3, Drop::link_down), 1U);
+  EXPECT_EQ(wire_drops(3, DropReason::link_down), 1U);
   enter(7, tagged_frame(100));
-  EXPECT_EQ(wire_drops(7, Drop::no_such_port), 1U);
+  EXPECT_EQ(wire_drops(7, DropReason::no_such_port), 1U);
   EXPECT_TRUE(cpu.empty());
 }
 
@@ -132,7 +133,8 @@ TEST_F(FabricTest, EachPortOfTheLtlThatDoesNotSendIsCountedUnderItsReason) {
   fabric.port({19}).allowed.reset(cin.value);
   fabric.from_cpu(from_host_header(1U << 0 | 1U << 3 | 1U << 7 | 1U << 19) + tagged_frame(100, true));
   EXPECT_TRUE(wire.empty());
-  for (const Drop reason : {Drop::blocked, Drop::link_down, Drop::vlan_not_allowed, Drop::no_such_port})
+  for (const DropReason reason :
+       {DropReason::blocked, DropReason::link_down, DropReason::vlan_not_allowed, DropReason::no_such_port})
     EXPECT_EQ(cpu_drops(reason), 1U) << drop_name(reason);
   EXPECT_EQ(fabric.cpu_counters().rx.mcast, 1U);
 }
@@ -145,7 +147,7 @@ TEST_F(FabricTest, SolIsNeverBlocked) {
 
 TEST_F(FabricTest, AnEmptyLtlNamesNoPort) {
   fabric.from_cpu(from_host_header(0) + tagged_frame(100));
-  EXPECT_EQ(cpu_drops(Drop::no_such_port), 1U);
+  EXPECT_EQ(cpu_drops(DropReason::no_such_port), 1U);
 }
 
 TEST_F(FabricTest, AHeaderWithoutCeOrTagOrOfAnotherVlanIsBad) {
@@ -155,7 +157,7 @@ TEST_F(FabricTest, AHeaderWithoutCeOrTagOrOfAnotherVlanIsBad) {
   no_tag[4] &= std::byte{0xbf};
   for (const auto &header : {no_ce, no_tag, from_host_header(1, 101)})
     fabric.from_cpu(header + tagged_frame(100));
-  EXPECT_EQ(cpu_drops(Drop::bad_header), 3U);
+  EXPECT_EQ(cpu_drops(DropReason::bad_header), 3U);
   EXPECT_TRUE(wire.empty());
 }
 
@@ -166,9 +168,9 @@ TEST_F(FabricTest, MalformedFramesFromTheCpuAreCounted) {
   fabric.from_cpu(from_host_header(1));
   fabric.from_cpu(from_host_header(1) + untagged);
   fabric.from_cpu(from_host_header(1) + tagged_frame(100, false, wire_frame_max + 1));
-  EXPECT_EQ(cpu_drops(Drop::runt), 2U);
-  EXPECT_EQ(cpu_drops(Drop::untagged), 1U);
-  EXPECT_EQ(cpu_drops(Drop::oversize), 1U);
+  EXPECT_EQ(cpu_drops(DropReason::runt), 2U);
+  EXPECT_EQ(cpu_drops(DropReason::untagged), 1U);
+  EXPECT_EQ(cpu_drops(DropReason::oversize), 1U);
   EXPECT_TRUE(wire.empty());
 }
 

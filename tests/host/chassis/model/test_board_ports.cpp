@@ -2,7 +2,7 @@
 
 #include <set>
 
-#include "host/chassis/model/description.h"
+#include "host/chassis/model/board_ports.h"
 
 namespace chassis {
 namespace {

@@ -1,4 +1,4 @@
-#include "host/chassis/model/description.h"
+#include "host/chassis/model/description_file.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

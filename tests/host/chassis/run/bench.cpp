@@ -1,69 +1,17 @@
 #include "tests/host/chassis/run/bench.h"
 
-#include <cstdlib>
-
 namespace chassis {
 
-TemporaryFolder::TemporaryFolder() {
-  std::string pattern = "/tmp/platform.XXXXXX";
-  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
-  path_ = pattern;
-}
-
-TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
-std::filesystem::path TemporaryFolder::write_program(const std::string &name,
-                                                     const std::string &script) const {
-  const auto file = path_ / name;
-  std::ofstream(file) << "#!/bin/sh\n" << script << '\n';
-  std::filesystem::permissions(file, std::filesystem::perms::owner_all);
-  return file;
-}
-
-std::string TemporaryFolder::read(const std::string &name) const {
-  std::ifstream file(path_ / name);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-bool run_until(asio::io_context &loop, const std::function<bool()> &done, std::chrono::milliseconds bound) {
-  const auto end = std::chrono::steady_clock::now() + bound;
-  while (!done()) {
-    if (std::chrono::steady_clock::now() >= end) return false;
-    loop.restart();
-    loop.run_one_for(std::chrono::milliseconds(5));
-  }
-  return true;
-}
-
-Description four_ports(Board board) {
-  Description description;
-  description.name = "bench";
-  description.board = board;
-  for (std::uint8_t number = 1; number <= 4; ++number) {
-    PortDescription port;
-    port.port = FrontPort{number};
-    port.blade = NodeDescription{"blade" + std::to_string(number), {}};
-    port.vlans = {VlanId{100}, VlanId{200}, sol_vlan};
-    port.link_up = number != 4;
-    description.ports.push_back(port);
-  }
-  description.incompatible = {VlanId{300}};
-  return description;
-}
-
 void Bench::start(Description description) {
-  const auto idle = folder_.write_program("idle", "exec sleep 1000");
-  platform_ = std::make_unique<Platform>(
-      loop_, description, fabric_, klm_, PlatformPaths{folder_.path(), idle},
-      PlatformHooks{[this](AsicPort port, bool up) { carrier_changes_.emplace_back(port, up); },
+  const auto idle = write_program(folder_.path() / "idle", "exec sleep 1000");
+  control_plane_ = std::make_unique<ControlPlane>(
+      loop_, description, fabric_, klm_, ControlPlanePaths{folder_.path(), idle},
+      ControlPlaneHooks{[this](AsicPort port, bool up) { carrier_changes_.emplace_back(port, up); },
                     [this] { ++ready_; }, [this](const std::string &why) { failure_ = why; },
                     [] {
                       return nlohmann::json{{"inb0", {{"rx", 7}}}};
                     }});
-  ASSERT_EQ(platform_->start(), "");
+  ASSERT_EQ(control_plane_->start(), "");
   auto queue = bus::Socket::bind(folder_.path(), bus::address::tesk);
   ASSERT_TRUE(queue) << queue.error().cause.message();
   queue_ = std::move(*queue);
@@ -73,8 +21,8 @@ void Bench::start(Description description) {
 }
 
 void Bench::TearDown() {
-  if (platform_) platform_->stop();
-  platform_.reset();
+  if (control_plane_) control_plane_->stop();
+  control_plane_.reset();
 }
 
 void Bench::come_up() {

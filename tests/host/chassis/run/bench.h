@@ -1,4 +1,4 @@
-// A platform on the real message bus in a temporary folder, and the test in the daemon's place: it owns
+// A control plane on the real message bus in a temporary folder, and the test in the daemon's place: it owns
 // the daemon's queue (721) and answers for it. The supervised process is an idle one.
 #pragma once
 
@@ -7,8 +7,6 @@
 #include <asio.hpp>
 #include <chrono>
 #include <deque>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -19,8 +17,12 @@
 #include "host/bus/services.h"
 #include "host/bus/socket.h"
 #include "host/chassis/base/vlan_set.h"
-#include "host/chassis/run/platform.h"
+#include "host/chassis/run/control_plane.h"
 #include "opal/rcode.h"
+#include "tests/host/chassis/base/run_until.h"
+#include "tests/host/chassis/model/four_ports.h"
+#include "tests/host/system/files.h"
+#include "tests/host/system/temporary_folder.h"
 
 namespace chassis {
 
@@ -28,28 +30,6 @@ namespace bus = opal::bus;
 
 /// Interface index of ethernet 1/1.
 inline constexpr std::uint32_t ethernet = 26U << 24;
-
-/// A folder that is gone with the object.
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  ~TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder &) = delete;
-  TemporaryFolder &operator=(const TemporaryFolder &) = delete;
-  const std::filesystem::path &path() const { return path_; }
-  std::filesystem::path write_program(const std::string &name, const std::string &script) const;
-  std::string read(const std::string &name) const;
-
- private:
-  std::filesystem::path path_;
-};
-
-/// Runs the loop until `done` or the bound; checks first.
-bool run_until(asio::io_context &loop, const std::function<bool()> &done,
-               std::chrono::milliseconds bound = std::chrono::seconds{10});
-
-/// Ports 1 to 4 with VLANs 100, 200 and 4095, the last of them down; VLAN 300 is incompatible.
-Description four_ports(Board board = Board::b82);
 
 class Bench : public ::testing::Test {
  protected:
@@ -99,7 +79,7 @@ class Bench : public ::testing::Test {
   std::vector<std::pair<AsicPort, bool>> carrier_changes_;
   int ready_ = 0;
   std::string failure_;
-  std::unique_ptr<Platform> platform_;
+  std::unique_ptr<ControlPlane> control_plane_;
   std::optional<bus::Socket> queue_;
   std::optional<bus::Socket> caller_;
   std::deque<bus::Message> arrived_;

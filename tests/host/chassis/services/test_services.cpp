@@ -188,8 +188,8 @@ TEST_F(Bench, features_are_set_and_unset_by_message) {
     return response ? bus::record_of<bus::Result>(response->payload).value_or(bus::Result{99}).rcode : 98;
   };
   EXPECT_EQ(answer_to(QBUS_OPC_VLAN_FEAT_CREATE, create), 0U);
-  EXPECT_EQ(platform_->status()["vlans"][0]["vlan"], 10);
-  EXPECT_EQ(platform_->status()["vlans"][0]["features"][0], 4);
+  EXPECT_EQ(control_plane_->status()["vlans"][0]["vlan"], 10);
+  EXPECT_EQ(control_plane_->status()["vlans"][0]["features"][0], 4);
   EXPECT_EQ(answer_to(QBUS_OPC_VLAN_FEAT_DELETE, create), 0U);
   EXPECT_EQ(answer_to(QBUS_OPC_VLAN_FEAT_CREATE, std::span(create).first(create.size() - 1)),
             static_cast<std::uint32_t>(RCODE_INVALID));
@@ -235,7 +235,7 @@ TEST_F(Bench, a_payload_of_the_wrong_size_is_refused_and_counted) {
                 static_cast<std::uint32_t>(RCODE_INVALID))
           << row.name;
     }
-    const nlohmann::json services = platform_->status()["services"];
+    const nlohmann::json services = control_plane_->status()["services"];
     const auto counted = std::find_if(services.begin(), services.end(),
                                       [&](const auto &entry) { return entry["service"] == row.name; });
     ASSERT_NE(counted, services.end()) << row.name;
@@ -384,7 +384,7 @@ TEST_F(Bench, a_delayed_answer_comes_late) {
 TEST_F(Bench, a_fault_that_does_not_exist_stops_the_start) {
   Description description = four_ports();
   description.faults = {"nonsense=refuse"};
-  Platform platform(loop_, description, fabric_, klm_, {folder_.path(), "/bin/true"}, {});
+  ControlPlane platform(loop_, description, fabric_, klm_, {folder_.path(), "/bin/true"}, {});
   EXPECT_NE(platform.start().find("no service is called \"nonsense\""), std::string::npos);
 }
 

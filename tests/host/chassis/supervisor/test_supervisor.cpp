@@ -1,9 +1,12 @@
 // The supervisor with a real process that behaves as each test says (scripted_daemon.cpp).
 #include "host/chassis/supervisor/supervisor.h"
 
+#include <gtest/gtest.h>
 #include <signal.h>
 
-#include "tests/host/chassis/run/bench.h"
+#include "tests/host/chassis/base/run_until.h"
+#include "tests/host/system/files.h"
+#include "tests/host/system/temporary_folder.h"
 
 namespace chassis {
 namespace {
@@ -62,10 +65,10 @@ TEST_F(Supervision, a_daemon_that_serves_is_ready_once) {
 
 TEST_F(Supervision, the_daemons_folder_and_empty_input_are_its_own) {
   start("", quick(),
-        folder_.write_program(
-            "speak", "read -r line; echo \"$OPAL_RUN_DIR $# end\"; ls /proc/self/fd | wc -l; exit 1"));
+        write_program(folder_.path() / "speak",
+                      "read -r line; echo \"$OPAL_RUN_DIR $# end\"; ls /proc/self/fd | wc -l; exit 1"));
   ASSERT_TRUE(until([this] { return !why_.empty(); }));
-  const std::string log = folder_.read("tesk.log");
+  const std::string log = read_file(folder_.path() / "tesk.log");
   EXPECT_EQ(log.substr(0, log.find('\n')), folder_.path().string() + " 0 end");
   EXPECT_EQ(log.substr(log.find('\n') + 1, 2), "4\n") << "input, output, error, and the folder that ls reads";
 }
@@ -79,7 +82,7 @@ TEST_F(Supervision, a_killed_daemon_serves_again_and_the_outage_is_measured) {
   EXPECT_EQ(gone_, 1);
   EXPECT_TRUE(supervisor_->outage());
   EXPECT_EQ(supervisor_->last_exit(), "tesk was ended by signal 9 (Killed)");
-  EXPECT_NE(folder_.read("chassis.log").find("tesk serves again after"), std::string::npos);
+  EXPECT_NE(read_file(folder_.path() / "chassis.log").find("tesk serves again after"), std::string::npos);
 }
 
 TEST_F(Supervision, a_crash_at_the_first_start_is_survived) {

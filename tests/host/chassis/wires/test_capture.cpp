@@ -9,6 +9,7 @@
 #include <asio/write.hpp>
 #include <cstring>
 
+#include "host/chassis/base/run_files.h"
 #include "tests/host/chassis/asic/frames.h"
 
 namespace chassis {

@@ -1,0 +1,147 @@
+#include "host/chassis/run/chassis_process.h"
+
+#include <fcntl.h>
+#include <fmt/core.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <asio/io_context.hpp>
+#include <asio/steady_timer.hpp>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+#include "host/chassis/base/watch.h"
+#include "host/chassis/kernel_module/klm_device.h"
+#include "host/chassis/model/board_ports.h"
+#include "host/chassis/net/net_link.h"
+#include "host/chassis/run/command_process.h"
+#include "host/chassis/run/control_plane.h"
+#include "host/chassis/run/module_counters.h"
+#include "host/chassis/sandbox/lifeline.h"
+#include "host/chassis/sandbox/run_folder.h"
+#include "host/chassis/sandbox/sandbox_arguments.h"
+#include "host/chassis/wires/data_plane.h"
+#include "host/system/failure.h"
+
+namespace chassis {
+namespace {
+
+constexpr std::chrono::seconds command_end_limit{2};
+
+/// Settings of the sandbox's own network, made before any socket is bound in it.
+void prepare_network() {
+  std::ofstream("/proc/sys/net/unix/max_dgram_qlen") << "1024\n";
+  disable_ipv6();
+  set_link_up("lo", true);
+  // A fresh view of the network's devices; the machine's own below it lets `ip netns exec` make another.
+  mount("sysfs", "/sys", "sysfs", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr);
+}
+
+void put_programs_first(const std::filesystem::path &programs) {
+  const char *path = std::getenv("PATH");
+  setenv("PATH", fmt::format("{}:{}", programs.string(), path == nullptr ? "/usr/bin:/bin" : path).c_str(),
+         1);
+}
+
+class ChassisProcess {
+ public:
+  explicit ChassisProcess(const ChassisPlan &plan)
+      : plan_(plan),
+        lifeline_(take_lifeline()),
+        data_plane_(make_data_plane(loop_, plan.description)),
+        klm_([board = plan.description.board](IfIndex index) { return port_exists(board, index); },
+             [this](IfIndex index, auto &counters) {
+               return fill_module_counters(plan_.description.board, data_plane_->inband_counters(),
+                                           klm_.mirror(), index, counters);
+             }),
+        control_plane_(loop_, plan.description, data_plane_->fabric(), klm_, {inside_run_folder, plan.daemon},
+                       hooks()),
+        end_timer_(loop_) {}
+
+  int run() {
+    if (const auto refusal = klm_.mount(TESKK_DEVICE); !refusal.empty()) throw host::Failure(refusal);
+    klm_watch_.emplace(loop_, klm_.fd(), [this] { return serve_klm(); });
+    lifeline_watch_.emplace(loop_, lifeline_.get(), [this] { return end_of_lifeline(); });
+    announce_sandbox(inside_run_folder);
+    if (const auto refusal = control_plane_.start(); !refusal.empty()) throw host::Failure(refusal);
+    loop_.run();
+    control_plane_.stop();
+    return status_;
+  }
+
+ private:
+  static std::unique_ptr<DataPlane> make_data_plane(asio::io_context &loop, const Description &description) {
+    prepare_network();
+    return std::make_unique<DataPlane>(loop, description, inside_run_folder);
+  }
+
+  ControlPlaneHooks hooks() {
+    return {[this](AsicPort port, bool up) { data_plane_->set_link(port, up); }, [this] { start_command(); },
+            [this](const std::string &why) { give_up(why); }, [this] { return data_plane_->status(); }};
+  }
+
+  ReadResult serve_klm() {
+    klm_.serve();
+    return ReadResult::nothing;
+  }
+
+  /// The daemon serves: the first time, the command's hour has come.
+  void start_command() {
+    if (command_ || ending_) return;
+    command_.emplace(loop_, plan_.command, plan_.terminal, [this](int status) {
+      status_ = status;
+      loop_.stop();
+    });
+  }
+
+  void give_up(const std::string &why) {
+    std::cerr << "chassis: " << why << '\n';
+    status_ = 1;
+    loop_.stop();
+  }
+
+  ReadResult end_of_lifeline() {
+    char byte = 0;
+    if (read(lifeline_.get(), &byte, 1) < 0 && result_of_failed_read(errno) == ReadResult::nothing)
+      return ReadResult::nothing;
+    ending_ = true;
+    if (!command_) {
+      loop_.stop();
+      return ReadResult::ended;
+    }
+    command_->end();
+    end_timer_.expires_after(command_end_limit);
+    end_timer_.async_wait([this](const asio::error_code &error) {
+      if (!error) loop_.stop();
+    });
+    return ReadResult::ended;
+  }
+
+  const ChassisPlan &plan_;
+  asio::io_context loop_;
+  host::Descriptor lifeline_;
+  std::unique_ptr<DataPlane> data_plane_;
+  KlmDevice klm_;
+  ControlPlane control_plane_;
+  asio::steady_timer end_timer_;
+  std::optional<Watch> klm_watch_, lifeline_watch_;
+  std::optional<CommandProcess> command_;
+  bool ending_ = false;
+  int status_ = 1;
+};
+
+}  // namespace
+
+int run_chassis_process(const ChassisPlan &plan) {
+  // The sandbox is ended through the lifeline; a signal meant for the command is the command's.
+  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) std::signal(number, SIG_IGN);
+  put_programs_first(plan.programs);
+  return ChassisProcess(plan).run();
+}
+
+}  // namespace chassis

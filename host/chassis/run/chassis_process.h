@@ -1,0 +1,27 @@
+// The chassis itself: what `chassis run` executes inside the sandbox.
+//
+// It makes the devices, serves the platform, starts the daemon, and when the daemon serves, runs the command.
+// When the command ends, when the sandbox is told to end, or when the daemon does not come up, it takes
+// everything down in order.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "host/chassis/model/description.h"
+
+namespace chassis {
+
+struct ChassisPlan {
+  Description description;
+  std::filesystem::path programs;  ///< folder of the chassis's own programs
+  std::filesystem::path daemon;
+  std::vector<std::string> command;
+  bool terminal = false;  ///< the command gets the terminal
+};
+
+/// @return the command's exit status, or 1 when the chassis did not come up. Throws Failure
+int run_chassis_process(const ChassisPlan &plan);
+
+}  // namespace chassis

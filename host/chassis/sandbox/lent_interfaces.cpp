@@ -1,0 +1,63 @@
+#include "host/chassis/sandbox/lent_interfaces.h"
+
+#include <fcntl.h>
+#include <fmt/core.h>
+#include <net/if.h>
+#include <sched.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "host/system/failure.h"
+
+namespace chassis {
+namespace {
+
+host::Descriptor open_network(pid_t process) {
+  return host::Descriptor(open(fmt::format("/proc/{}/ns/net", process).c_str(), O_RDONLY | O_CLOEXEC));
+}
+
+/// Gives an interface of the network `from` to the network of a process. @return whether that worked
+bool give_interface(const std::string &interface, const host::Descriptor &from, pid_t to) {
+  const std::string process = std::to_string(to);
+  const pid_t child = fork();
+  if (child == 0) {
+    if (setns(from.get(), CLONE_NEWNET) == 0)
+      execlp("ip", "ip", "link", "set", "dev", interface.c_str(), "netns", process.c_str(), nullptr);
+    _exit(127);
+  }
+  int status = -1;
+  while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  }
+  return child > 0 && status == 0;
+}
+
+}  // namespace
+
+std::string refusal_to_lend(const std::vector<std::string> &interfaces) {
+  for (const auto &interface : interfaces) {
+    if (if_nametoindex(interface.c_str()) == 0)
+      return fmt::format("there is no interface {} on this machine to attach a port to; see: ip link",
+                         interface);
+    if (geteuid() != 0)
+      return fmt::format(
+          "attaching a port to {} moves it into the sandbox, which takes root; run this as root", interface);
+  }
+  return "";
+}
+
+LentInterfaces::LentInterfaces(std::vector<std::string> interfaces, pid_t process)
+    : interfaces_(std::move(interfaces)), network_(open_network(process)) {
+  const auto here = open_network(getpid());
+  for (const auto &interface : interfaces_)
+    if (!give_interface(interface, here, process))
+      throw host::Failure(fmt::format("interface {} cannot be moved into the sandbox", interface));
+}
+
+LentInterfaces::~LentInterfaces() {
+  for (const auto &interface : interfaces_) give_interface(interface, network_, getpid());
+}
+
+}  // namespace chassis

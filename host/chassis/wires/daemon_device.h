@@ -1,0 +1,52 @@
+// A device between the chassis and the daemon: inb0, or the management device.
+//
+// It is a TUN device with packet information: each frame that the chassis writes carries the in-band
+// protocol's number, 0xF102, so that a packet socket bound to that protocol reads it untouched, its tag in
+// place; what the daemon writes on such a socket comes out here. Frames of any other protocol are none of
+// the daemon's and are counted as foreign.
+#pragma once
+
+#include <array>
+#include <asio/io_context.hpp>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "host/chassis/base/watch.h"
+#include "host/system/descriptor.h"
+
+namespace chassis {
+
+struct DaemonDeviceCounters {
+  std::uint64_t to_daemon = 0;
+  std::uint64_t from_daemon = 0;
+  std::uint64_t refused = 0;  ///< frames to the daemon that the kernel did not take
+  std::uint64_t foreign = 0;  ///< of another protocol
+};
+
+class DaemonDevice {
+ public:
+  using FromDaemon = std::function<void(std::span<const std::byte> frame)>;
+
+  /// Makes the device in this process's network namespace and brings it up. Throws Failure.
+  DaemonDevice(asio::io_context &loop, const std::string &name, FromDaemon from_daemon);
+
+  /// @return whether the kernel took the frame
+  bool send(std::span<const std::byte> frame);
+
+  const DaemonDeviceCounters &counters() const { return counters_; }
+
+ private:
+  ReadResult read_one();
+
+  FromDaemon from_daemon_;
+  DaemonDeviceCounters counters_;
+  std::array<std::byte, 4096> buffer_{};
+  host::Descriptor descriptor_;
+  std::optional<Watch> watch_;
+};
+
+}  // namespace chassis

@@ -1,0 +1,28 @@
+// A port's link partner, at the far end of its wire: a blade (node.h) or an interface of the machine
+// (attachment.h). Frames on a wire are tagged, as the fabric takes and gives them.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <span>
+
+namespace chassis {
+
+/// Takes a frame that the far end sent. The buffer holds asic_header_bytes free bytes, then the frame, which
+/// is padded to the wire's minimum; it is valid during the call.
+using FromWire = std::function<void(std::span<std::byte> buffer)>;
+
+class LinkPartner {
+ public:
+  LinkPartner() = default;
+  LinkPartner(const LinkPartner &) = delete;
+  LinkPartner &operator=(const LinkPartner &) = delete;
+  virtual ~LinkPartner() = default;
+
+  /// Hands a tagged frame to the far end.
+  virtual void deliver(std::span<const std::byte> frame) = 0;
+  /// The far end sees its link go up or down.
+  virtual void set_link(bool up) = 0;
+};
+
+}  // namespace chassis
