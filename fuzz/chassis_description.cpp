@@ -12,11 +12,11 @@ std::vector<fuzz::Input> fuzz::seeds() {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
   const auto read = chassis::parse_description({reinterpret_cast<const char *>(data), size}, "file");
-  if (const auto *error = std::get_if<chassis::DescriptionError>(&read)) {
-    fuzz::must(error->what.starts_with("file:"), "a mistake is told with its place");
+  if (!read) {
+    fuzz::must(read.error().what.starts_with("file:"), "a mistake is told with its place");
     return 0;
   }
-  const auto &description = std::get<chassis::Description>(read);
+  const chassis::Description &description = *read;
   fuzz::must(chassis::is_name(description.name), "a chassis has a name");
   for (const chassis::PortDescription &port : description.ports)
     fuzz::must(chassis::asic_port(description.board, port.port).has_value(), "the board has the port");

@@ -44,17 +44,13 @@ chassis::ControlPlaneHooks DaemonUnderTest::hooks() {
 }
 
 void DaemonUnderTest::start() {
-  if (const std::string refusal = klm_.mount(TESKK_DEVICE); !refusal.empty()) {
-    throw Failure(refusal);
-  }
+  must(klm_.mount(TESKK_DEVICE));
   klm_watch_.emplace(loop_, klm_.fd(), [this] {
     klm_.serve();
     return chassis::ReadResult::nothing;
   });
   started_ = Clock::now();
-  if (const std::string refusal = control_plane_.start(); !refusal.empty()) {
-    throw Failure(refusal);
-  }
+  must(control_plane_.start());
   thread_ = std::thread([this] { loop_.run(); });
 }
 

@@ -58,7 +58,7 @@ void await_sandbox() {
 void prepare_network() {
   std::ofstream("/proc/sys/net/unix/max_dgram_qlen") << "1024\n";
   chassis::disable_ipv6();
-  chassis::set_link_up("lo", true);
+  must(chassis::set_link_up("lo", true));
 }
 
 std::string conditions(const Lab &lab) {
@@ -95,17 +95,15 @@ int run_chassis_process(const Options &options) {
 }
 
 int run_outside(const Options &options, int count, char **words) {
-  if (const std::string missing = chassis::missing_prerequisite(); !missing.empty()) {
-    throw Failure(missing);
-  }
+  must(chassis::check_prerequisites());
   const fs::path program = own_program();
   const std::string name = fmt::format("bench-{}", getpid());
-  const chassis::RunFolder folder(name);
+  const chassis::RunFolder folder = must(chassis::RunFolder::make(name));
   std::vector<std::string> command{program.string(), "--inside", "--daemon",
                                    options.settings.daemon.string()};
   command.insert(command.end(), words + 1, words + count);
-  return chassis::run_sandboxed(
-      {folder.path(), program.parent_path(), name, options.settings.daemon, command, {}});
+  return must(chassis::run_sandboxed(
+      {folder.path(), program.parent_path(), name, options.settings.daemon, command, {}}));
 }
 
 void add_options(CLI::App &app, Options &options) {

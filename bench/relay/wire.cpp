@@ -24,21 +24,21 @@ constexpr int device_mtu = 2584;
 constexpr std::uint16_t experimental_type = 0x88b5;
 
 Descriptor make_driver_device(const std::string &name) {
-  Descriptor device = chassis::make_tun(name, chassis::TunKind::with_protocol);
-  chassis::set_mtu(name, device_mtu);
-  chassis::set_link_up(name, true);
+  Descriptor device = must(chassis::make_tun(name, chassis::TunKind::with_protocol));
+  must(chassis::set_mtu(name, device_mtu));
+  must(chassis::set_link_up(name, true));
   return device;
 }
 
 Descriptor make_tap(const std::string &name) {
-  Descriptor device = chassis::make_tun(name, chassis::TunKind::ethernet);
-  chassis::set_link_up(name, true);
+  Descriptor device = must(chassis::make_tun(name, chassis::TunKind::ethernet));
+  must(chassis::set_link_up(name, true));
   return device;
 }
 
 /// Bound to the frames' own type, it does not see what the generator itself sends there.
 Descriptor open_packet_socket(const std::string &name) {
-  chassis::set_link_up(name, true);
+  must(chassis::set_link_up(name, true));
   Descriptor socket(::socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   sockaddr_ll address{};
   address.sll_family = AF_PACKET;

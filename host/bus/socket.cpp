@@ -23,7 +23,6 @@ namespace opal::bus {
 using host::errno_cause;
 using host::errno_failure;
 using host::failure;
-using host::Result;
 
 namespace {
 
@@ -72,7 +71,7 @@ bool is_stale(const sockaddr_un &address) {
 }
 
 /// Held while a name is bound, so that two takers of a stale name do not remove each other's.
-Result<host::Descriptor> lock_names(const std::filesystem::path &folder) {
+host::Result<host::Descriptor> lock_names(const std::filesystem::path &folder) {
   const std::filesystem::path names = folder / "bus";
   if (mkdir(names.c_str(), 0700) != 0 && errno != EEXIST) return errno_failure();
   host::Descriptor lock(open((names / "lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
@@ -80,7 +79,7 @@ Result<host::Descriptor> lock_names(const std::filesystem::path &folder) {
   return lock;
 }
 
-Result<> bind_name(int fd, const sockaddr_un &address) {
+host::Result<> bind_name(int fd, const sockaddr_un &address) {
   const auto *generic = reinterpret_cast<const sockaddr *>(&address);
   if (::bind(fd, generic, sizeof address) == 0) return {};
   if (errno != EADDRINUSE) return errno_failure();
@@ -118,7 +117,7 @@ struct Datagram {
 host::Failed nothing_taken() { return failure(errno_cause(errno == EINTR ? EAGAIN : errno)); }
 
 /// Takes one datagram off the socket, whatever it is.
-Result<Datagram> take_datagram(int fd) {
+host::Result<Datagram> take_datagram(int fd) {
   const ssize_t size = recv(fd, nullptr, 0, MSG_PEEK | MSG_TRUNC | MSG_DONTWAIT);
   if (size < 0) return nothing_taken();
   Datagram datagram;
@@ -178,25 +177,25 @@ void Socket::remove_name() {
   if (descriptor_) unlink(name_of(folder_, address_).c_str());
 }
 
-Result<Socket> Socket::bind(const std::filesystem::path &folder, Address address) {
+host::Result<Socket> Socket::bind(const std::filesystem::path &folder, Address address) {
   const std::optional<sockaddr_un> name = socket_address(name_of(folder, address));
   if (!name) return failure(errno_cause(ENAMETOOLONG));
-  Result<host::Descriptor> lock = lock_names(folder);
+  host::Result<host::Descriptor> lock = lock_names(folder);
   if (!lock) return failed(std::move(lock));
   host::Descriptor descriptor = make_socket();
   const int on = 1;
   if (!descriptor || setsockopt(descriptor.get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof on) != 0)
     return errno_failure();
   widen(descriptor.get(), SO_RCVBUF, SO_RCVBUFFORCE);
-  if (Result<> bound = bind_name(descriptor.get(), *name); !bound) return failed(std::move(bound));
+  if (host::Result<> bound = bind_name(descriptor.get(), *name); !bound) return failed(std::move(bound));
   return Socket(std::move(descriptor), address, folder);
 }
 
-Result<Socket> Socket::bind_ephemeral(const std::filesystem::path &folder) {
+host::Result<Socket> Socket::bind_ephemeral(const std::filesystem::path &folder) {
   const auto start = static_cast<std::uint32_t>(getpid());
   for (std::uint32_t offset = 0; offset < ephemeral_saps; ++offset) {
     const std::uint32_t sap = first_ephemeral_sap + (start + offset) % ephemeral_saps;
-    Result<Socket> socket = bind(folder, Address{0, sap});
+    host::Result<Socket> socket = bind(folder, Address{0, sap});
     if (socket || socket.error().cause != std::errc::address_in_use) return socket;
   }
   return failure(errno_cause(EADDRINUSE));
@@ -210,7 +209,8 @@ bool Socket::add_helper() {
   return true;
 }
 
-Result<> Socket::send_by_any(Address destination, const Header &header, std::span<const std::byte> payload) {
+host::Result<> Socket::send_by_any(Address destination, const Header &header,
+                                   std::span<const std::byte> payload) {
   std::optional<sockaddr_un> name = socket_address(name_of(folder_, destination));
   if (!name) return failure(errno_cause(ENAMETOOLONG));
   std::array<iovec, 2> parts{iovec{const_cast<Header *>(&header), sizeof header},
@@ -234,12 +234,12 @@ Result<> Socket::send_by_any(Address destination, const Header &header, std::spa
   return {};
 }
 
-Result<> Socket::send(Address destination, Kind kind, std::uint32_t opcode, std::uint32_t token,
-                      std::span<const std::byte> payload) {
+host::Result<> Socket::send(Address destination, Kind kind, std::uint32_t opcode, std::uint32_t token,
+                            std::span<const std::byte> payload) {
   if (payload.size() > payload_limit) return failure(errno_cause(EMSGSIZE));
   const Header header{
       magic, version, kind, opcode, token, address_, static_cast<std::uint32_t>(payload.size()), 0};
-  Result<> sent = send_by_any(destination, header, payload);
+  host::Result<> sent = send_by_any(destination, header, payload);
   if (sent) {
     ++counters_.sent;
   } else if (sent.error().cause == std::errc::no_buffer_space) {
@@ -250,9 +250,9 @@ Result<> Socket::send(Address destination, Kind kind, std::uint32_t opcode, std:
   return sent;
 }
 
-Result<Message> Socket::receive() {
+host::Result<Message> Socket::receive() {
   for (int dropped = 0; dropped < malformed_per_receive; ++dropped) {
-    Result<Datagram> datagram = take_datagram(descriptor_.get());
+    host::Result<Datagram> datagram = take_datagram(descriptor_.get());
     if (!datagram) return failed(std::move(datagram));
     if (datagram->taken == Taken::message) {
       ++counters_.received;
@@ -267,16 +267,16 @@ Result<Message> Socket::receive() {
   return failure(errno_cause(EAGAIN));
 }
 
-Result<Message> Socket::ask(Address destination, std::uint32_t opcode, std::span<const std::byte> payload,
-                            int timeout_ms) {
+host::Result<Message> Socket::ask(Address destination, std::uint32_t opcode,
+                                  std::span<const std::byte> payload, int timeout_ms) {
   using Clock = std::chrono::steady_clock;
   const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
   const std::uint32_t token = next_token_++;
-  if (Result<> sent = send(destination, Kind::request, opcode, token, payload); !sent)
+  if (host::Result<> sent = send(destination, Kind::request, opcode, token, payload); !sent)
     return failed(std::move(sent));
   const auto busy_poll_until = std::min<Clock::time_point>(deadline, Clock::now() + busy_poll_time_);
   while (true) {
-    Result<Message> message = receive();
+    host::Result<Message> message = receive();
     if (!message && message.error().cause != errno_cause(EAGAIN)) return message;
     if (message && message->kind == Kind::response && message->opcode == opcode && message->token == token &&
         message->source == destination)

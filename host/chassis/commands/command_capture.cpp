@@ -17,32 +17,31 @@
 #include "host/chassis/commands/commands.h"
 #include "host/chassis/commands/node_command.h"
 #include "host/chassis/sandbox/sandbox_entry.h"
-#include "host/system/failure.h"
 
 namespace chassis {
 namespace {
 
 using LocalSocket = asio::local::stream_protocol::socket;
 
-LocalSocket ask_for(asio::io_context &loop, const std::string &point) {
+host::Result<LocalSocket> ask_for(asio::io_context &loop, const std::string &point) {
   LocalSocket socket(loop);
   asio::error_code error;
   socket.connect((opal::bus::run_folder() / capture_socket).string(), error);
-  if (error) throw host::Failure(fmt::format("the chassis offers no capture: {}", error.message()));
+  if (error) return host::failure(error, fmt::format("the chassis offers no capture: {}", error.message()));
   asio::write(socket, asio::buffer(point + "\n"), error);
   return socket;
 }
 
 /// The stream must begin with a capture file's header; anything else is a sentence that says why not.
-void check_answer(LocalSocket &socket) {
+host::Result<> check_answer(LocalSocket &socket) {
   char first = 0;
   if (recv(socket.native_handle(), &first, 1, MSG_PEEK) != 1)
-    throw host::Failure("the chassis ended the capture");
-  if (first != '!') return;
+    return host::failure("the chassis ended the capture");
+  if (first != '!') return {};
   std::string sentence;
   asio::error_code ended;
   asio::read(socket, asio::dynamic_buffer(sentence, 4096), ended);
-  throw host::Failure(sentence.substr(1, sentence.find('\n') - 1));
+  return host::failure(sentence.substr(1, sentence.find('\n') - 1));
 }
 
 /// tcpdump, started by root, wants to become another user, and gives up in a sandbox that has no other. As
@@ -56,14 +55,15 @@ void be_no_root() {
 
 }  // namespace
 
-int capture(const CaptureOptions &options) {
-  if (const auto refusal = enter_sandbox(options.name); !refusal.empty()) throw host::Failure(refusal);
+host::Result<int> capture(const CaptureOptions &options) {
+  if (host::Result<> entered = enter_sandbox(options.name); !entered) return failed(std::move(entered));
   asio::io_context loop;
-  LocalSocket socket = ask_for(loop, options.point);
-  check_answer(socket);
-  if (dup2(socket.native_handle(), STDIN_FILENO) < 0)
-    throw host::Failure("standard input cannot be replaced");
-  socket.close();
+  host::Result<LocalSocket> socket = ask_for(loop, options.point);
+  if (!socket) return failed(std::move(socket));
+  if (host::Result<> answered = check_answer(*socket); !answered) return failed(std::move(answered));
+  if (dup2(socket->native_handle(), STDIN_FILENO) < 0)
+    return host::failure("standard input cannot be replaced");
+  socket->close();
   Words tcpdump{"tcpdump", "-r", "-"};
   if (options.tcpdump.empty()) tcpdump.insert(tcpdump.end(), {"-l", "-n", "-e"});
   tcpdump.insert(tcpdump.end(), options.tcpdump.begin(), options.tcpdump.end());

@@ -16,11 +16,11 @@ using nlohmann::json;
 
 constexpr std::chrono::milliseconds answer_margin{2'000};
 
-std::int64_t number_in(const std::string &word, const char *what) {
+host::Result<std::int64_t> number_in(const std::string &word, const char *what) {
   std::int64_t number = 0;
   const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
   if (error != std::errc{} || end != word.data() + word.size()) {
-    throw WrongCommandLine(fmt::format("{}: \"{}\" is not a number", what, word));
+    return host::failure(host::not_understood(), fmt::format("{}: \"{}\" is not a number", what, word));
   }
   return number;
 }
@@ -28,62 +28,73 @@ std::int64_t number_in(const std::string &word, const char *what) {
 std::string joined(const Words &words) { return fmt::format("{}", fmt::join(words, " ")); }
 
 /// "ethernet 1/3 100" as a port and a VLAN of the request.
-json with_port_and_vlan(const Words &words, json request) {
-  if (words.size() < 2) throw WrongCommandLine("PORT VLAN: give a port and a VLAN");
+host::Result<json> with_port_and_vlan(const Words &words, json request) {
+  if (words.size() < 2) return host::failure(host::not_understood(), "PORT VLAN: give a port and a VLAN");
+  host::Result<std::int64_t> vlan = number_in(words.back(), "VLAN");
+  if (!vlan) return failed(std::move(vlan));
   request["port"] = joined({words.begin(), words.end() - 1});
-  request["vlan"] = number_in(words.back(), "VLAN");
+  request["vlan"] = *vlan;
   return request;
 }
 
-json line_card(const EventOptions &given) { return {{"online", given.choice == "online"}}; }
+host::Result<json> line_card(const EventOptions &given) { return json{{"online", given.choice == "online"}}; }
 
-json link(const EventOptions &given) { return {{"port", joined(given.words)}, {"up", given.choice == "up"}}; }
+host::Result<json> link(const EventOptions &given) {
+  return json{{"port", joined(given.words)}, {"up", given.choice == "up"}};
+}
 
-json vlan(const EventOptions &given) {
+host::Result<json> vlan(const EventOptions &given) {
   return with_port_and_vlan(given.words, {{"up", given.choice == "up"}});
 }
 
-json cbl(const EventOptions &given) {
+host::Result<json> cbl(const EventOptions &given) {
   return with_port_and_vlan(given.words, {{"forward", given.choice == "forward"}});
 }
 
-json channel(const EventOptions &given) {
-  return {{"channel", given.number}, {"port", joined(given.words)}, {"member", given.choice == "add"}};
+host::Result<json> channel(const EventOptions &given) {
+  return json{{"channel", given.number}, {"port", joined(given.words)}, {"member", given.choice == "add"}};
 }
 
-json vlan_delete(const EventOptions &given) {
+host::Result<json> vlan_delete(const EventOptions &given) {
   json vlans = json::array();
-  for (const std::string &word : given.words) vlans.push_back(number_in(word, "VLAN"));
-  return {{"vlans", vlans}};
+  for (const std::string &word : given.words) {
+    host::Result<std::int64_t> vlan = number_in(word, "VLAN");
+    if (!vlan) return failed(std::move(vlan));
+    vlans.push_back(*vlan);
+  }
+  return json{{"vlans", vlans}};
 }
 
-json feature(const EventOptions &given) {
+host::Result<json> feature(const EventOptions &given) {
   json request = {{"on", given.choice == "on"}, {"vlan", given.number}};
-  if (!given.subject.empty()) request["feature"] = number_in(given.subject, "--feature");
+  if (given.subject.empty()) return request;
+  host::Result<std::int64_t> number = number_in(given.subject, "--feature");
+  if (!number) return failed(std::move(number));
+  request["feature"] = *number;
   return request;
 }
 
-json wait_ready(const EventOptions &given) { return {{"bound_ms", given.timeout_ms}}; }
+host::Result<json> wait_ready(const EventOptions &given) { return json{{"bound_ms", given.timeout_ms}}; }
 
-json fault(const EventOptions &given) {
+host::Result<json> fault(const EventOptions &given) {
   json request = {{"name", given.subject}, {"mode", given.choice}};
   if (given.choice == "delay") request["delay_ms"] = given.number;
   return request;
 }
 
-json trace(const EventOptions &given) {
-  return {{"category", given.subject}, {"print", given.choice == "on"}};
+host::Result<json> trace(const EventOptions &given) {
+  return json{{"category", given.subject}, {"print", given.choice == "on"}};
 }
 
-json nothing_else(const EventOptions &) { return json::object(); }
+host::Result<json> nothing_else(const EventOptions &) { return json::object(); }
 
 /// How an event is asked for: the request's verb, and its other members.
 struct EventRow {
   const char *verb;
-  json (*members)(const EventOptions &given);
+  host::Result<json> (*members)(const EventOptions &given);
 };
 
-json request_of(const EventOptions &given) {
+host::Result<json> request_of(const EventOptions &given) {
   static const std::map<std::string_view, EventRow> events{
       {"line-card", {"line-card", line_card}},
       {"link", {"link", link}},
@@ -99,8 +110,8 @@ json request_of(const EventOptions &given) {
       {"trace", {"trace", trace}},
   };
   const EventRow &row = events.at(given.event);
-  json request = row.members(given);
-  request["verb"] = row.verb;
+  host::Result<json> request = row.members(given);
+  if (request) (*request)["verb"] = row.verb;
   return request;
 }
 
@@ -120,9 +131,12 @@ void print_outcome(const json &answer, bool as_json) {
 
 }  // namespace
 
-void make_event(const EventOptions &options) {
+host::Result<> make_event(const EventOptions &options) {
   const auto handling = std::chrono::milliseconds(options.timeout_ms);
-  print_outcome(ask_chassis(options.name, request_of(options), handling + answer_margin), options.json);
+  return request_of(options)
+      .and_then(
+          [&](const json &request) { return ask_chassis(options.name, request, handling + answer_margin); })
+      .map([&](const json &answer) { print_outcome(answer, options.json); });
 }
 
 }  // namespace chassis

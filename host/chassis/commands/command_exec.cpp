@@ -4,8 +4,8 @@
 
 namespace chassis {
 
-int execute(const ExecOptions &options) {
-  if (options.command.empty()) throw WrongCommandLine("exec: COMMAND is missing");
+host::Result<int> execute(const ExecOptions &options) {
+  if (options.command.empty()) return host::failure(host::not_understood(), "exec: COMMAND is missing");
   return run_at_node(options.name, options.node, options.command);
 }
 

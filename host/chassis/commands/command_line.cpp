@@ -11,7 +11,6 @@
 
 #include "host/chassis/commands/commands.h"
 #include "host/chassis/endpoint/faults.h"
-#include "host/system/failure.h"
 
 namespace chassis {
 namespace {
@@ -25,7 +24,7 @@ struct Choice {
   StatusOptions status;
   EventOptions event;
   TraceOptions trace;
-  std::function<int()> carry_out;
+  std::function<host::Result<int>()> carry_out;
 };
 
 /// The command that a subcommand ends with: the words that it left over, then those behind "--".
@@ -126,7 +125,9 @@ void add_status(CLI::App &app, Choice &choice) {
       "Show the daemon, ports, VLANs, the kernel device beside the chassis's truth, and the services");
   command->add_flag("--json", choice.status.json, "One JSON object instead of tables");
   command->add_option("--name", choice.status.name, "The chassis, when several run");
-  command->callback([&choice] { choice.carry_out = [&choice] { return print_status(choice.status), 0; }; });
+  command->callback([&choice] {
+    choice.carry_out = [&choice] { return print_status(choice.status).map([] { return 0; }); };
+  });
 }
 
 void add_trace(CLI::App &app, Choice &choice) {
@@ -139,7 +140,9 @@ void add_trace(CLI::App &app, Choice &choice) {
   command->add_flag("--since-start", options.since_start, "Only what the present daemon has recorded");
   command->add_flag("--json", options.json, "One JSON object on each line");
   command->add_option("--name", options.name, "The chassis, when several run");
-  command->callback([&choice] { choice.carry_out = [&choice] { return print_trace(choice.trace), 0; }; });
+  command->callback([&choice] {
+    choice.carry_out = [&choice] { return print_trace(choice.trace).map([] { return 0; }); };
+  });
 }
 
 /// The subcommands of `event`, which share their options.
@@ -163,7 +166,7 @@ class EventCommands {
     command->fallthrough();
     command->callback([&choice = choice_, name] {
       choice.event.event = name;
-      choice.carry_out = [&choice] { return make_event(choice.event), 0; };
+      choice.carry_out = [&choice] { return make_event(choice.event).map([] { return 0; }); };
     });
     return *command;
   }
@@ -267,11 +270,13 @@ int refuse(std::string sentence) {
   return 2;
 }
 
-int carry_out(const Choice &choice) try { return choice.carry_out(); } catch (const WrongCommandLine &wrong) {
-  return refuse(wrong.what());
-} catch (const host::Failure &failure) {
+int carry_out(const Choice &choice) {
+  const host::Result<int> status = choice.carry_out();
+  if (status) return *status;
+  const host::Failure &failure = status.error();
+  if (failure.cause == host::not_understood()) return refuse(failure.what);
   std::cerr << "chassis: " << failure.what << '\n';
-  return 1;
+  return host::exit_status(failure);
 }
 
 }  // namespace
@@ -298,6 +303,7 @@ int run_command_line(int count, char **words) {
     return refuse("there is no subcommand '" + arguments[0] + "'");
   }
   std::reverse(arguments.begin(), arguments.end());  // the order in which CLI11 takes a vector
+  // The library throws whatever ends a command line.
   try {
     app.parse(arguments);
   } catch (const CLI::Success &shown) {

@@ -15,7 +15,6 @@
 #include "host/chassis/sandbox/sandbox.h"
 #include "host/chassis/sandbox/sandbox_arguments.h"
 #include "host/chassis/sandbox/terminal.h"
-#include "host/system/failure.h"
 
 namespace chassis {
 namespace {
@@ -26,33 +25,37 @@ constexpr const char *description_copy = "chassis.yaml";
 
 fs::path own_program() { return fs::read_symlink("/proc/self/exe"); }
 
-Description describe(const RunOptions &options) {
+host::Result<Description> describe(const RunOptions &options) {
   Description description = default_description();
   if (!options.file.empty()) {
-    auto read = read_description(options.file);
-    if (const auto *error = std::get_if<DescriptionError>(&read)) throw host::Failure(error->what);
-    description = std::get<Description>(std::move(read));
+    host::Result<Description> read = read_description(options.file);
+    if (!read) return read;
+    description = std::move(*read);
   }
   if (!options.name.empty()) description.name = options.name;
   if (!is_name(description.name))
-    throw WrongCommandLine("--name: a chassis's name is 1 to 32 letters, digits, '-' and '_'");
+    return host::failure(host::not_understood(),
+                         "--name: a chassis's name is 1 to 32 letters, digits, '-' and '_'");
   description.faults = options.faults;
   return description;
 }
 
-void check_faults(const Words &faults) {
+host::Result<> check_faults(const Words &faults) {
   FaultTable table;
-  for (const auto &fault : faults)
-    if (const auto refusal = table.set_from_option(fault); !refusal.empty())
-      throw WrongCommandLine("--fault: " + refusal);
+  for (const auto &fault : faults) {
+    if (host::Result<> set = table.set_from_option(fault); !set)
+      return host::failure(host::not_understood(), "--fault: " + set.error().what);
+  }
+  return {};
 }
 
-fs::path daemon_program(const RunOptions &options) {
+host::Result<fs::path> daemon_program(const RunOptions &options) {
   fs::path daemon =
       options.daemon.empty() ? own_program().parent_path() / "tesk" : fs::absolute(options.daemon);
-  if (access(daemon.c_str(), X_OK) != 0)
-    throw host::Failure(
+  if (access(daemon.c_str(), X_OK) != 0) {
+    return host::failure(
         fmt::format("the daemon {} cannot be run; build it, or name another with --daemon", daemon.string()));
+  }
   return daemon;
 }
 
@@ -76,37 +79,45 @@ Words inside_command(const RunOptions &options, const Description &description, 
 }
 
 /// The sandbox may not see the file, and the file may change: the chassis starts from a copy.
-void copy_description(const RunOptions &options, const fs::path &run_folder) {
-  if (options.file.empty()) return;
+host::Result<> copy_description(const RunOptions &options, const fs::path &run_folder) {
+  if (options.file.empty()) return {};
   std::error_code error;
   fs::copy_file(options.file, run_folder / description_copy, error);
-  if (error)
-    throw host::Failure(
-        fmt::format("{} cannot be copied to {}: {}", options.file, run_folder.string(), error.message()));
+  if (error) {
+    return host::failure(error, fmt::format("{} cannot be copied to {}: {}", options.file,
+                                            run_folder.string(), error.message()));
+  }
+  return {};
 }
 
 }  // namespace
 
-int run_chassis(const RunOptions &options) {
-  check_faults(options.faults);
-  const Description description = describe(options);
-  const fs::path daemon = daemon_program(options);
+host::Result<int> run_chassis(const RunOptions &options) {
+  if (host::Result<> checked = check_faults(options.faults); !checked) return failed(std::move(checked));
+  host::Result<Description> description = describe(options);
+  if (!description) return failed(std::move(description));
+  host::Result<fs::path> daemon = daemon_program(options);
+  if (!daemon) return failed(std::move(daemon));
   if (options.command && options.command->empty())
-    throw WrongCommandLine("run: COMMAND is missing behind --");
-  if (const auto missing = missing_prerequisite(); !missing.empty()) throw host::Failure(missing);
-  const auto interfaces = attached_interfaces(description);
-  if (const auto refusal = refusal_to_lend(interfaces); !refusal.empty()) throw host::Failure(refusal);
-  const RunFolder folder(description.name);
-  copy_description(options, folder.path());
-  return run_sandboxed({folder.path(), own_program().parent_path(), description.name, daemon,
-                        inside_command(options, description, daemon), interfaces});
+    return host::failure(host::not_understood(), "run: COMMAND is missing behind --");
+  const auto interfaces = attached_interfaces(*description);
+  host::Result<> possible = check_prerequisites().and_then([&] { return check_lendable(interfaces); });
+  if (!possible) return failed(std::move(possible));
+  host::Result<RunFolder> folder = RunFolder::make(description->name);
+  if (!folder) return failed(std::move(folder));
+  if (host::Result<> copied = copy_description(options, folder->path()); !copied)
+    return failed(std::move(copied));
+  return run_sandboxed({folder->path(), own_program().parent_path(), description->name, *daemon,
+                        inside_command(options, *description, *daemon), interfaces});
 }
 
-int run_in_sandbox(const RunOptions &options) {
+host::Result<int> run_in_sandbox(const RunOptions &options) {
+  host::Result<Description> description = describe(options);
+  if (!description) return failed(std::move(description));
   const fs::path programs = own_program().parent_path();
   const Words shell{(programs / "cush").string()};
   return run_chassis_process(
-      {describe(options), programs, options.daemon, options.command.value_or(shell), options.terminal});
+      {std::move(*description), programs, options.daemon, options.command.value_or(shell), options.terminal});
 }
 
 }  // namespace chassis

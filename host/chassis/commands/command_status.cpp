@@ -10,13 +10,16 @@
 
 namespace chassis {
 
-void print_status(const StatusOptions &options) {
-  const nlohmann::json report = ask_chassis(options.name, {{"verb", "status"}});
+host::Result<> print_status(const StatusOptions &options) {
+  host::Result<nlohmann::json> answer = ask_chassis(options.name, {{"verb", "status"}});
+  if (!answer) return failed(std::move(answer));
+  const nlohmann::json &report = *answer;
   if (options.json) {
     fmt::print("{}\n", report.dump(2));
   } else {
     fmt::print("{}", status_tables(report, isatty(STDOUT_FILENO) == 1));
   }
+  return {};
 }
 
 }  // namespace chassis

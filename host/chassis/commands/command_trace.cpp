@@ -14,7 +14,6 @@
 #include "host/chassis/control/trace_categories.h"
 #include "host/chassis/sandbox/sandbox_entry.h"
 #include "host/history/trace_ring.h"
-#include "host/system/failure.h"
 
 namespace chassis {
 
@@ -88,18 +87,20 @@ bool wait_for_more() {
 
 }  // namespace
 
-void print_trace(const TraceOptions &options) {
-  if (const std::string why = enter_sandbox(options.name); !why.empty()) throw host::Failure(why);
+host::Result<> print_trace(const TraceOptions &options) {
+  if (host::Result<> entered = enter_sandbox(options.name); !entered) return entered;
   TracePrinter printer(options);
   if (options.since_start) {
-    const nlohmann::json status = ask_chassis(options.name, {{"verb", "status"}});
-    printer.not_before(status.at("daemon").at("started_ns").get<std::int64_t>());
+    host::Result<nlohmann::json> status = ask_chassis(options.name, {{"verb", "status"}});
+    if (!status) return failed(std::move(status));
+    printer.not_before(status->at("daemon").at("started_ns").get<std::int64_t>());
   }
   auto reader =
       opal::trace::RingReader::open(opal::trace::ring_file(opal::bus::run_folder(), tesk_trace_uuid));
-  if (!reader) throw std::move(reader).error();
+  if (!reader) return failed(std::move(reader));
   printer.print(reader->read_new());
   while (options.follow && wait_for_more()) printer.print(reader->read_new());
+  return {};
 }
 
 }  // namespace chassis

@@ -1,26 +1,21 @@
 // The subcommands of the `chassis` program: for each a record of the words it was given, and a function
 // that carries it out. The record's defaults are the command line's; command_line.cpp fills it in.
 //
-// A function throws WrongCommandLine for words that cannot go together or mean nothing, and Failure when
-// what they ask for fails. Those that return a number return the program's exit status; for the others it is
-// 0.
+// The cause of a failure is host::not_understood() for words that cannot go together or mean nothing; the sentence
+// then begins with the words at fault. Functions that yield a number yield the program's exit status; for the others
+// it is 0.
 #pragma once
 
 #include <cstdint>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "host/system/failure.h"
 
 namespace chassis {
 
 using Words = std::vector<std::string>;
-
-/// One sentence about the command line, beginning with the words at fault.
-class WrongCommandLine : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
 
 /// run [FILE] [-- COMMAND…], and `inside`, which run executes in the sandbox
 struct RunOptions {
@@ -73,12 +68,12 @@ struct TraceOptions {
   bool since_start = false;
 };
 
-int run_chassis(const RunOptions &options);
-int run_in_sandbox(const RunOptions &options);
-int execute(const ExecOptions &options);
-int capture(const CaptureOptions &options);
-void print_status(const StatusOptions &options);
-void make_event(const EventOptions &options);
-void print_trace(const TraceOptions &options);
+host::Result<int> run_chassis(const RunOptions &options);
+host::Result<int> run_in_sandbox(const RunOptions &options);
+host::Result<int> execute(const ExecOptions &options);
+host::Result<int> capture(const CaptureOptions &options);
+host::Result<> print_status(const StatusOptions &options);
+host::Result<> make_event(const EventOptions &options);
+host::Result<> print_trace(const TraceOptions &options);
 
 }  // namespace chassis

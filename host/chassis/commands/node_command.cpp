@@ -11,7 +11,6 @@
 #include "host/chassis/net/net_namespace.h"
 #include "host/chassis/sandbox/sandbox_entry.h"
 #include "host/system/argument_pointers.h"
-#include "host/system/failure.h"
 
 namespace chassis {
 namespace {
@@ -31,9 +30,9 @@ void pass_on(int number) {
 
 }  // namespace
 
-int run_and_wait(const std::vector<std::string> &words, const std::function<void()> &prepare) {
+host::Result<int> run_and_wait(const std::vector<std::string> &words, const std::function<void()> &prepare) {
   const pid_t child = fork();
-  if (child < 0) throw host::Failure(std::string("no process can be made: ") + std::strerror(errno));
+  if (child < 0) return host::errno_failure("no process can be made");
   if (child == 0) {
     if (prepare) prepare();
     become(words);
@@ -50,10 +49,12 @@ int run_and_wait(const std::vector<std::string> &words, const std::function<void
   return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
-int run_at_node(const std::string &chassis, const std::string &node, const std::vector<std::string> &words) {
-  if (const auto refusal = enter_sandbox(chassis); !refusal.empty()) throw host::Failure(refusal);
-  if (node != "switch" && node != ".")
-    if (const auto refusal = enter_net_namespace(node); !refusal.empty()) throw host::Failure(refusal);
+host::Result<int> run_at_node(const std::string &chassis, const std::string &node,
+                              const std::vector<std::string> &words) {
+  if (host::Result<> entered = enter_sandbox(chassis); !entered) return failed(std::move(entered));
+  if (node != "switch" && node != ".") {
+    if (host::Result<> entered = enter_net_namespace(node); !entered) return failed(std::move(entered));
+  }
   return run_and_wait(words);
 }
 

@@ -19,16 +19,17 @@ constexpr std::chrono::milliseconds trace_switch_bound{2'000};
 constexpr std::int64_t longest_wait_ms = 60'000;
 constexpr std::int64_t default_wait_ms = 10'000;
 
-/// A request that is wrong; `what` is the sentence for whoever asked.
+/// A request that is wrong; `what` is the sentence for whoever asked. Arguments are taken inside the expressions
+/// that use them, as those of the JSON library are, so a wrong one is thrown; `perform` catches it.
 class BadRequest : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
 template <typename Value>
-Value found_or_refused(std::variant<Value, std::string> result) {
-  if (const auto *why = std::get_if<std::string>(&result)) throw BadRequest(*why);
-  return std::get<Value>(result);
+Value found_or_refused(const host::Result<Value> &result) {
+  if (!result) throw BadRequest(result.error().what);
+  return *result;
 }
 
 json error(std::string sentence) { return {{"error", std::move(sentence)}}; }
@@ -220,9 +221,9 @@ void ControlService::channel(const Arguments &arguments, const OnAnswer &on_answ
   const bool member = arguments.boolean("member");
   const auto number = static_cast<std::uint16_t>(arguments.number("channel", 1, port_channel_max));
   const FrontPort port = found_or_refused(find_port(parts_.state, arguments.text("port")));
-  const std::string why =
+  const host::Result<> changed =
       member ? parts_.state.join_channel(number, port) : parts_.state.leave_channel(number, port);
-  if (!why.empty()) throw BadRequest(why);
+  if (!changed) throw BadRequest(changed.error().what);
   parts_.announcer.publish_changes();
   answer_when_handled(on_answer);
 }
@@ -256,8 +257,9 @@ void ControlService::fault(const Arguments &arguments, const OnAnswer &on_answer
   const std::string mode = arguments.text("mode");
   const std::int64_t delay =
       mode == "delay" ? arguments.number("delay_ms", 1, std::numeric_limits<std::int32_t>::max()) : 0;
-  const std::string why = parts_.faults.set(arguments.text("name"), mode, std::chrono::milliseconds(delay));
-  on_answer(why.empty() ? json::object() : error(why));
+  const host::Result<> set =
+      parts_.faults.set(arguments.text("name"), mode, std::chrono::milliseconds(delay));
+  on_answer(set ? json::object() : error(set.error().what));
 }
 
 void ControlService::trace(const Arguments &arguments, const OnAnswer &on_answer) {

@@ -18,16 +18,17 @@ Endpoint::~Endpoint() {
   if (readable_) readable_->release();  // the socket closes the descriptor
 }
 
-std::string Endpoint::bind(const std::filesystem::path &run_folder) {
+host::Result<> Endpoint::bind(const std::filesystem::path &run_folder) {
   host::Result<bus::Socket> socket = bus::Socket::bind(run_folder, address_);
   if (!socket) {
-    return fmt::format("the service {} cannot bind its address in {}: {}", name_,
-                       (run_folder / "bus").string(), socket.error().cause.message());
+    const std::error_code cause = socket.error().cause;
+    return host::failure(cause, fmt::format("the service {} cannot bind its address in {}: {}", name_,
+                                            (run_folder / "bus").string(), cause.message()));
   }
   socket_ = std::move(*socket);
   readable_.emplace(loop_, socket_->fd());
   wait_for_messages();
-  return "";
+  return {};
 }
 
 void Endpoint::serve_messages(std::uint32_t opcode, std::string fault, Handler handler) {

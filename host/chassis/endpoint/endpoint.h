@@ -57,8 +57,8 @@ class Endpoint {
   Endpoint(const Endpoint &) = delete;
   Endpoint &operator=(const Endpoint &) = delete;
 
-  /// Binds the address and begins to serve. @return "" or one sentence that says what failed
-  std::string bind(const std::filesystem::path &run_folder);
+  /// Binds the address and begins to serve.
+  [[nodiscard]] host::Result<> bind(const std::filesystem::path &run_folder);
 
   /// Adds a row whose handler answers by itself.
   void serve_messages(std::uint32_t opcode, std::string fault, Handler handler);

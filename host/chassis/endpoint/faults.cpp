@@ -49,9 +49,11 @@ bool is_known(std::string_view name) {
 
 std::span<const FaultName> fault_names() { return named_faults; }
 
-std::string FaultTable::set(std::string_view name, std::string_view mode, std::chrono::milliseconds delay) {
+host::Result<> FaultTable::set(std::string_view name, std::string_view mode,
+                               std::chrono::milliseconds delay) {
   if (!is_known(name))
-    return fmt::format("no service is called \"{}\"; faults exist for {}", name, list_of_names());
+    return host::failure(
+        fmt::format("no service is called \"{}\"; faults exist for {}", name, list_of_names()));
   Fault fault;
   if (mode == "refuse") {
     fault.mode = FaultMode::refuse;
@@ -59,25 +61,27 @@ std::string FaultTable::set(std::string_view name, std::string_view mode, std::c
     fault.mode = FaultMode::silent;
   } else if (mode == "delay") {
     if (delay.count() < 1 || delay > longest_delay) {
-      return fmt::format("a delay of {} ms is not possible; give 1 to {} ms", delay.count(),
-                         longest_delay.count());
+      return host::failure(fmt::format("a delay of {} ms is not possible; give 1 to {} ms", delay.count(),
+                                       longest_delay.count()));
     }
     fault.delay = delay;
   } else if (mode != "normal") {
-    return fmt::format("\"{}\" is no kind of fault; give normal, refuse, silent or delay MS", mode);
+    return host::failure(
+        fmt::format("\"{}\" is no kind of fault; give normal, refuse, silent or delay MS", mode));
   }
   if (mode == "normal") {
     active_.erase(std::string(name));
   } else {
     active_.insert_or_assign(std::string(name), fault);
   }
-  return "";
+  return {};
 }
 
-std::string FaultTable::set_from_option(std::string_view option) {
+host::Result<> FaultTable::set_from_option(std::string_view option) {
   const std::size_t equals = option.find('=');
   if (equals == std::string_view::npos) {
-    return fmt::format("the fault \"{}\" is not written as NAME=refuse or NAME=silent", option);
+    return host::failure(
+        fmt::format("the fault \"{}\" is not written as NAME=refuse or NAME=silent", option));
   }
   return set(option.substr(0, equals), option.substr(equals + 1));
 }

@@ -11,6 +11,8 @@
 #include <string>
 #include <string_view>
 
+#include "host/system/failure.h"
+
 namespace chassis {
 
 enum class FaultMode { normal, refuse, silent };
@@ -31,11 +33,12 @@ std::span<const FaultName> fault_names();
 class FaultTable {
  public:
   /// Sets a fault. @param mode "normal", "refuse", "silent" or "delay" @param delay for "delay" only
-  /// @return "" or one sentence that says what was wrong and what is accepted
-  std::string set(std::string_view name, std::string_view mode, std::chrono::milliseconds delay = {});
+  /// The sentence of a refusal says what was wrong and what is accepted.
+  [[nodiscard]] host::Result<> set(std::string_view name, std::string_view mode,
+                                   std::chrono::milliseconds delay = {});
 
-  /// Sets a fault written as on the command line, "NAME=refuse". @return as set
-  std::string set_from_option(std::string_view option);
+  /// Sets a fault written as on the command line, "NAME=refuse".
+  [[nodiscard]] host::Result<> set_from_option(std::string_view option);
 
   /// The fault of a service; normal for "" and for every name that was never set.
   Fault of(std::string_view name) const;

@@ -111,10 +111,6 @@ fuse_lowlevel_ops device_operations() {
   return operations;
 }
 
-std::string system_error(const std::string &what) {
-  return fmt::format("{}: {}", what, std::strerror(errno));
-}
-
 std::unique_ptr<fuse_session, State::EndSession> make_session(State *state) {
   std::string program = "chassis";
   char *words[] = {program.data(), nullptr};
@@ -132,21 +128,22 @@ KlmDevice::KlmDevice(PortExists port_exists, Counters counters)
     : state_(std::make_unique<State>(std::move(port_exists), std::move(counters))) {}
 KlmDevice::~KlmDevice() = default;
 
-std::string KlmDevice::mount(const std::filesystem::path &file) {
+host::Result<> KlmDevice::mount(const std::filesystem::path &file) {
   host::Descriptor device(open("/dev/fuse", O_RDWR | O_CLOEXEC | O_NONBLOCK));
-  if (!device) return system_error("/dev/fuse cannot be opened");
+  if (!device) return host::errno_failure("/dev/fuse cannot be opened");
   const std::string options = fmt::format("fd={},rootmode=100600,user_id={},group_id={},allow_other",
                                           device.get(), getuid(), getgid());
   if (::mount("klm_tesk", file.c_str(), "fuse", MS_NOSUID | MS_NODEV, options.c_str()) != 0)
-    return system_error(fmt::format("the kernel module's device cannot be mounted over {}", file.string()));
+    return host::errno_failure(
+        fmt::format("the kernel module's device cannot be mounted over {}", file.string()));
   state_->file = file;
   auto session = make_session(state_.get());
   // libfuse takes over a descriptor that is mounted already when it is told so in this form.
   if (!session || fuse_session_mount(session.get(), fmt::format("/dev/fd/{}", device.get()).c_str()) != 0)
-    return "libfuse does not serve the kernel module's device";
+    return host::failure("libfuse does not serve the kernel module's device");
   device.release();
   state_->session = std::move(session);
-  return "";
+  return {};
 }
 
 int KlmDevice::fd() const { return state_->session ? fuse_session_fd(state_->session.get()) : -1; }

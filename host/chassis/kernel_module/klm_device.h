@@ -15,6 +15,7 @@
 
 #include "host/chassis/base/numbers.h"
 #include "host/chassis/kernel_module/klm_records.h"
+#include "host/system/failure.h"
 #include "tesk/kspace/teskk.h"
 
 namespace chassis {
@@ -27,8 +28,8 @@ class KlmDevice {
   KlmDevice(PortExists port_exists, Counters counters);
   ~KlmDevice();
 
-  /// Mounts over `file`, which must exist. @return "" or one sentence that says what failed
-  std::string mount(const std::filesystem::path &file);
+  /// Mounts over `file`, which must exist.
+  [[nodiscard]] host::Result<> mount(const std::filesystem::path &file);
   /// Readable while a request waits; -1 before mount.
   int fd() const;
   /// Serves the requests that wait.

@@ -125,37 +125,39 @@ void ChassisState::set_forwarding(IfIndex index, VlanId vlan, bool on) {
   write_all_to_fabric();
 }
 
-std::string ChassisState::join_channel(std::uint16_t number, FrontPort member) {
+host::Result<> ChassisState::join_channel(std::uint16_t number, FrontPort member) {
   const auto port = ports_.find(member);
-  if (port == ports_.end()) return fmt::format("there is no port {} on this board", member.value);
+  if (port == ports_.end())
+    return host::failure(fmt::format("there is no port {} on this board", member.value));
   if (port->second.channel) {
-    return fmt::format("ethernet 1/{} is already a member of port-channel {}", member.value,
-                       *port->second.channel);
+    return host::failure(fmt::format("ethernet 1/{} is already a member of port-channel {}", member.value,
+                                     *port->second.channel));
   }
   const auto [bundle, made] = channels_.try_emplace(number, Channel{number, channel_index(number), {}, {}});
   if (bundle->second.members.size() >= channel_members_max) {
-    return fmt::format("port-channel {} has {} members already, the most that it can have", number,
-                       channel_members_max);
+    return host::failure(fmt::format("port-channel {} has {} members already, the most that it can have",
+                                     number, channel_members_max));
   }
   // A channel that an event makes starts with what its first member carries.
   if (made) bundle->second.vlans = port->second.vlans;
   bundle->second.members.push_back(member);
   port->second.channel = number;
   write_to_fabric(port->second);
-  return "";
+  return {};
 }
 
-std::string ChassisState::leave_channel(std::uint16_t number, FrontPort member) {
+host::Result<> ChassisState::leave_channel(std::uint16_t number, FrontPort member) {
   const auto port = ports_.find(member);
   if (port == ports_.end() || port->second.channel != number) {
-    return fmt::format("ethernet 1/{} is not a member of port-channel {}", member.value, number);
+    return host::failure(
+        fmt::format("ethernet 1/{} is not a member of port-channel {}", member.value, number));
   }
   Channel &bundle = channels_.at(number);
   std::erase(bundle.members, member);
   port->second.channel.reset();
   if (bundle.members.empty()) channels_.erase(number);
   write_to_fabric(port->second);
-  return "";
+  return {};
 }
 
 void ChassisState::write_to_fabric(const Port &port) {

@@ -12,6 +12,7 @@
 
 #include "host/chassis/asic/fabric.h"
 #include "host/chassis/model/description.h"
+#include "host/system/failure.h"
 
 namespace chassis {
 
@@ -66,10 +67,10 @@ class ChassisState {
   void set_vlan(IfIndex index, VlanId vlan, bool up);
   void set_forwarding(IfIndex index, VlanId vlan, bool on);
 
-  /// Makes the channel when it is new. @return "" or one sentence
-  std::string join_channel(std::uint16_t channel, FrontPort port);
-  /// The channel ends with its last member. @return "" or one sentence
-  std::string leave_channel(std::uint16_t channel, FrontPort port);
+  /// Makes the channel when it is new.
+  host::Result<> join_channel(std::uint16_t channel, FrontPort port);
+  /// The channel ends with its last member.
+  host::Result<> leave_channel(std::uint16_t channel, FrontPort port);
 
  private:
   InterfaceVlans *mutable_vlans(IfIndex index);

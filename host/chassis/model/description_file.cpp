@@ -20,7 +20,8 @@ namespace {
 constexpr std::size_t file_limit = 1 << 20;
 constexpr std::size_t vlans_per_node = 64;
 
-/// A mistake at a place of the file; caught in read_description.
+/// A mistake at a place of the file. It is thrown, as the YAML library throws the others at any access;
+/// parse_description catches both.
 struct Mistake {
   int line;
   std::string text;
@@ -269,42 +270,39 @@ class Reader {
   std::set<std::string> blades_, attached_;
 };
 
-std::variant<std::string, DescriptionError> file_text(const std::filesystem::path &file) {
+host::Result<std::string> file_text(const std::filesystem::path &file) {
   std::error_code error;
   const bool regular = std::filesystem::is_regular_file(file, error);
-  if (error) return DescriptionError{fmt::format("{}:1: cannot be read: {}", file.string(), error.message())};
-  if (!regular) return DescriptionError{fmt::format("{}:1: a chassis description is a file", file.string())};
+  if (error) return host::failure(fmt::format("{}:1: cannot be read: {}", file.string(), error.message()));
+  if (!regular) return host::failure(fmt::format("{}:1: a chassis description is a file", file.string()));
   std::ifstream stream(file);
   std::string text(file_limit + 1, '\0');
   stream.read(text.data(), static_cast<std::streamsize>(text.size()));
   if (stream.bad() || !(stream || stream.eof()))
-    return DescriptionError{fmt::format("{}:1: cannot be read", file.string())};
+    return host::failure(fmt::format("{}:1: cannot be read", file.string()));
   text.resize(static_cast<std::size_t>(stream.gcount()));
   if (text.size() > file_limit)
-    return DescriptionError{
-        fmt::format("{}:1: a description has at most {} bytes", file.string(), file_limit)};
+    return host::failure(fmt::format("{}:1: a description has at most {} bytes", file.string(), file_limit));
   return text;
 }
 
 }  // namespace
 
-std::variant<Description, DescriptionError> parse_description(const std::string &text,
-                                                              const std::string &file) {
+host::Result<Description> parse_description(const std::string &text, const std::string &file) {
   try {
     const YAML::Node root = YAML::Load(text);
     return root.IsNull() ? default_description() : Reader().read(root);
   } catch (const Mistake &mistake) {
-    return DescriptionError{fmt::format("{}:{}: {}", file, std::max(mistake.line, 1), mistake.text)};
+    return host::failure(fmt::format("{}:{}: {}", file, std::max(mistake.line, 1), mistake.text));
   } catch (const YAML::Exception &error) {
-    return DescriptionError{
-        fmt::format("{}:{}: not YAML: {}", file, std::max(error.mark.line + 1, 1), error.msg)};
+    return host::failure(
+        fmt::format("{}:{}: not YAML: {}", file, std::max(error.mark.line + 1, 1), error.msg));
   }
 }
 
-std::variant<Description, DescriptionError> read_description(const std::filesystem::path &file) {
-  auto text = file_text(file);
-  if (auto *error = std::get_if<DescriptionError>(&text)) return std::move(*error);
-  return parse_description(std::get<std::string>(text), file.string());
+host::Result<Description> read_description(const std::filesystem::path &file) {
+  return file_text(file).and_then(
+      [&](const std::string &text) { return parse_description(text, file.string()); });
 }
 
 }  // namespace chassis

@@ -29,21 +29,16 @@
 
 #include <filesystem>
 #include <string>
-#include <variant>
 
 #include "host/chassis/model/description.h"
+#include "host/system/failure.h"
 
 namespace chassis {
 
-/// A mistake in a description; `what` is one sentence that begins with "file:line: ".
-struct DescriptionError {
-  std::string what;
-};
-
-std::variant<Description, DescriptionError> read_description(const std::filesystem::path &file);
+/// The sentence about a mistake begins with "file:line: ".
+host::Result<Description> read_description(const std::filesystem::path &file);
 
 /// The same, of a text; `file` is what errors call it.
-std::variant<Description, DescriptionError> parse_description(const std::string &text,
-                                                              const std::string &file);
+host::Result<Description> parse_description(const std::string &text, const std::string &file);
 
 }  // namespace chassis

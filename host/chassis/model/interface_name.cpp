@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <optional>
 
 #include "host/chassis/model/board_ports.h"
 #include "opal/if_index.h"
@@ -39,12 +40,13 @@ std::optional<FrontPort> port_number(const ChassisState &state, std::string_view
   return state.ports().contains(port) ? std::optional(port) : std::nullopt;
 }
 
-std::string no_such_interface(const ChassisState &state, std::string_view text) {
+host::Failed no_such_interface(const ChassisState &state, std::string_view text) {
   const unsigned last = state.ports().rbegin()->first.value;
   std::string channels;
   for (const auto &[number, channel] : state.channels()) channels += fmt::format(", port-channel {}", number);
-  return fmt::format("there is no interface \"{}\"; give 1 to {}, ethernet 1/1 to 1/{}, or a blade's name{}",
-                     text, last, last, channels);
+  return host::failure(
+      fmt::format("there is no interface \"{}\"; give 1 to {}, ethernet 1/1 to 1/{}, or a blade's name{}",
+                  text, last, last, channels));
 }
 
 }  // namespace
@@ -56,12 +58,12 @@ std::string interface_name(IfIndex index) {
   return fmt::format("0x{:08x}", index.value);
 }
 
-std::variant<FrontPort, std::string> find_port(const ChassisState &state, std::string_view text) {
+host::Result<FrontPort> find_port(const ChassisState &state, std::string_view text) {
   if (const auto port = port_number(state, text)) return *port;
   return no_such_interface(state, text);
 }
 
-std::variant<IfIndex, std::string> find_interface(const ChassisState &state, std::string_view text) {
+host::Result<IfIndex> find_interface(const ChassisState &state, std::string_view text) {
   if (const auto rest = after(text, "port-channel")) {
     const auto number = number_in(*rest);
     if (number && state.channels().contains(*number)) return state.channels().at(*number).index;

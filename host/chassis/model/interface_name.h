@@ -2,22 +2,21 @@
 // port 3; "port-channel 7" is a port-channel.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <string_view>
-#include <variant>
 
 #include "host/chassis/model/chassis_state.h"
+#include "host/system/failure.h"
 
 namespace chassis {
 
 /// "ethernet 1/3", "port-channel 7", "mgmt0"; the number in hexadecimal for anything else.
 std::string interface_name(IfIndex index);
 
-/// An existing interface; otherwise one sentence that says what is accepted.
-std::variant<IfIndex, std::string> find_interface(const ChassisState &state, std::string_view text);
+/// An existing interface; the sentence of a failure says what is accepted.
+host::Result<IfIndex> find_interface(const ChassisState &state, std::string_view text);
 
 /// A front port only.
-std::variant<FrontPort, std::string> find_port(const ChassisState &state, std::string_view text);
+host::Result<FrontPort> find_port(const ChassisState &state, std::string_view text);
 
 }  // namespace chassis

@@ -1,20 +1,22 @@
 // Network interfaces of the calling thread's network namespace: names, addresses, flags.
-// Every function throws Failure, whose sentence names the interface.
+// The sentence of every failure names the interface.
 #pragma once
 
 #include <array>
 #include <cstdint>
 #include <string>
 
+#include "host/system/failure.h"
+
 namespace chassis {
 
 using MacAddress = std::array<std::uint8_t, 6>;
 
-void set_link_up(const std::string &name, bool up);
-void set_mtu(const std::string &name, int mtu);
-void set_mac(const std::string &name, const MacAddress &mac);
+[[nodiscard]] host::Result<> set_link_up(const std::string &name, bool up);
+[[nodiscard]] host::Result<> set_mtu(const std::string &name, int mtu);
+[[nodiscard]] host::Result<> set_mac(const std::string &name, const MacAddress &mac);
 /// @param address like "10.0.100.1/24"
-void set_address(const std::string &name, const std::string &address);
+[[nodiscard]] host::Result<> set_address(const std::string &name, const std::string &address);
 /// Switches IPv6 off for every interface that is made afterwards, so that no stack speaks unasked.
 void disable_ipv6();
 

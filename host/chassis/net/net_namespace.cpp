@@ -7,13 +7,10 @@
 #include <sys/mount.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <future>
 
 #include "host/chassis/net/net_link.h"
-#include "host/system/failure.h"
 
 namespace chassis {
 namespace {
@@ -24,41 +21,45 @@ host::Descriptor open_read_only(const std::filesystem::path &file, int flags = 0
   return host::Descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC | flags, 0444));
 }
 
-[[noreturn]] void fail(const std::string &name, const char *what) {
-  throw host::Failure(fmt::format("network namespace {}: {} failed: {}", name, what, std::strerror(errno)));
+host::Failed failed_call(const std::string &name, const char *what) {
+  return host::errno_failure(fmt::format("network namespace {}: {} failed", name, what));
 }
 
 /// The new namespace outlives the thread by its name in the folder.
-void make_named(const std::string &name) {
-  std::filesystem::create_directories(namespace_folder);
+host::Result<> make_named(const std::string &name) {
+  std::error_code ignored;  // the file then cannot be made either
+  std::filesystem::create_directories(namespace_folder, ignored);
   const std::filesystem::path file = namespace_folder / name;
-  if (!open_read_only(file, O_CREAT | O_EXCL)) fail(name, "making its file");
-  const auto make = [&] {
-    if (unshare(CLONE_NEWNET) != 0) fail(name, "making it");
+  if (!open_read_only(file, O_CREAT | O_EXCL)) return failed_call(name, "making its file");
+  const auto make = [&]() -> host::Result<> {
+    if (unshare(CLONE_NEWNET) != 0) return failed_call(name, "making it");
     if (mount("/proc/thread-self/ns/net", file.c_str(), nullptr, MS_BIND, nullptr) != 0)
-      fail(name, "naming it");
+      return failed_call(name, "naming it");
+    return {};
   };
-  std::async(std::launch::async, make).get();
+  return std::async(std::launch::async, make).get();
 }
 
 }  // namespace
 
-NetNamespace::NetNamespace(const std::string &name) {
-  make_named(name);
-  namespace_ = open_read_only(namespace_folder / name);
-  if (!namespace_) fail(name, "opening it");
-  run([] {
+host::Result<NetNamespace> NetNamespace::make(const std::string &name) {
+  if (host::Result<> made = make_named(name); !made) return failed(std::move(made));
+  NetNamespace result(open_read_only(namespace_folder / name));
+  if (!result.namespace_) return failed_call(name, "opening it");
+  host::Result<> prepared = result.run([] {
     disable_ipv6();
-    set_link_up("lo", true);
+    return set_link_up("lo", true);
   });
+  if (!prepared) return failed(std::move(prepared));
+  return result;
 }
 
-void NetNamespace::run(const std::function<void()> &work) const {
-  const auto enter_and_work = [&] {
-    if (setns(namespace_.get(), CLONE_NEWNET) != 0) fail("of a node", "entering it");
-    work();
+host::Result<> NetNamespace::run(const std::function<host::Result<>()> &work) const {
+  const auto enter_and_work = [&]() -> host::Result<> {
+    if (setns(namespace_.get(), CLONE_NEWNET) != 0) return failed_call("of a node", "entering it");
+    return work();
   };
-  std::async(std::launch::async, enter_and_work).get();
+  return std::async(std::launch::async, enter_and_work).get();
 }
 
 std::vector<std::string> net_namespace_names() {
@@ -70,14 +71,15 @@ std::vector<std::string> net_namespace_names() {
   return names;
 }
 
-std::string enter_net_namespace(const std::string &name) {
+host::Result<> enter_net_namespace(const std::string &name) {
   const auto names = net_namespace_names();
   if (std::find(names.begin(), names.end(), name) == names.end())
-    return fmt::format("there is no node '{}'; there are {}, and switch", name, fmt::join(names, ", "));
+    return host::failure(
+        fmt::format("there is no node '{}'; there are {}, and switch", name, fmt::join(names, ", ")));
   const auto file = open_read_only(namespace_folder / name);
   if (!file || setns(file.get(), CLONE_NEWNET) != 0)
-    return fmt::format("node {} cannot be entered: {}", name, std::strerror(errno));
-  return "";
+    return host::errno_failure(fmt::format("node {} cannot be entered", name));
+  return {};
 }
 
 }  // namespace chassis

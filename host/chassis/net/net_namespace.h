@@ -9,25 +9,27 @@
 #include <vector>
 
 #include "host/system/descriptor.h"
+#include "host/system/failure.h"
 
 namespace chassis {
 
 class NetNamespace {
  public:
-  /// Makes the namespace `name` with its loopback up. Throws Failure.
-  explicit NetNamespace(const std::string &name);
+  /// Makes the namespace `name` with its loopback up.
+  static host::Result<NetNamespace> make(const std::string &name);
 
-  /// Runs `work` in the namespace and waits for it; what it throws is thrown here.
-  void run(const std::function<void()> &work) const;
+  /// Runs `work` in the namespace and waits for it. @return what it returned
+  [[nodiscard]] host::Result<> run(const std::function<host::Result<>()> &work) const;
 
  private:
+  explicit NetNamespace(host::Descriptor descriptor) : namespace_(std::move(descriptor)) {}
   host::Descriptor namespace_;
 };
 
 /// Names of the namespaces of this sandbox, in order.
 std::vector<std::string> net_namespace_names();
 
-/// Moves the calling process into the namespace `name`. @return "" or one sentence
-std::string enter_net_namespace(const std::string &name);
+/// Moves the calling process into the namespace `name`.
+[[nodiscard]] host::Result<> enter_net_namespace(const std::string &name);
 
 }  // namespace chassis

@@ -6,33 +6,31 @@
 #include <net/if.h>
 #include <sys/ioctl.h>
 
-#include <cerrno>
 #include <cstring>
-
-#include "host/system/failure.h"
 
 namespace chassis {
 
-host::Descriptor make_tun(const std::string &name, TunKind kind) {
+host::Result<host::Descriptor> make_tun(const std::string &name, TunKind kind) {
   host::Descriptor device(open("/dev/net/tun", O_RDWR | O_NONBLOCK | O_CLOEXEC));
-  if (!device) throw host::Failure(fmt::format("/dev/net/tun cannot be opened: {}", std::strerror(errno)));
+  if (!device) return host::errno_failure("/dev/net/tun cannot be opened");
   ifreq request{};
   if (name.size() >= sizeof request.ifr_name)
-    throw host::Failure(fmt::format("'{}' is too long for an interface", name));
+    return host::failure(fmt::format("'{}' is too long for an interface", name));
   std::memcpy(request.ifr_name, name.c_str(), name.size() + 1);
   request.ifr_flags = kind == TunKind::ethernet ? IFF_TAP | IFF_NO_PI : IFF_TUN;
   if (ioctl(device.get(), TUNSETIFF, &request) != 0)
-    throw host::Failure(fmt::format("interface {} cannot be made: {}", name, std::strerror(errno)));
+    return host::errno_failure(fmt::format("interface {} cannot be made", name));
   // A device that ends with its descriptor makes the end of the process wait for the kernel, device by
   // device; one that persists ends with its network namespace, all of them at once.
   ioctl(device.get(), TUNSETPERSIST, 1);
   return device;
 }
 
-void set_carrier(const host::Descriptor &device, bool on) {
+host::Result<> set_carrier(const host::Descriptor &device, bool on) {
   const int carrier = on ? 1 : 0;
   if (ioctl(device.get(), TUNSETCARRIER, &carrier) != 0)
-    throw host::Failure(fmt::format("an interface's carrier cannot be switched: {}", std::strerror(errno)));
+    return host::errno_failure("an interface's carrier cannot be switched");
+  return {};
 }
 
 }  // namespace chassis

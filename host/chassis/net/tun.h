@@ -5,6 +5,7 @@
 #include <string>
 
 #include "host/system/descriptor.h"
+#include "host/system/failure.h"
 
 namespace chassis {
 
@@ -14,10 +15,9 @@ enum class TunKind {
 };
 
 /// Makes the device; it is down, and lasts as long as its network namespace. The descriptor does not block.
-/// Throws Failure.
-host::Descriptor make_tun(const std::string &name, TunKind kind);
+host::Result<host::Descriptor> make_tun(const std::string &name, TunKind kind);
 
 /// Switches a device's carrier, as a cable that is plugged and pulled.
-void set_carrier(const host::Descriptor &device, bool on);
+[[nodiscard]] host::Result<> set_carrier(const host::Descriptor &device, bool on);
 
 }  // namespace chassis

@@ -26,7 +26,6 @@
 #include "host/chassis/sandbox/run_folder.h"
 #include "host/chassis/sandbox/sandbox_arguments.h"
 #include "host/chassis/wires/data_plane.h"
-#include "host/system/failure.h"
 
 namespace chassis {
 namespace {
@@ -34,12 +33,13 @@ namespace {
 constexpr std::chrono::seconds command_end_limit{2};
 
 /// Settings of the sandbox's own network, made before any socket is bound in it.
-void prepare_network() {
+host::Result<> prepare_network() {
   std::ofstream("/proc/sys/net/unix/max_dgram_qlen") << "1024\n";
   disable_ipv6();
-  set_link_up("lo", true);
+  if (host::Result<> up = set_link_up("lo", true); !up) return up;
   // A fresh view of the network's devices; the machine's own below it lets `ip netns exec` make another.
   mount("sysfs", "/sys", "sysfs", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr);
+  return {};
 }
 
 void put_programs_first(const std::filesystem::path &programs) {
@@ -50,10 +50,12 @@ void put_programs_first(const std::filesystem::path &programs) {
 
 class ChassisProcess {
  public:
-  explicit ChassisProcess(const ChassisPlan &plan)
+  ChassisProcess(const ChassisPlan &plan, asio::io_context &loop, host::Descriptor lifeline,
+                 std::unique_ptr<DataPlane> data_plane)
       : plan_(plan),
-        lifeline_(take_lifeline()),
-        data_plane_(make_data_plane(loop_, plan.description)),
+        loop_(loop),
+        lifeline_(std::move(lifeline)),
+        data_plane_(std::move(data_plane)),
         klm_([board = plan.description.board](IfIndex index) { return port_exists(board, index); },
              [this](IfIndex index, auto &counters) {
                return fill_module_counters(plan_.description.board, data_plane_->inband_counters(),
@@ -63,26 +65,25 @@ class ChassisProcess {
                        hooks()),
         end_timer_(loop_) {}
 
-  int run() {
-    if (const auto refusal = klm_.mount(TESKK_DEVICE); !refusal.empty()) throw host::Failure(refusal);
+  host::Result<int> run() {
+    if (host::Result<> mounted = klm_.mount(TESKK_DEVICE); !mounted) return failed(std::move(mounted));
     klm_watch_.emplace(loop_, klm_.fd(), [this] { return serve_klm(); });
     lifeline_watch_.emplace(loop_, lifeline_.get(), [this] { return end_of_lifeline(); });
     announce_sandbox(inside_run_folder);
-    if (const auto refusal = control_plane_.start(); !refusal.empty()) throw host::Failure(refusal);
+    if (host::Result<> started = control_plane_.start(); !started) return failed(std::move(started));
     loop_.run();
     control_plane_.stop();
     return status_;
   }
 
  private:
-  static std::unique_ptr<DataPlane> make_data_plane(asio::io_context &loop, const Description &description) {
-    prepare_network();
-    return std::make_unique<DataPlane>(loop, description, inside_run_folder);
+  ControlPlaneHooks hooks() {
+    return {[this](AsicPort port, bool up) { set_link(port, up); }, [this] { start_command(); },
+            [this](const std::string &why) { give_up(why); }, [this] { return data_plane_->status(); }};
   }
 
-  ControlPlaneHooks hooks() {
-    return {[this](AsicPort port, bool up) { data_plane_->set_link(port, up); }, [this] { start_command(); },
-            [this](const std::string &why) { give_up(why); }, [this] { return data_plane_->status(); }};
+  void set_link(AsicPort port, bool up) {
+    if (host::Result<> set = data_plane_->set_link(port, up); !set) give_up(set.error().what);
   }
 
   ReadResult serve_klm() {
@@ -93,10 +94,12 @@ class ChassisProcess {
   /// The daemon serves: the first time, the command's hour has come.
   void start_command() {
     if (command_ || ending_) return;
-    command_.emplace(loop_, plan_.command, plan_.terminal, [this](int status) {
+    auto command = CommandProcess::start(loop_, plan_.command, plan_.terminal, [this](int status) {
       status_ = status;
       loop_.stop();
     });
+    if (!command) return give_up(command.error().what);
+    command_ = std::move(*command);
   }
 
   void give_up(const std::string &why) {
@@ -123,25 +126,31 @@ class ChassisProcess {
   }
 
   const ChassisPlan &plan_;
-  asio::io_context loop_;
+  asio::io_context &loop_;
   host::Descriptor lifeline_;
   std::unique_ptr<DataPlane> data_plane_;
   KlmDevice klm_;
   ControlPlane control_plane_;
   asio::steady_timer end_timer_;
   std::optional<Watch> klm_watch_, lifeline_watch_;
-  std::optional<CommandProcess> command_;
+  std::unique_ptr<CommandProcess> command_;
   bool ending_ = false;
   int status_ = 1;
 };
 
 }  // namespace
 
-int run_chassis_process(const ChassisPlan &plan) {
+host::Result<int> run_chassis_process(const ChassisPlan &plan) {
   // The sandbox is ended through the lifeline; a signal meant for the command is the command's.
   for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) std::signal(number, SIG_IGN);
   put_programs_first(plan.programs);
-  return ChassisProcess(plan).run();
+  host::Result<host::Descriptor> end = take_lifeline();
+  if (!end) return failed(std::move(end));
+  if (host::Result<> prepared = prepare_network(); !prepared) return failed(std::move(prepared));
+  asio::io_context loop;
+  auto data_plane = DataPlane::make(loop, plan.description, inside_run_folder);
+  if (!data_plane) return failed(std::move(data_plane));
+  return ChassisProcess(plan, loop, std::move(*end), std::move(*data_plane)).run();
 }
 
 }  // namespace chassis

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/chassis/model/description.h"
+#include "host/system/failure.h"
 
 namespace chassis {
 
@@ -21,7 +22,7 @@ struct ChassisPlan {
   bool terminal = false;  ///< the command gets the terminal
 };
 
-/// @return the command's exit status, or 1 when the chassis did not come up. Throws Failure
-int run_chassis_process(const ChassisPlan &plan);
+/// @return the command's exit status, or 1 when the daemon did not come up
+host::Result<int> run_chassis_process(const ChassisPlan &plan);
 
 }  // namespace chassis

@@ -1,6 +1,5 @@
 #include "host/chassis/run/command_process.h"
 
-#include <fmt/core.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -13,16 +12,35 @@
 
 #include "host/chassis/sandbox/terminal.h"
 #include "host/system/argument_pointers.h"
-#include "host/system/failure.h"
 
 namespace chassis {
 
-CommandProcess::CommandProcess(asio::io_context &loop, const std::vector<std::string> &words, bool terminal,
-                               Ended ended)
-    : terminal_(terminal), ended_(std::move(ended)) {
-  process_ = fork();
-  if (process_ < 0) throw host::Failure(fmt::format("no process can be made: {}", std::strerror(errno)));
-  if (process_ == 0) become(words);
+namespace {
+
+[[noreturn]] void become(const std::vector<std::string> &words, bool terminal) {
+  setpgid(0, 0);
+  if (terminal) give_terminal(getpid());
+  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGCHLD}) signal(number, SIG_DFL);
+  const std::vector<char *> arguments = host::argument_pointers(words);
+  execvp(arguments[0], arguments.data());
+  std::fprintf(stderr, "chassis: %s cannot be run: %s\n", arguments[0], std::strerror(errno));
+  _exit(127);
+}
+
+}  // namespace
+
+host::Result<std::unique_ptr<CommandProcess>> CommandProcess::start(asio::io_context &loop,
+                                                                    const std::vector<std::string> &words,
+                                                                    bool terminal, Ended ended) {
+  const pid_t process = fork();
+  if (process < 0) return host::errno_failure("no process can be made");
+  if (process == 0) become(words, terminal);
+  return std::unique_ptr<CommandProcess>(
+      new CommandProcess(loop, process, terminal, std::move(ended)));  // NOLINT: private constructor
+}
+
+CommandProcess::CommandProcess(asio::io_context &loop, pid_t process, bool terminal, Ended ended)
+    : terminal_(terminal), ended_(std::move(ended)), process_(process) {
   setpgid(process_, process_);  // here and there: whoever comes first
   process_end_ = host::Descriptor(static_cast<int>(syscall(SYS_pidfd_open, process_, 0)));
   watch_.emplace(loop, process_end_.get(), [this] { return reap(); });
@@ -31,16 +49,6 @@ CommandProcess::CommandProcess(asio::io_context &loop, const std::vector<std::st
 
 CommandProcess::~CommandProcess() {
   if (process_ > 0) kill(-process_, SIGKILL);
-}
-
-void CommandProcess::become(const std::vector<std::string> &words) const {
-  setpgid(0, 0);
-  if (terminal_) give_terminal(getpid());
-  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGCHLD}) signal(number, SIG_DFL);
-  const std::vector<char *> arguments = host::argument_pointers(words);
-  execvp(arguments[0], arguments.data());
-  std::fprintf(stderr, "chassis: %s cannot be run: %s\n", arguments[0], std::strerror(errno));
-  _exit(127);
 }
 
 /// Nobody could continue a job that was stopped from the terminal, so it is continued at once.

@@ -6,12 +6,14 @@
 #include <asio/io_context.hpp>
 #include <asio/signal_set.hpp>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "host/chassis/base/watch.h"
 #include "host/system/descriptor.h"
+#include "host/system/failure.h"
 
 namespace chassis {
 
@@ -23,7 +25,9 @@ class CommandProcess {
   /// Starts the command; its first word is looked up in PATH. A command that cannot be started ends at once
   /// with status 127 and a line on standard error.
   /// @param terminal the command gets the terminal for itself
-  CommandProcess(asio::io_context &loop, const std::vector<std::string> &words, bool terminal, Ended ended);
+  static host::Result<std::unique_ptr<CommandProcess>> start(asio::io_context &loop,
+                                                             const std::vector<std::string> &words,
+                                                             bool terminal, Ended ended);
   /// Kills what is left of the job.
   ~CommandProcess();
   CommandProcess(const CommandProcess &) = delete;
@@ -33,7 +37,7 @@ class CommandProcess {
   void end();
 
  private:
-  [[noreturn]] void become(const std::vector<std::string> &words) const;
+  CommandProcess(asio::io_context &loop, pid_t process, bool terminal, Ended ended);
   void watch_stops(asio::io_context &loop);
   ReadResult reap();
 

@@ -93,20 +93,20 @@ ControlPlane::ControlPlane(asio::io_context &loop, const Description &descriptio
 
 ControlPlane::~ControlPlane() = default;
 
-std::string ControlPlane::start() {
+host::Result<> ControlPlane::start() {
   for (const std::string &fault : state_->faults_asked) {
-    if (std::string why = state_->faults.set_from_option(fault); !why.empty()) return why;
+    if (host::Result<> set = state_->faults.set_from_option(fault); !set) return set;
   }
   for (const char *folder : {"bus", "trace"}) {
     std::error_code error;
     std::filesystem::create_directories(state_->paths.run_folder / folder, error);
     if (error) {
-      return fmt::format("cannot make the folder {}: {}", (state_->paths.run_folder / folder).string(),
-                         error.message());
+      return host::failure(error, fmt::format("cannot make the folder {}: {}",
+                                              (state_->paths.run_folder / folder).string(), error.message()));
     }
   }
   for (Service *service : state_->all_services) {
-    if (std::string why = service->endpoint().bind(state_->paths.run_folder); !why.empty()) return why;
+    if (host::Result<> bound = service->endpoint().bind(state_->paths.run_folder); !bound) return bound;
   }
   return state_->supervisor.start();
 }

@@ -15,6 +15,7 @@
 #include "host/chassis/asic/fabric.h"
 #include "host/chassis/kernel_module/klm_device.h"
 #include "host/chassis/model/description.h"
+#include "host/system/failure.h"
 
 namespace chassis {
 
@@ -26,9 +27,9 @@ struct ControlPlanePaths {
 /// What the platform needs from its surroundings.
 struct ControlPlaneHooks {
   std::function<void(AsicPort, bool up)> link_changed;  ///< the wire's carrier follows the port's link
-  std::function<void()> ready;                          ///< the daemon serves: called at every start, restarts too
-  std::function<void(std::string why)> failed;          ///< the daemon did not come up; the platform gave up
-  std::function<nlohmann::json()> device_status;        ///< counters of the devices, for `chassis status`
+  std::function<void()> ready;                    ///< the daemon serves: called at every start, restarts too
+  std::function<void(std::string why)> failed;    ///< the daemon did not come up; the platform gave up
+  std::function<nlohmann::json()> device_status;  ///< counters of the devices, for `chassis status`
 };
 
 class ControlPlane {
@@ -37,8 +38,8 @@ class ControlPlane {
                ControlPlanePaths paths, ControlPlaneHooks hooks);
   ~ControlPlane();
 
-  /// Binds every service and starts the daemon. @return "" or one sentence that says what failed
-  std::string start();
+  /// Binds every service and starts the daemon.
+  [[nodiscard]] host::Result<> start();
 
   /// Ends the daemon and waits until it is gone.
   void stop();

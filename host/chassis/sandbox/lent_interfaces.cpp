@@ -8,9 +8,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
-
-#include "host/system/failure.h"
 
 namespace chassis {
 namespace {
@@ -36,24 +33,27 @@ bool give_interface(const std::string &interface, const host::Descriptor &from, 
 
 }  // namespace
 
-std::string refusal_to_lend(const std::vector<std::string> &interfaces) {
+host::Result<> check_lendable(const std::vector<std::string> &interfaces) {
   for (const auto &interface : interfaces) {
     if (if_nametoindex(interface.c_str()) == 0)
-      return fmt::format("there is no interface {} on this machine to attach a port to; see: ip link",
-                         interface);
+      return host::failure(fmt::format(
+          "there is no interface {} on this machine to attach a port to; see: ip link", interface));
     if (geteuid() != 0)
-      return fmt::format(
-          "attaching a port to {} moves it into the sandbox, which takes root; run this as root", interface);
+      return host::failure(fmt::format(
+          "attaching a port to {} moves it into the sandbox, which takes root; run this as root", interface));
   }
-  return "";
+  return {};
 }
 
-LentInterfaces::LentInterfaces(std::vector<std::string> interfaces, pid_t process)
-    : interfaces_(std::move(interfaces)), network_(open_network(process)) {
+host::Result<LentInterfaces> LentInterfaces::lend(const std::vector<std::string> &interfaces, pid_t process) {
+  LentInterfaces lent(open_network(process));
   const auto here = open_network(getpid());
-  for (const auto &interface : interfaces_)
+  for (const auto &interface : interfaces) {
     if (!give_interface(interface, here, process))
-      throw host::Failure(fmt::format("interface {} cannot be moved into the sandbox", interface));
+      return host::failure(fmt::format("interface {} cannot be moved into the sandbox", interface));
+    lent.interfaces_.push_back(interface);
+  }
+  return lent;
 }
 
 LentInterfaces::~LentInterfaces() {

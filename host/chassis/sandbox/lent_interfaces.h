@@ -11,22 +11,25 @@
 #include <vector>
 
 #include "host/system/descriptor.h"
+#include "host/system/failure.h"
 
 namespace chassis {
 
-/// @return "" or one sentence that says why an interface cannot be lent
-std::string refusal_to_lend(const std::vector<std::string> &interfaces);
+/// Whether the interfaces can be lent.
+[[nodiscard]] host::Result<> check_lendable(const std::vector<std::string> &interfaces);
 
 class LentInterfaces {
  public:
-  /// Moves the interfaces into the network of a process. Throws Failure.
-  LentInterfaces(std::vector<std::string> interfaces, pid_t process);
+  /// Moves the interfaces into the network of a process.
+  static host::Result<LentInterfaces> lend(const std::vector<std::string> &interfaces, pid_t process);
+  LentInterfaces(LentInterfaces &&) noexcept = default;
+  LentInterfaces &operator=(LentInterfaces &&) = delete;
   /// Moves them back.
   ~LentInterfaces();
-  LentInterfaces(const LentInterfaces &) = delete;
-  LentInterfaces &operator=(const LentInterfaces &) = delete;
 
  private:
+  explicit LentInterfaces(host::Descriptor network) : network_(std::move(network)) {}
+
   std::vector<std::string> interfaces_;
   host::Descriptor network_;
 };

@@ -1,16 +1,11 @@
 #include "host/chassis/sandbox/lifeline.h"
 
 #include <fcntl.h>
-#include <fmt/core.h>
 #include <unistd.h>
 
 #include <array>
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <string>
-
-#include "host/system/failure.h"
 
 namespace chassis {
 namespace {
@@ -19,12 +14,10 @@ constexpr const char *variable = "CHASSIS_LIFELINE";
 
 }  // namespace
 
-Lifeline::Lifeline() {
+host::Result<Lifeline> Lifeline::make() {
   std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0)
-    throw host::Failure(fmt::format("no pipe can be made: {}", std::strerror(errno)));
-  inner_ = host::Descriptor(ends[0]);
-  outer_ = host::Descriptor(ends[1]);
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) return host::errno_failure("no pipe can be made");
+  return Lifeline(host::Descriptor(ends[0]), host::Descriptor(ends[1]));
 }
 
 void Lifeline::pass_on() const {
@@ -34,12 +27,12 @@ void Lifeline::pass_on() const {
 
 void Lifeline::signal_complete() { (void)!write(outer_.get(), "+", 1); }
 
-host::Descriptor take_lifeline() {
+host::Result<host::Descriptor> take_lifeline() {
   const char *number = std::getenv(variable);
   const int descriptor = number != nullptr ? std::atoi(number) : -1;
   char byte = 0;
   if (descriptor < 0 || read(descriptor, &byte, 1) != 1)
-    throw host::Failure("this command belongs to `chassis run`");
+    return host::failure("this command belongs to `chassis run`");
   unsetenv(variable);
   fcntl(descriptor, F_SETFL, O_NONBLOCK);
   fcntl(descriptor, F_SETFD, FD_CLOEXEC);

@@ -4,14 +4,14 @@
 #pragma once
 
 #include "host/system/descriptor.h"
+#include "host/system/failure.h"
 
 namespace chassis {
 
 /// The outer end; made before the process is forked that becomes the sandbox.
 class Lifeline {
  public:
-  /// Throws Failure.
-  Lifeline();
+  static host::Result<Lifeline> make();
 
   /// In the forked process: lets the inner end pass through exec, its number in the environment's
   /// CHASSIS_LIFELINE.
@@ -23,11 +23,13 @@ class Lifeline {
   void signal_end() { outer_ = host::Descriptor(); }
 
  private:
+  Lifeline(host::Descriptor inner, host::Descriptor outer)
+      : inner_(std::move(inner)), outer_(std::move(outer)) {}
   host::Descriptor inner_, outer_;
 };
 
-/// In the sandbox: waits until it is complete. Throws Failure when this process was not started in one.
+/// In the sandbox: waits until it is complete. Fails when this process was not started in one.
 /// @return the inner end, which does not block
-host::Descriptor take_lifeline();
+host::Result<host::Descriptor> take_lifeline();
 
 }  // namespace chassis

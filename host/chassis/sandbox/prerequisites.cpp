@@ -25,45 +25,46 @@ bool in_path(const std::string &program) {
   return false;
 }
 
-std::string missing_device(const char *file, const char *purpose, const char *module) {
+host::Result<> find_device(const char *file, const char *purpose, const char *module) {
   const host::Descriptor device(open(file, O_RDWR | O_CLOEXEC));
-  if (device) return "";
+  if (device) return {};
   const int error = errno;
   const std::string advice = error == EACCES || error == EPERM
                                  ? fmt::format("let this user open it, or run this as root")
                                  : fmt::format("load the kernel module: modprobe {}", module);
-  return fmt::format("{}, which {}, cannot be opened ({}); {}", file, purpose, std::strerror(error), advice);
+  return host::failure(host::errno_cause(error), fmt::format("{}, which {}, cannot be opened ({}); {}", file,
+                                                             purpose, std::strerror(error), advice));
 }
 
 /// Tries it in a child, which it costs nothing to lose.
-std::string forbidden_namespaces() {
+host::Result<> try_namespaces() {
   const pid_t child = fork();
   if (child == 0) _exit(unshare(CLONE_NEWUSER | CLONE_NEWNET) == 0 ? 0 : errno);
   int status = 0;
   while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) {
   }
-  if (child > 0 && WIFEXITED(status) && WEXITSTATUS(status) == 0) return "";
+  if (child > 0 && WIFEXITED(status) && WEXITSTATUS(status) == 0) return {};
   const int error = child > 0 && WIFEXITED(status) ? WEXITSTATUS(status) : errno;
-  return fmt::format(
-      "user namespaces, which the sandbox is made of, are forbidden here ({}); allow them with the sysctls "
-      "user.max_user_namespaces and, where they exist, kernel.unprivileged_userns_clone=1 and "
-      "kernel.apparmor_restrict_unprivileged_userns=0",
-      std::strerror(error));
+  return host::failure(
+      host::errno_cause(error),
+      fmt::format(
+          "user namespaces, which the sandbox is made of, are forbidden here ({}); allow them with the sysctls "
+          "user.max_user_namespaces and, where they exist, kernel.unprivileged_userns_clone=1 and "
+          "kernel.apparmor_restrict_unprivileged_userns=0",
+          std::strerror(error)));
 }
 
 }  // namespace
 
-std::string missing_prerequisite() {
+host::Result<> check_prerequisites() {
   if (!in_path("bwrap"))
-    return "bwrap, which makes the sandbox, is not installed; install the package bubblewrap";
+    return host::failure("bwrap, which makes the sandbox, is not installed; install the package bubblewrap");
   if (!in_path("ip"))
-    return "ip, which looks at and moves interfaces, is not installed; install the package iproute2";
-  if (auto missing = missing_device("/dev/net/tun", "makes network devices", "tun"); !missing.empty())
-    return missing;
-  if (auto missing = missing_device("/dev/fuse", "serves the kernel module's device", "fuse");
-      !missing.empty())
-    return missing;
-  return forbidden_namespaces();
+    return host::failure(
+        "ip, which looks at and moves interfaces, is not installed; install the package iproute2");
+  return find_device("/dev/net/tun", "makes network devices", "tun")
+      .and_then([] { return find_device("/dev/fuse", "serves the kernel module's device", "fuse"); })
+      .and_then(try_namespaces);
 }
 
 }  // namespace chassis

@@ -9,10 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
-
-#include "host/system/failure.h"
 
 namespace chassis {
 namespace {
@@ -34,17 +31,17 @@ fs::path base_folder() {
 }
 
 /// Makes the base folder, or makes sure that nobody else may put things into the one that is there.
-bool make_base(const fs::path &base) {
+/// @return whether it is new
+host::Result<bool> make_base(const fs::path &base) {
   std::error_code ignored;
   fs::create_directories(base.parent_path(), ignored);
   if (mkdir(base.c_str(), 0700) == 0) return true;
-  if (errno != EEXIST)
-    throw host::Failure(fmt::format("the folder {} cannot be made: {}", base.string(), std::strerror(errno)));
+  if (errno != EEXIST) return host::errno_failure(fmt::format("the folder {} cannot be made", base.string()));
   struct stat found {};
   const bool own = lstat(base.c_str(), &found) == 0 && S_ISDIR(found.st_mode) && found.st_uid == getuid() &&
                    (found.st_mode & (S_IWGRP | S_IWOTH)) == 0;
   if (!own)
-    throw host::Failure(
+    return host::failure(
         fmt::format("{} is not a folder of this user's own; remove it, or set CHASSIS_RUN_DIR to another one",
                     base.string()));
   return false;
@@ -69,18 +66,16 @@ struct flock whole_file(short type) {
   return lock;
 }
 
-host::Descriptor lock_folder(const fs::path &folder, const std::string &name) {
+host::Result<host::Descriptor> lock_folder(const fs::path &folder, const std::string &name) {
   for (;;) {
     if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
-      throw host::Failure(
-          fmt::format("the folder {} cannot be made: {}", folder.string(), std::strerror(errno)));
+      return host::errno_failure(fmt::format("the folder {} cannot be made", folder.string()));
     auto lock = open_lock(folder, O_RDWR | O_CREAT);
     if (!lock && errno == ENOENT) continue;
-    if (!lock)
-      throw host::Failure(fmt::format("{} cannot be written to: {}", folder.string(), std::strerror(errno)));
+    if (!lock) return host::errno_failure(fmt::format("{} cannot be written to", folder.string()));
     auto wanted = whole_file(F_WRLCK);
     if (fcntl(lock.get(), F_OFD_SETLK, &wanted) != 0)
-      throw host::Failure(
+      return host::failure(
           fmt::format("a chassis named '{}' runs already; end it, or give this one another --name", name));
     if (is_current(lock, folder)) return lock;
   }
@@ -95,14 +90,24 @@ bool is_locked(const fs::path &folder) {
 
 }  // namespace
 
-RunFolder::RunFolder(const std::string &name) : path_(base_folder() / name) {
-  made_base_ = make_base(path_.parent_path());
-  lock_ = lock_folder(path_, name);
-  for (const auto &left_behind : fs::directory_iterator(path_))
-    if (left_behind.path().filename() != lock_file) fs::remove_all(left_behind);
+host::Result<RunFolder> RunFolder::make(const std::string &name) {
+  const fs::path path = base_folder() / name;
+  host::Result<bool> made_base = make_base(path.parent_path());
+  if (!made_base) return failed(std::move(made_base));
+  host::Result<host::Descriptor> lock = lock_folder(path, name);
+  if (!lock) return failed(std::move(lock));
+  // The walk through a folder throws from its steps.
+  try {
+    for (const auto &left_behind : fs::directory_iterator(path))
+      if (left_behind.path().filename() != lock_file) fs::remove_all(left_behind);
+  } catch (const fs::filesystem_error &error) {
+    return host::failure(error.code(), error.what());
+  }
+  return RunFolder(path, *made_base, std::move(*lock));
 }
 
 RunFolder::~RunFolder() {
+  if (!lock_) return;
   std::error_code ignored;
   fs::remove_all(path_, ignored);
   if (made_base_) fs::remove(path_.parent_path(), ignored);  // only when it is empty
@@ -117,15 +122,16 @@ std::vector<std::string> running_chassis() {
   return names;
 }
 
-std::string choose_chassis(const std::string &name, std::string &chosen) {
+host::Result<std::string> choose_chassis(const std::string &name) {
   const auto running = running_chassis();
-  if (running.empty()) return "no chassis runs; start one with: chassis run";
+  if (running.empty()) return host::failure("no chassis runs; start one with: chassis run");
   if (name.empty() && running.size() > 1)
-    return fmt::format("several chassis run; choose one with --name: {}", fmt::join(running, ", "));
+    return host::failure(
+        fmt::format("several chassis run; choose one with --name: {}", fmt::join(running, ", ")));
   if (!name.empty() && std::find(running.begin(), running.end(), name) == running.end())
-    return fmt::format("no chassis named '{}' runs; there are: {}", name, fmt::join(running, ", "));
-  chosen = name.empty() ? running.front() : name;
-  return "";
+    return host::failure(
+        fmt::format("no chassis named '{}' runs; there are: {}", name, fmt::join(running, ", ")));
+  return name.empty() ? running.front() : name;
 }
 
 void record_sandbox_process(const fs::path &run_folder, pid_t process) {

@@ -13,32 +13,35 @@
 #include <vector>
 
 #include "host/system/descriptor.h"
+#include "host/system/failure.h"
 
 namespace chassis {
 
 class RunFolder {
  public:
-  /// Takes the folder of a chassis, empty. Throws Failure when a chassis of the name runs.
-  explicit RunFolder(const std::string &name);
+  /// Takes the folder of a chassis, empty. Refused while a chassis of the name runs.
+  static host::Result<RunFolder> make(const std::string &name);
+  RunFolder(RunFolder &&) noexcept = default;
+  RunFolder &operator=(RunFolder &&) = delete;
   /// Removes the folder, and what was made on the way to it.
   ~RunFolder();
-  RunFolder(const RunFolder &) = delete;
-  RunFolder &operator=(const RunFolder &) = delete;
 
   const std::filesystem::path &path() const { return path_; }
 
  private:
+  RunFolder(std::filesystem::path path, bool made_base, host::Descriptor lock)
+      : path_(std::move(path)), made_base_(made_base), lock_(std::move(lock)) {}
+
   std::filesystem::path path_;
-  bool made_base_ = false;
-  host::Descriptor lock_;
+  bool made_base_;
+  host::Descriptor lock_;  ///< none once the folder was moved from here
 };
 
 /// Names of the chassis that run, in order.
 std::vector<std::string> running_chassis();
 
 /// The chassis that is meant: `name`, or the only one that runs when it is "".
-/// @return "" or one sentence that says why there is none; `chosen` is set on success
-std::string choose_chassis(const std::string &name, std::string &chosen);
+host::Result<std::string> choose_chassis(const std::string &name);
 
 /// Notes a process of the sandbox, which is not complete yet; from outside.
 void record_sandbox_process(const std::filesystem::path &run_folder, pid_t process);

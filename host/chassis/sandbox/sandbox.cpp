@@ -1,7 +1,6 @@
 #include "host/chassis/sandbox/sandbox.h"
 
 #include <fcntl.h>
-#include <fmt/core.h>
 #include <poll.h>
 #include <sys/pidfd.h>
 #include <sys/signalfd.h>
@@ -12,8 +11,8 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <initializer_list>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 
@@ -24,7 +23,6 @@
 #include "host/chassis/sandbox/terminal.h"
 #include "host/chassis/sandbox/user_namespace.h"
 #include "host/system/argument_pointers.h"
-#include "host/system/failure.h"
 
 namespace chassis {
 namespace {
@@ -33,24 +31,20 @@ using host::Descriptor;
 
 constexpr int take_down_limit_ms = 15000;
 
-[[noreturn]] void fail(const char *what) {
-  throw host::Failure(fmt::format("{}: {}", what, std::strerror(errno)));
-}
-
 struct Pipe {
   Descriptor read_end, write_end;
 };
 
 /// Both ends close on exec.
-Pipe make_pipe() {
+host::Result<Pipe> make_pipe() {
   std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0) fail("no pipe can be made");
-  return {Descriptor(ends[0]), Descriptor(ends[1])};
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) return host::errno_failure("no pipe can be made");
+  return Pipe{Descriptor(ends[0]), Descriptor(ends[1])};
 }
 
 void keep_on_exec(const Descriptor &descriptor) { fcntl(descriptor.get(), F_SETFD, 0); }
 
-/// Signals that end the chassis, taken from a descriptor while this lives.
+/// Signals that end the chassis, taken from a descriptor while this lives; false when there is none.
 class SignalWatch {
  public:
   SignalWatch() {
@@ -58,7 +52,6 @@ class SignalWatch {
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&mask_, number);
     sigprocmask(SIG_BLOCK, &mask_, &before_);
     descriptor_ = Descriptor(signalfd(-1, &mask_, SFD_CLOEXEC | SFD_NONBLOCK));
-    if (!descriptor_) fail("signals cannot be watched");
   }
   ~SignalWatch() { restore(); }
   SignalWatch(const SignalWatch &) = delete;
@@ -66,6 +59,7 @@ class SignalWatch {
 
   void restore() const { sigprocmask(SIG_SETMASK, &before_, nullptr); }
   int descriptor() const { return descriptor_.get(); }
+  explicit operator bool() const { return static_cast<bool>(descriptor_); }
 
   /// The signal that came; 0 for none.
   int take() const {
@@ -82,17 +76,17 @@ class SignalWatch {
 /// bubblewrap as a child. What it inherits besides the standard descriptors is opened for it in the child.
 class SandboxProcess {
  public:
-  SandboxProcess(const SandboxPlan &plan, const SignalWatch &signals) : information_(make_pipe()) {
-    const Descriptor nothing(open("/dev/null", O_RDONLY | O_CLOEXEC));
-    const Descriptor users = make_full_user_namespace();
-    const auto arguments =
-        sandbox_arguments(plan, {information_.write_end.get(), users.get(), nothing.get()});
-    process_ = fork();
-    if (process_ < 0) fail("no process can be made");
-    if (process_ == 0) become(arguments, {&nothing, &users}, signals);
-    ended_ = Descriptor(static_cast<int>(syscall(SYS_pidfd_open, process_, 0)));
-    lifeline_.close_inner_end();
-    information_.write_end = Descriptor();
+  static host::Result<std::unique_ptr<SandboxProcess>> start(const SandboxPlan &plan,
+                                                             const SignalWatch &signals) {
+    host::Result<Lifeline> lifeline = Lifeline::make();
+    if (!lifeline) return failed(std::move(lifeline));
+    host::Result<Pipe> information = make_pipe();
+    if (!information) return failed(std::move(information));
+    std::unique_ptr<SandboxProcess> sandbox(
+        new SandboxProcess(std::move(*lifeline), std::move(*information)));  // NOLINT: private constructor
+    if (host::Result<> forked = sandbox->start_child(plan, signals); !forked)
+      return failed(std::move(forked));
+    return sandbox;
   }
   ~SandboxProcess() {
     if (process_ <= 0) return;
@@ -135,6 +129,23 @@ class SandboxProcess {
   }
 
  private:
+  SandboxProcess(Lifeline lifeline, Pipe information)
+      : lifeline_(std::move(lifeline)), information_(std::move(information)) {}
+
+  host::Result<> start_child(const SandboxPlan &plan, const SignalWatch &signals) {
+    const Descriptor nothing(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    const Descriptor users = make_full_user_namespace();
+    const auto arguments =
+        sandbox_arguments(plan, {information_.write_end.get(), users.get(), nothing.get()});
+    process_ = fork();
+    if (process_ < 0) return host::errno_failure("no process can be made");
+    if (process_ == 0) become(arguments, {&nothing, &users}, signals);
+    ended_ = Descriptor(static_cast<int>(syscall(SYS_pidfd_open, process_, 0)));
+    lifeline_.close_inner_end();
+    information_.write_end = Descriptor();
+    return {};
+  }
+
   [[noreturn]] void become(const std::vector<std::string> &arguments,
                            std::initializer_list<const Descriptor *> inherited,
                            const SignalWatch &signals) const {
@@ -166,14 +177,19 @@ int supervise(SandboxProcess &sandbox, const SignalWatch &signals) {
 
 }  // namespace
 
-int run_sandboxed(const SandboxPlan &plan) {
+host::Result<int> run_sandboxed(const SandboxPlan &plan) {
   const SignalWatch signals;
+  if (!signals) return host::errno_failure("signals cannot be watched");
   const TerminalKeeper terminal;
   std::optional<LentInterfaces> lent;  // outlives the sandbox, so that what was lent comes back
-  SandboxProcess sandbox(plan, signals);
+  host::Result<std::unique_ptr<SandboxProcess>> started = SandboxProcess::start(plan, signals);
+  if (!started) return failed(std::move(started));
+  SandboxProcess &sandbox = **started;
   const auto inner = sandbox.inner_process();
-  if (!inner) throw host::Failure("bwrap could not make the sandbox; its own words stand above");
-  lent.emplace(plan.interfaces, *inner);
+  if (!inner) return host::failure("bwrap could not make the sandbox; its own words stand above");
+  host::Result<LentInterfaces> lending = LentInterfaces::lend(plan.interfaces, *inner);
+  if (!lending) return failed(std::move(lending));
+  lent.emplace(std::move(*lending));
   record_sandbox_process(plan.run_folder, *inner);
   sandbox.lifeline().signal_complete();
   return supervise(sandbox, signals);

@@ -21,6 +21,8 @@
 #include <string>
 #include <vector>
 
+#include "host/system/failure.h"
+
 namespace chassis {
 
 struct SandboxPlan {
@@ -35,6 +37,6 @@ struct SandboxPlan {
 /// Makes the sandbox, runs the command in it and takes everything down when the command ends or when this
 /// process is told to end (SIGINT, SIGTERM, SIGHUP). The command inherits a lifeline (lifeline.h).
 /// @return the command's exit status; 128 and the signal's number when a signal ended it
-int run_sandboxed(const SandboxPlan &plan);
+host::Result<int> run_sandboxed(const SandboxPlan &plan);
 
 }  // namespace chassis

@@ -5,9 +5,7 @@
 #include <sched.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 
 #include "host/chassis/sandbox/run_folder.h"
@@ -17,34 +15,35 @@
 namespace chassis {
 namespace {
 
-/// Whether this process is in a sandbox already; `refusal` says so when another one is meant.
-bool is_inside(const std::string &name, std::string &refusal) {
+/// Whether this process is in a sandbox already; a failure when another one is meant.
+host::Result<bool> is_inside(const std::string &name) {
   const char *own = std::getenv("CHASSIS_NAME");
   if (own == nullptr || std::getenv("OPAL_RUN_DIR") == nullptr) return false;
   if (!name.empty() && name != own)
-    refusal = fmt::format("this is inside the chassis '{}', from where '{}' cannot be seen", own, name);
+    return host::failure(
+        fmt::format("this is inside the chassis '{}', from where '{}' cannot be seen", own, name));
   return true;
 }
 
-std::string process_of(const std::string &name, pid_t &process) {
-  std::string chosen;
-  if (auto refusal = choose_chassis(name, chosen); !refusal.empty()) return refusal;
-  const auto found = sandbox_process(chosen);
-  if (!found) return fmt::format("the chassis '{}' is still starting; try again", chosen);
-  process = *found;
-  setenv("CHASSIS_NAME", chosen.c_str(), 1);
-  return "";
+/// A process of the chassis that is meant, whose name the environment then tells.
+host::Result<pid_t> process_of(const std::string &name) {
+  host::Result<std::string> chosen = choose_chassis(name);
+  if (!chosen) return failed(std::move(chosen));
+  const auto found = sandbox_process(*chosen);
+  if (!found) return host::failure(fmt::format("the chassis '{}' is still starting; try again", *chosen));
+  setenv("CHASSIS_NAME", chosen->c_str(), 1);
+  return *found;
 }
 
-std::string enter(pid_t process, const char *kind, int type) {
+host::Result<> enter(pid_t process, const char *kind, int type) {
   const std::string file = fmt::format("/proc/{}/ns/{}", process, kind);
   const host::Descriptor descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC));
   if (!descriptor || setns(descriptor.get(), type) != 0)
-    return fmt::format("the chassis's {} namespace cannot be entered: {}", kind, std::strerror(errno));
-  return "";
+    return host::errno_failure(fmt::format("the chassis's {} namespace cannot be entered", kind));
+  return {};
 }
 
-std::string enter_namespaces(pid_t process) {
+host::Result<> enter_namespaces(pid_t process) {
   struct Kind {
     const char *name;
     int type;
@@ -54,23 +53,25 @@ std::string enter_namespaces(pid_t process) {
   constexpr Kind kinds[] = {{"user", CLONE_NEWUSER}, {"net", CLONE_NEWNET}, {"ipc", CLONE_NEWIPC},
                             {"uts", CLONE_NEWUTS},   {"pid", CLONE_NEWPID}, {"mnt", CLONE_NEWNS}};
   for (const Kind &kind : kinds)
-    if (auto refusal = enter(process, kind.name, kind.type); !refusal.empty()) return refusal;
-  return "";
+    if (host::Result<> entered = enter(process, kind.name, kind.type); !entered) return entered;
+  return {};
 }
 
 }  // namespace
 
-std::string enter_sandbox(const std::string &name) {
-  std::string refusal;
-  if (is_inside(name, refusal)) return refusal;
-  pid_t process = 0;
-  if (refusal = process_of(name, process); !refusal.empty()) return refusal;
+host::Result<> enter_sandbox(const std::string &name) {
+  host::Result<bool> inside = is_inside(name);
+  if (!inside) return failed(std::move(inside));
+  if (*inside) return {};
+  host::Result<pid_t> process = process_of(name);
+  if (!process) return failed(std::move(process));
   std::error_code ignored;
   const auto current = std::filesystem::current_path(ignored);
-  if (refusal = enter_namespaces(process); !refusal.empty()) return refusal;
-  if (chdir(current.c_str()) != 0 && chdir("/") != 0) return "the sandbox has no folder to work in";
+  if (host::Result<> entered = enter_namespaces(*process); !entered) return entered;
+  if (chdir(current.c_str()) != 0 && chdir("/") != 0)
+    return host::failure("the sandbox has no folder to work in");
   setenv("OPAL_RUN_DIR", inside_run_folder, 1);
-  return "";
+  return {};
 }
 
 }  // namespace chassis

@@ -3,13 +3,14 @@
 
 #include <string>
 
+#include "host/system/failure.h"
+
 namespace chassis {
 
 /// Brings this (single-threaded) process into the sandbox of a running chassis: its files, its network, and
 /// the environment that commands find there. Processes that it forks afterwards belong to the sandbox and end
 /// with it. Does nothing when the process is in it already.
 /// @param name of the chassis; "" for the only one that runs
-/// @return "" or one sentence that says why not
-std::string enter_sandbox(const std::string &name);
+[[nodiscard]] host::Result<> enter_sandbox(const std::string &name);
 
 }  // namespace chassis

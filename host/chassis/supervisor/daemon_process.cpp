@@ -72,10 +72,10 @@ std::string describe(const ExitStatus &status) {
   return fmt::format("was ended by signal {} ({})", status.number, strsignal(status.number));
 }
 
-std::unique_ptr<DaemonProcess> DaemonProcess::start(asio::io_context &loop,
-                                                    const std::filesystem::path &program,
-                                                    const std::filesystem::path &run_folder,
-                                                    const std::filesystem::path &log, std::string &why) {
+host::Result<std::unique_ptr<DaemonProcess>> DaemonProcess::start(asio::io_context &loop,
+                                                                  const std::filesystem::path &program,
+                                                                  const std::filesystem::path &run_folder,
+                                                                  const std::filesystem::path &log) {
   const SpawnPlan plan(log);
   std::vector<std::string> arguments{program.string()};
   std::vector<std::string> environment = environment_with(run_folder);
@@ -84,16 +84,16 @@ std::unique_ptr<DaemonProcess> DaemonProcess::start(asio::io_context &loop,
       posix_spawn(&pid, program.c_str(), plan.actions(), plan.attributes(),
                   host::argument_pointers(arguments).data(), host::argument_pointers(environment).data());
   if (error != 0) {
-    why = fmt::format("cannot start {}: {}", program.string(), strerror(error));
-    return nullptr;
+    return host::failure(host::errno_cause(error),
+                         fmt::format("cannot start {}: {}", program.string(), strerror(error)));
   }
   // The child cannot be collected by anyone before this: only its parent may, and that is here.
   Descriptor process(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
   if (!process) {
-    why = fmt::format("cannot watch process {}: {}", pid, strerror(errno));
+    host::Failed unwatched = host::errno_failure(fmt::format("cannot watch process {}", pid));
     kill(pid, SIGKILL);
     waitpid(pid, nullptr, 0);
-    return nullptr;
+    return unwatched;
   }
   return std::unique_ptr<DaemonProcess>(
       new DaemonProcess(loop, pid, std::move(process)));  // NOLINT: private constructor

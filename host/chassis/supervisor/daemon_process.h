@@ -15,6 +15,7 @@
 #include <string>
 
 #include "host/system/descriptor.h"
+#include "host/system/failure.h"
 
 namespace chassis {
 
@@ -33,10 +34,11 @@ class DaemonProcess {
  public:
   using OnExit = std::function<void(ExitStatus)>;
 
-  /// Starts the program. @return nothing on failure; `why` is then one sentence
-  static std::unique_ptr<DaemonProcess> start(asio::io_context &loop, const std::filesystem::path &program,
-                                              const std::filesystem::path &run_folder,
-                                              const std::filesystem::path &log, std::string &why);
+  /// Starts the program.
+  static host::Result<std::unique_ptr<DaemonProcess>> start(asio::io_context &loop,
+                                                            const std::filesystem::path &program,
+                                                            const std::filesystem::path &run_folder,
+                                                            const std::filesystem::path &log);
 
   /// Kills the process when it still runs, and waits until it is gone.
   ~DaemonProcess();

@@ -90,18 +90,21 @@ std::string Supervisor::startup_uri() const {
   return fmt::format("file://{}/stores/startup/", paths_.run_folder.string());
 }
 
-std::string Supervisor::start() {
+host::Result<> Supervisor::start() {
   if (access(paths_.daemon.c_str(), X_OK) != 0) {
-    return fmt::format("the daemon {} is not a program that can be started", paths_.daemon.string());
+    return host::failure(
+        fmt::format("the daemon {} is not a program that can be started", paths_.daemon.string()));
   }
   for (const char *kind : {"running", "startup"}) {
     std::error_code error;
     const auto folder = paths_.run_folder / "stores" / kind;
     std::filesystem::create_directories(folder, error);
-    if (error) return fmt::format("cannot make the folder {}: {}", folder.string(), error.message());
+    if (error)
+      return host::failure(error,
+                           fmt::format("cannot make the folder {}: {}", folder.string(), error.message()));
   }
   launch();
-  return "";
+  return {};
 }
 
 void Supervisor::stop() {
@@ -130,9 +133,9 @@ void Supervisor::launch() {
   std::error_code no_log_yet;
   log_start_ = std::filesystem::file_size(log_of(paths_), no_log_yet);
   if (no_log_yet) log_start_ = 0;
-  std::string why;
-  process_ = DaemonProcess::start(loop_, paths_.daemon, paths_.run_folder, log_of(paths_), why);
-  if (!process_) return after_end(why);
+  auto started = DaemonProcess::start(loop_, paths_.daemon, paths_.run_folder, log_of(paths_));
+  if (!started) return after_end(started.error().what);
+  process_ = std::move(*started);
   journal_.line(fmt::format("tesk started as process {} (start {})", process_->pid(), starts_));
   process_->on_exit([this](ExitStatus status) { ended(status); });
   expect(settings_.start_bound, fmt::format("did not serve within {}", settings_.start_bound));

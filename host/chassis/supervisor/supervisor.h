@@ -73,8 +73,7 @@ class Supervisor : public Service {
   ~Supervisor() override;
 
   /// Makes the stores' folders and starts the daemon, its endpoint being bound.
-  /// @return "" or one sentence
-  std::string start();
+  [[nodiscard]] host::Result<> start();
 
   /// Ends the daemon and waits until it is gone.
   void stop();

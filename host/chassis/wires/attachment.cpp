@@ -22,32 +22,34 @@ namespace {
 
 FrameBuffer wire_buffer;
 
-void set_option(const host::Descriptor &socket, int option, const void *value, socklen_t length) {
+host::Result<> set_option(const host::Descriptor &socket, int option, const void *value, socklen_t length) {
   if (setsockopt(socket.get(), SOL_PACKET, option, value, length) != 0)
-    throw host::Failure(
-        fmt::format("a packet socket's option {} is refused: {}", option, std::strerror(errno)));
+    return host::errno_failure(fmt::format("a packet socket's option {} is refused", option));
+  return {};
 }
 
-host::Descriptor open_packet_socket(const std::string &interface) {
+host::Result<host::Descriptor> open_packet_socket(const std::string &interface) {
   const unsigned index = if_nametoindex(interface.c_str());
-  if (index == 0) throw host::Failure(fmt::format("there is no interface {} to attach a port to", interface));
+  if (index == 0)
+    return host::failure(fmt::format("there is no interface {} to attach a port to", interface));
   host::Descriptor socket(::socket(AF_PACKET, SOCK_RAW | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-  if (!socket)
-    throw host::Failure(fmt::format("no packet socket on {}: {}", interface, std::strerror(errno)));
+  if (!socket) return host::errno_failure(fmt::format("no packet socket on {}", interface));
   const int on = 1;
-  set_option(socket, PACKET_AUXDATA, &on, sizeof on);
-  set_option(socket, PACKET_IGNORE_OUTGOING, &on, sizeof on);
   packet_mreq everything{};
   everything.mr_ifindex = static_cast<int>(index);
   everything.mr_type = PACKET_MR_PROMISC;
-  set_option(socket, PACKET_ADD_MEMBERSHIP, &everything, sizeof everything);
+  host::Result<> set =
+      set_option(socket, PACKET_AUXDATA, &on, sizeof on)
+          .and_then([&] { return set_option(socket, PACKET_IGNORE_OUTGOING, &on, sizeof on); })
+          .and_then(
+              [&] { return set_option(socket, PACKET_ADD_MEMBERSHIP, &everything, sizeof everything); });
+  if (!set) return failed(std::move(set));
   sockaddr_ll address{};
   address.sll_family = AF_PACKET;
   address.sll_protocol = htons(ETH_P_ALL);
   address.sll_ifindex = static_cast<int>(index);
   if (bind(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
-    throw host::Failure(
-        fmt::format("interface {} cannot be listened to: {}", interface, std::strerror(errno)));
+    return host::errno_failure(fmt::format("interface {} cannot be listened to", interface));
   return socket;
 }
 
@@ -67,15 +69,24 @@ std::optional<std::uint16_t> tag_beside(const msghdr &message) {
 
 }  // namespace
 
-Attachment::Attachment(asio::io_context &loop, const std::string &interface, FromWire from_wire)
-    : interface_(interface), from_wire_(std::move(from_wire)), socket_(open_packet_socket(interface)) {
-  set_link_up(interface_, true);
+host::Result<std::unique_ptr<Attachment>> Attachment::make(asio::io_context &loop,
+                                                           const std::string &interface, FromWire from_wire) {
+  host::Result<host::Descriptor> socket = open_packet_socket(interface);
+  if (!socket) return failed(std::move(socket));
+  if (host::Result<> up = set_link_up(interface, true); !up) return failed(std::move(up));
+  return std::unique_ptr<Attachment>(new Attachment(  // NOLINT: private constructor
+      loop, interface, std::move(from_wire), std::move(*socket)));
+}
+
+Attachment::Attachment(asio::io_context &loop, const std::string &interface, FromWire from_wire,
+                       host::Descriptor socket)
+    : interface_(interface), from_wire_(std::move(from_wire)), socket_(std::move(socket)) {
   watch_.emplace(loop, socket_.get(), [this] { return read_one(); });
 }
 
 void Attachment::deliver(FrameView frame) { (void)!write(socket_.get(), frame.data(), frame.size()); }
 
-void Attachment::set_link(bool up) { set_link_up(interface_, up); }
+host::Result<> Attachment::set_link(bool up) { return set_link_up(interface_, up); }
 
 ReadResult Attachment::read_one() {
   const auto place = wire_buffer.untagged_place();

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <asio/io_context.hpp>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -16,14 +17,17 @@ namespace chassis {
 
 class Attachment : public LinkPartner {
  public:
-  /// Takes the interface of this network namespace into service. Throws Failure.
-  Attachment(asio::io_context &loop, const std::string &interface, FromWire from_wire);
+  /// Takes the interface of this network namespace into service.
+  static host::Result<std::unique_ptr<Attachment>> make(asio::io_context &loop, const std::string &interface,
+                                                        FromWire from_wire);
 
   void deliver(std::span<const std::byte> frame) override;
   /// The far end sees the interface itself go down or come up.
-  void set_link(bool up) override;
+  host::Result<> set_link(bool up) override;
 
  private:
+  Attachment(asio::io_context &loop, const std::string &interface, FromWire from_wire,
+             host::Descriptor socket);
   ReadResult read_one();
 
   std::string interface_;

@@ -9,7 +9,6 @@
 #include <ctime>
 
 #include "host/chassis/base/run_files.h"
-#include "host/system/failure.h"
 
 namespace chassis {
 namespace {
@@ -92,15 +91,23 @@ void CapturePoint::record(std::span<const std::byte> frame) {
   for (const auto &stream : streams_) stream->send(bytes);
 }
 
-CaptureServer::CaptureServer(asio::io_context &loop, const std::filesystem::path &run_folder)
-    : acceptor_(loop) {
+host::Result<std::unique_ptr<CaptureServer>> CaptureServer::listen(asio::io_context &loop,
+                                                                   const std::filesystem::path &run_folder) {
   const asio::local::stream_protocol::endpoint endpoint((run_folder / capture_socket).string());
+  asio::local::stream_protocol::acceptor acceptor(loop);
   asio::error_code error;
-  acceptor_.open(endpoint.protocol(), error);
-  if (!error) acceptor_.bind(endpoint, error);
-  if (!error) acceptor_.listen(asio::socket_base::max_listen_connections, error);
+  acceptor.open(endpoint.protocol(), error);
+  if (!error) acceptor.bind(endpoint, error);
+  if (!error) acceptor.listen(asio::socket_base::max_listen_connections, error);
   if (error)
-    throw host::Failure(fmt::format("{} cannot be listened at: {}", endpoint.path(), error.message()));
+    return host::failure(error,
+                         fmt::format("{} cannot be listened at: {}", endpoint.path(), error.message()));
+  return std::unique_ptr<CaptureServer>(
+      new CaptureServer(std::move(acceptor)));  // NOLINT: private constructor
+}
+
+CaptureServer::CaptureServer(asio::local::stream_protocol::acceptor acceptor)
+    : acceptor_(std::move(acceptor)) {
   accept();
 }
 

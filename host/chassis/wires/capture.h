@@ -19,6 +19,8 @@
 #include <string>
 #include <vector>
 
+#include "host/system/failure.h"
+
 namespace chassis {
 
 class CaptureStream;
@@ -41,8 +43,9 @@ class CapturePoint {
 
 class CaptureServer {
  public:
-  /// Listens at `run_folder`/capture. Throws Failure.
-  CaptureServer(asio::io_context &loop, const std::filesystem::path &run_folder);
+  /// Listens at `run_folder`/capture.
+  static host::Result<std::unique_ptr<CaptureServer>> listen(asio::io_context &loop,
+                                                             const std::filesystem::path &run_folder);
   ~CaptureServer();
   CaptureServer(const CaptureServer &) = delete;
   CaptureServer &operator=(const CaptureServer &) = delete;
@@ -51,6 +54,7 @@ class CaptureServer {
   CapturePoint &add_point(const std::string &name);
 
  private:
+  explicit CaptureServer(asio::local::stream_protocol::acceptor acceptor);
   void accept();
   void greet(std::shared_ptr<CaptureStream> stream, const std::string &name);
 

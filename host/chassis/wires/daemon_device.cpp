@@ -20,10 +20,19 @@ constexpr std::array<std::byte, 4> inband_prefix{std::byte{0}, std::byte{0}, std
 
 }  // namespace
 
-DaemonDevice::DaemonDevice(asio::io_context &loop, const std::string &name, FromDaemon from_daemon)
-    : from_daemon_(std::move(from_daemon)), descriptor_(make_tun(name, TunKind::with_protocol)) {
-  set_mtu(name, device_mtu);
-  set_link_up(name, true);
+host::Result<std::unique_ptr<DaemonDevice>> DaemonDevice::make(asio::io_context &loop,
+                                                               const std::string &name,
+                                                               FromDaemon from_daemon) {
+  host::Result<host::Descriptor> descriptor = make_tun(name, TunKind::with_protocol);
+  if (!descriptor) return failed(std::move(descriptor));
+  host::Result<> up = set_mtu(name, device_mtu).and_then([&] { return set_link_up(name, true); });
+  if (!up) return failed(std::move(up));
+  return std::unique_ptr<DaemonDevice>(new DaemonDevice(  // NOLINT: private constructor
+      loop, std::move(*descriptor), std::move(from_daemon)));
+}
+
+DaemonDevice::DaemonDevice(asio::io_context &loop, host::Descriptor descriptor, FromDaemon from_daemon)
+    : from_daemon_(std::move(from_daemon)), descriptor_(std::move(descriptor)) {
   watch_.emplace(loop, descriptor_.get(), [this] { return read_one(); });
 }
 

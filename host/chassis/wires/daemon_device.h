@@ -11,12 +11,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
 
 #include "host/chassis/base/watch.h"
 #include "host/system/descriptor.h"
+#include "host/system/failure.h"
 
 namespace chassis {
 
@@ -31,8 +33,9 @@ class DaemonDevice {
  public:
   using FromDaemon = std::function<void(std::span<const std::byte> frame)>;
 
-  /// Makes the device in this process's network namespace and brings it up. Throws Failure.
-  DaemonDevice(asio::io_context &loop, const std::string &name, FromDaemon from_daemon);
+  /// Makes the device in this process's network namespace and brings it up.
+  static host::Result<std::unique_ptr<DaemonDevice>> make(asio::io_context &loop, const std::string &name,
+                                                          FromDaemon from_daemon);
 
   /// @return whether the kernel took the frame
   bool send(std::span<const std::byte> frame);
@@ -40,6 +43,7 @@ class DaemonDevice {
   const DaemonDeviceCounters &counters() const { return counters_; }
 
  private:
+  DaemonDevice(asio::io_context &loop, host::Descriptor descriptor, FromDaemon from_daemon);
   ReadResult read_one();
 
   FromDaemon from_daemon_;

@@ -23,13 +23,14 @@ namespace chassis {
 
 class DataPlane {
  public:
-  /// Makes every device and namespace of the description. Throws Failure.
-  DataPlane(asio::io_context &loop, const Description &description, const std::filesystem::path &run_folder);
+  /// Makes every device and namespace of the description.
+  static host::Result<std::unique_ptr<DataPlane>> make(asio::io_context &loop, const Description &description,
+                                                       const std::filesystem::path &run_folder);
   ~DataPlane();
 
   Fabric &fabric() { return fabric_; }
   /// The far end of a port's wire sees its link go up or down.
-  void set_link(AsicPort port, bool up);
+  [[nodiscard]] host::Result<> set_link(AsicPort port, bool up);
 
   /// What passed the daemon's devices, port by port.
   const InbandCounters &inband_counters() const { return inband_counters_; }
@@ -38,7 +39,11 @@ class DataPlane {
   nlohmann::json status() const;
 
  private:
-  void add_wires(asio::io_context &loop);
+  DataPlane(const Description &description, std::unique_ptr<CaptureServer> capture);
+  host::Result<> add_devices(asio::io_context &loop);
+  host::Result<> add_wires(asio::io_context &loop);
+  host::Result<std::unique_ptr<LinkPartner>> make_partner(asio::io_context &loop, const PortDescription &port,
+                                                          AsicPort asic, CapturePoint *point);
   FromWire into_fabric(AsicPort port, CapturePoint *point);
   void deliver_to_wire(AsicPort port, std::span<const std::byte> frame);
   void send_to_daemon(std::span<const std::byte> header_and_frame);
@@ -47,14 +52,14 @@ class DataPlane {
   void deliver_to_amm(std::span<const std::byte> frame);
 
   Description description_;
-  CaptureServer capture_;
+  std::unique_ptr<CaptureServer> capture_;
   CapturePoint &inband_point_, &management_point_, &amm_point_;
   std::array<CapturePoint *, asic_ports> wire_points_{};
   Fabric fabric_;
   InbandCounters inband_counters_;
   PortCounters management_;  ///< rx: sound frames from the AMM; tx: frames to it
-  DaemonDevice inband_device_;
-  DaemonDevice management_device_;
+  std::unique_ptr<DaemonDevice> inband_device_;
+  std::unique_ptr<DaemonDevice> management_device_;
   std::array<std::unique_ptr<LinkPartner>, asic_ports> partners_;
   std::unique_ptr<LinkPartner> amm_;
 };

@@ -6,6 +6,8 @@
 #include <functional>
 #include <span>
 
+#include "host/system/failure.h"
+
 namespace chassis {
 
 /// Takes a frame that the far end sent. The buffer holds asic_header_bytes free bytes, then the frame, which
@@ -22,7 +24,7 @@ class LinkPartner {
   /// Hands a tagged frame to the far end.
   virtual void deliver(std::span<const std::byte> frame) = 0;
   /// The far end sees its link go up or down.
-  virtual void set_link(bool up) = 0;
+  [[nodiscard]] virtual host::Result<> set_link(bool up) = 0;
 };
 
 }  // namespace chassis

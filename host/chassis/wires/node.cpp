@@ -33,38 +33,57 @@ struct Node::Device {
   std::optional<Watch> watch;
 };
 
-Node::Node(asio::io_context &loop, const NodeDescription &description, std::uint8_t station,
-           FromWire from_node)
-    : namespace_(description.name), from_node_(std::move(from_node)) {
-  add_trunk(loop, station);
-  for (const auto &access : description.access) add_access(loop, access, station);
-}
+Node::Node(NetNamespace net_namespace, FromWire from_node)
+    : namespace_(std::move(net_namespace)), from_node_(std::move(from_node)) {}
 
 Node::~Node() = default;
 
-void Node::add_trunk(asio::io_context &loop, std::uint8_t station) {
-  auto device = std::make_unique<Device>();
-  namespace_.run([&] {
-    device->descriptor = make_tun("trunk0", TunKind::ethernet);
-    set_mac("trunk0", mac_address(station, 0));
-    set_mtu("trunk0", trunk_mtu);
-    set_link_up("trunk0", true);
-  });
-  Device &kept = *devices_.emplace_back(std::move(device));
-  kept.watch.emplace(loop, kept.descriptor.get(), [this, &kept] { return read_trunk(kept); });
+host::Result<std::unique_ptr<Node>> Node::make(asio::io_context &loop, const NodeDescription &description,
+                                               std::uint8_t station, FromWire from_node) {
+  host::Result<NetNamespace> net_namespace = NetNamespace::make(description.name);
+  if (!net_namespace) return failed(std::move(net_namespace));
+  std::unique_ptr<Node> node(
+      new Node(std::move(*net_namespace), std::move(from_node)));  // NOLINT: private constructor
+  host::Result<> added = node->add_trunk(loop, station);
+  for (const auto &access : description.access)
+    if (added) added = node->add_access(loop, access, station);
+  if (!added) return failed(std::move(added));
+  return node;
 }
 
-void Node::add_access(asio::io_context &loop, const AccessInterface &access, std::uint8_t station) {
+host::Result<> Node::add_trunk(asio::io_context &loop, std::uint8_t station) {
+  auto device = std::make_unique<Device>();
+  host::Result<> made = namespace_.run([&]() -> host::Result<> {
+    host::Result<host::Descriptor> tun = make_tun("trunk0", TunKind::ethernet);
+    if (!tun) return failed(std::move(tun));
+    device->descriptor = std::move(*tun);
+    return set_mac("trunk0", mac_address(station, 0))
+        .and_then([] { return set_mtu("trunk0", trunk_mtu); })
+        .and_then([] { return set_link_up("trunk0", true); });
+  });
+  if (!made) return made;
+  Device &kept = *devices_.emplace_back(std::move(device));
+  kept.watch.emplace(loop, kept.descriptor.get(), [this, &kept] { return read_trunk(kept); });
+  return {};
+}
+
+host::Result<> Node::add_access(asio::io_context &loop, const AccessInterface &access, std::uint8_t station) {
   auto device = std::make_unique<Device>();
   device->vlan = access.vlan;
-  namespace_.run([&] {
-    device->descriptor = make_tun(access.name, TunKind::ethernet);
-    set_mac(access.name, mac_address(station, devices_.size()));
-    if (!access.address.empty()) set_address(access.name, access.address);
-    set_link_up(access.name, true);
+  host::Result<> made = namespace_.run([&]() -> host::Result<> {
+    host::Result<host::Descriptor> tun = make_tun(access.name, TunKind::ethernet);
+    if (!tun) return failed(std::move(tun));
+    device->descriptor = std::move(*tun);
+    return set_mac(access.name, mac_address(station, devices_.size()))
+        .and_then([&] {
+          return access.address.empty() ? host::Result<>() : set_address(access.name, access.address);
+        })
+        .and_then([&] { return set_link_up(access.name, true); });
   });
+  if (!made) return made;
   Device &kept = *devices_.emplace_back(std::move(device));
   kept.watch.emplace(loop, kept.descriptor.get(), [this, &kept] { return read_access(kept); });
+  return {};
 }
 
 ReadResult Node::read_trunk(Device &device) {
@@ -99,8 +118,10 @@ void Node::deliver(FrameView frame) {
     if (device->vlan == vlan) (void)!writev(device->descriptor.get(), parts, 2);
 }
 
-void Node::set_link(bool up) {
-  for (const auto &device : devices_) set_carrier(device->descriptor, up);
+host::Result<> Node::set_link(bool up) {
+  for (const auto &device : devices_)
+    if (host::Result<> set = set_carrier(device->descriptor, up); !set) return set;
+  return {};
 }
 
 }  // namespace chassis

@@ -24,17 +24,19 @@ namespace chassis {
 
 class Node : public LinkPartner {
  public:
-  /// Makes the namespace and its interfaces; their links are up. Throws Failure.
-  Node(asio::io_context &loop, const NodeDescription &description, std::uint8_t station, FromWire from_node);
+  /// Makes the namespace and its interfaces; their links are up.
+  static host::Result<std::unique_ptr<Node>> make(asio::io_context &loop, const NodeDescription &description,
+                                                  std::uint8_t station, FromWire from_node);
   ~Node() override;
 
   void deliver(std::span<const std::byte> frame) override;
-  void set_link(bool up) override;
+  host::Result<> set_link(bool up) override;
 
  private:
   struct Device;
-  void add_trunk(asio::io_context &loop, std::uint8_t station);
-  void add_access(asio::io_context &loop, const AccessInterface &access, std::uint8_t station);
+  Node(NetNamespace net_namespace, FromWire from_node);
+  host::Result<> add_trunk(asio::io_context &loop, std::uint8_t station);
+  host::Result<> add_access(asio::io_context &loop, const AccessInterface &access, std::uint8_t station);
   ReadResult read_trunk(Device &device);
   ReadResult read_access(Device &device);
 

@@ -16,6 +16,7 @@
 #include <thread>
 
 #include "host/system/descriptor.h"
+#include "tests/host/system/results.h"
 
 namespace chassis {
 namespace {
@@ -40,7 +41,7 @@ struct KlmDeviceTest : testing::Test {
     if (!refusal.empty()) GTEST_SKIP() << refusal;
     file = std::filesystem::temp_directory_path() / ("klm" + std::to_string(getpid()));
     std::ofstream(file) << "";
-    ASSERT_EQ(device->mount(file), "");
+    ASSERT_EQ(host::test::sentence_of(device->mount(file)), "");
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
     stop_read = host::Descriptor(ends[0]);
@@ -130,7 +131,7 @@ TEST_F(KlmDeviceTest, BadArgumentsAndRequestsGetTheErrnoThatFits) {
 
 TEST(KlmDeviceMount, AMissingFileIsToldInOneSentence) {
   KlmDevice device([](IfIndex) { return false; }, [](IfIndex, auto &) { return false; });
-  EXPECT_NE(device.mount("/nowhere/klm"), "");
+  EXPECT_NE(host::test::sentence_of(device.mount("/nowhere/klm")), "");
   EXPECT_EQ(device.fd(), -1);
 }
 

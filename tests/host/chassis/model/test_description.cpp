@@ -5,20 +5,22 @@
 
 #include <fstream>
 
+#include "tests/host/system/results.h"
+
 namespace chassis {
 namespace {
 
+using host::test::sentence_of;
+
 Description parse(const std::string &text) {
   auto result = parse_description(text, "lab.yaml");
-  const auto *error = std::get_if<DescriptionError>(&result);
-  EXPECT_EQ(error, nullptr) << error->what;
-  return error == nullptr ? std::get<Description>(std::move(result)) : Description{};
+  EXPECT_EQ(sentence_of(result), "");
+  return std::move(result).value_or(Description{});
 }
 
 std::string mistake(const std::string &text) {
   auto result = parse_description(text, "lab.yaml");
-  const auto *error = std::get_if<DescriptionError>(&result);
-  return error == nullptr ? "accepted" : error->what;
+  return result ? "accepted" : result.error().what;
 }
 
 TEST(Description, TheDefaultIsAnEightyTwoWithFourBlades) {
@@ -144,8 +146,7 @@ struct DescriptionFile : testing::Test {
   ~DescriptionFile() override { std::filesystem::remove(file); }
   std::string told() {
     auto result = read_description(file);
-    const auto *error = std::get_if<DescriptionError>(&result);
-    return error == nullptr ? "accepted" : error->what;
+    return result ? "accepted" : result.error().what;
   }
   std::filesystem::path file;
 };
@@ -165,14 +166,13 @@ TEST_F(DescriptionFile, AFileOverTheLimitIsRefused) {
 TEST_F(DescriptionFile, TheExamplesAreRight) {
   for (const char *name : {"default.yaml", "board83.yaml", "port-channel.yaml"}) {
     auto result = read_description(std::filesystem::path(EXAMPLES) / name);
-    const auto *error = std::get_if<DescriptionError>(&result);
-    EXPECT_EQ(error, nullptr) << error->what;
+    EXPECT_EQ(sentence_of(result), "");
   }
 }
 
 TEST(Description, TheDefaultExampleIsTheBuiltInDefault) {
   auto result = read_description(std::filesystem::path(EXAMPLES) / "default.yaml");
-  const auto &read = std::get<Description>(result);
+  const Description &read = result.value();
   const Description built_in = default_description();
   ASSERT_EQ(read.ports.size(), built_in.ports.size());
   for (std::size_t index = 0; index < read.ports.size(); ++index) {

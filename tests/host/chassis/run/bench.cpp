@@ -1,4 +1,5 @@
 #include "tests/host/chassis/run/bench.h"
+#include "tests/host/system/results.h"
 
 namespace chassis {
 
@@ -7,11 +8,11 @@ void Bench::start(Description description) {
   control_plane_ = std::make_unique<ControlPlane>(
       loop_, description, fabric_, klm_, ControlPlanePaths{folder_.path(), idle},
       ControlPlaneHooks{[this](AsicPort port, bool up) { carrier_changes_.emplace_back(port, up); },
-                    [this] { ++ready_; }, [this](const std::string &why) { failure_ = why; },
-                    [] {
-                      return nlohmann::json{{"inb0", {{"rx", 7}}}};
-                    }});
-  ASSERT_EQ(control_plane_->start(), "");
+                        [this] { ++ready_; }, [this](const std::string &why) { failure_ = why; },
+                        [] {
+                          return nlohmann::json{{"inb0", {{"rx", 7}}}};
+                        }});
+  ASSERT_EQ(host::test::sentence_of(control_plane_->start()), "");
   auto queue = bus::Socket::bind(folder_.path(), bus::address::tesk);
   ASSERT_TRUE(queue) << queue.error().cause.message();
   queue_ = std::move(*queue);

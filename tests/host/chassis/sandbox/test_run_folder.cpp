@@ -9,9 +9,12 @@
 #include <optional>
 
 #include "host/system/failure.h"
+#include "tests/host/system/results.h"
 
 namespace chassis {
 namespace {
+
+using host::test::sentence_of;
 
 struct RunFolderTest : testing::Test {
   RunFolderTest() : base(std::filesystem::temp_directory_path() / ("run" + std::to_string(getpid()))) {
@@ -23,19 +26,15 @@ struct RunFolderTest : testing::Test {
   }
 
   static std::string refusal_of(const std::string &name) {
-    try {
-      const RunFolder folder(name);
-      return "taken";
-    } catch (const host::Failure &failure) {
-      return failure.what;
-    }
+    const host::Result<RunFolder> folder = RunFolder::make(name);
+    return folder ? "taken" : folder.error().what;
   }
 
   std::filesystem::path base;
 };
 
 TEST_F(RunFolderTest, NothingStaysBehind) {
-  std::optional<RunFolder> folder(std::in_place, "lab");
+  std::optional<RunFolder> folder(RunFolder::make("lab").value());
   std::ofstream(folder->path() / "file") << "x";
   EXPECT_TRUE(std::filesystem::exists(base / "lab" / "file"));
   folder.reset();
@@ -43,7 +42,7 @@ TEST_F(RunFolderTest, NothingStaysBehind) {
 }
 
 TEST_F(RunFolderTest, ASecondChassisOfTheNameIsRefused) {
-  const RunFolder first("lab");
+  const RunFolder first = RunFolder::make("lab").value();
   EXPECT_EQ(refusal_of("lab"), "a chassis named 'lab' runs already; end it, or give this one another --name");
   EXPECT_EQ(refusal_of("other"), "taken");
 }
@@ -54,26 +53,23 @@ TEST_F(RunFolderTest, WhatAKilledChassisLeftIsClearedAndNotTakenForARunningOne) 
   std::ofstream(base / "lab" / "lock") << "";
   chmod(base.c_str(), 0700);
   EXPECT_TRUE(running_chassis().empty());
-  const RunFolder folder("lab");
+  const RunFolder folder = RunFolder::make("lab").value();
   EXPECT_FALSE(std::filesystem::exists(base / "lab" / "bus"));
   EXPECT_FALSE(sandbox_process("lab"));
 }
 
 TEST_F(RunFolderTest, TheChassisThatIsMeantIsFound) {
-  std::string chosen;
-  EXPECT_EQ(choose_chassis("", chosen), "no chassis runs; start one with: chassis run");
-  const RunFolder first("alpha");
-  EXPECT_EQ(choose_chassis("", chosen), "");
-  EXPECT_EQ(chosen, "alpha");
-  EXPECT_EQ(choose_chassis("gamma", chosen), "no chassis named 'gamma' runs; there are: alpha");
-  const RunFolder second("beta");
-  EXPECT_EQ(choose_chassis("", chosen), "several chassis run; choose one with --name: alpha, beta");
-  EXPECT_EQ(choose_chassis("beta", chosen), "");
-  EXPECT_EQ(chosen, "beta");
+  EXPECT_EQ(sentence_of(choose_chassis("")), "no chassis runs; start one with: chassis run");
+  const RunFolder first = RunFolder::make("alpha").value();
+  EXPECT_EQ(choose_chassis(""), "alpha");
+  EXPECT_EQ(sentence_of(choose_chassis("gamma")), "no chassis named 'gamma' runs; there are: alpha");
+  const RunFolder second = RunFolder::make("beta").value();
+  EXPECT_EQ(sentence_of(choose_chassis("")), "several chassis run; choose one with --name: alpha, beta");
+  EXPECT_EQ(choose_chassis("beta"), "beta");
 }
 
 TEST_F(RunFolderTest, ASandboxIsFoundOnceItIsAnnounced) {
-  const RunFolder folder("lab");
+  const RunFolder folder = RunFolder::make("lab").value();
   record_sandbox_process(folder.path(), 4711);
   EXPECT_FALSE(sandbox_process("lab"));
   announce_sandbox(folder.path());

@@ -4,6 +4,7 @@
 
 #include "opal/rcgen.h"
 #include "tests/host/chassis/run/bench.h"
+#include "tests/host/system/results.h"
 
 namespace chassis {
 namespace {
@@ -385,7 +386,8 @@ TEST_F(Bench, a_fault_that_does_not_exist_stops_the_start) {
   Description description = four_ports();
   description.faults = {"nonsense=refuse"};
   ControlPlane platform(loop_, description, fabric_, klm_, {folder_.path(), "/bin/true"}, {});
-  EXPECT_NE(platform.start().find("no service is called \"nonsense\""), std::string::npos);
+  EXPECT_NE(host::test::sentence_of(platform.start()).find("no service is called \"nonsense\""),
+            std::string::npos);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include "tests/host/chassis/base/run_until.h"
 #include "tests/host/system/files.h"
+#include "tests/host/system/results.h"
 #include "tests/host/system/temporary_folder.h"
 
 namespace chassis {
@@ -26,8 +27,8 @@ class Supervision : public ::testing::Test {
                                         {},
                                         [this](std::string why) { why_ = std::move(why); }},
                         settings);
-    ASSERT_EQ(supervisor_->endpoint().bind(folder_.path()), "");
-    ASSERT_EQ(supervisor_->start(), "");
+    ASSERT_EQ(host::test::sentence_of(supervisor_->endpoint().bind(folder_.path())), "");
+    ASSERT_EQ(host::test::sentence_of(supervisor_->start()), "");
   }
   void TearDown() override {
     if (supervisor_) supervisor_->stop();
@@ -187,7 +188,8 @@ TEST_F(Supervision, stop_leaves_no_process) {
 TEST_F(Supervision, a_missing_daemon_is_one_sentence) {
   Journal journal(folder_.path() / "chassis.log");
   Supervisor supervisor(loop_, faults_, journal, {folder_.path(), "/nowhere/tesk"}, {});
-  EXPECT_EQ(supervisor.start(), "the daemon /nowhere/tesk is not a program that can be started");
+  EXPECT_EQ(host::test::sentence_of(supervisor.start()),
+            "the daemon /nowhere/tesk is not a program that can be started");
 }
 
 }  // namespace

@@ -20,7 +20,7 @@ using LocalSocket = asio::local::stream_protocol::socket;
 struct CaptureTest : testing::Test {
   CaptureTest() : folder(std::filesystem::temp_directory_path() / ("capture" + std::to_string(getpid()))) {
     std::filesystem::create_directories(folder);
-    server.emplace(loop, folder);
+    server = CaptureServer::listen(loop, folder).value();
     point = &server->add_point("blade1");
     server->add_point("amm");
   }
@@ -53,7 +53,7 @@ struct CaptureTest : testing::Test {
 
   std::filesystem::path folder;
   asio::io_context loop;
-  std::optional<CaptureServer> server;
+  std::unique_ptr<CaptureServer> server;
   CapturePoint *point = nullptr;
 };
 
