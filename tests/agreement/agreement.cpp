@@ -11,7 +11,7 @@ namespace model {
 
 namespace {
 
-/** Keeps the failures that the stand-in reports, so that they can be judged and shrunk. */
+/** Collects the failures that the stand-in reports, so that the sequence can be judged and shrunk. */
 class Failures {
  public:
   std::string take() {
@@ -29,7 +29,7 @@ class Failures {
   int taken_ = 0;
 };
 
-/** The distribution of learnt addresses is shown in steps. */
+/** Step in which the distribution of learnt addresses is shown. */
 constexpr size_t addresses_step = 16;
 
 void note(Reach &reach, const Event &event, Model &model) {
@@ -72,7 +72,7 @@ std::optional<std::string> disagreement(const Sequence &sequence, Reach *reach) 
   Failures failures;
   if (reach != nullptr) ++reach->sequences;
   std::optional<std::string> found = disagreement(sequence, reach, failures);
-  const std::string at_the_end = failures.take();  // what the daemon left behind
+  const std::string at_the_end = failures.take();  // what the daemon leaves behind
   if (!found && !at_the_end.empty()) found = "at the end:\n" + at_the_end;
   return found;
 }

@@ -1,4 +1,4 @@
-/* Whether daemon and model agree over a whole sequence. */
+/* Checks that daemon and model agree over a whole sequence. */
 #pragma once
 
 #include <gtest/gtest.h>
@@ -11,7 +11,7 @@
 
 namespace model {
 
-/** What the events of a run reached: for people to judge whether a run was worth its time. */
+/** Which states the events of a run reached, so that people can judge whether the run was worth its time. */
 struct Reach {
   uint64_t sequences = 0;
   uint64_t events = 0;
@@ -19,18 +19,18 @@ struct Reach {
   uint64_t failing_allocations = 0;
   uint64_t frames_written = 0;
   std::map<std::string, uint64_t> kinds;
-  std::map<size_t, uint64_t> cin_vlans; /**< events at this many CIN VLANs */
-  std::map<size_t, uint64_t> ports;     /**< events at this many port contexts */
-  std::map<size_t, uint64_t> addresses; /**< events at this many learnt addresses */
+  std::map<size_t, uint64_t> cin_vlans; /**< number of CIN VLANs -> events in that state */
+  std::map<size_t, uint64_t> ports;     /**< number of port contexts -> events */
+  std::map<size_t, uint64_t> addresses; /**< number of learnt addresses -> events */
 };
 
 std::ostream &operator<<(std::ostream &stream, const Reach &reach);
 
 /** Plays a sequence on a fresh daemon and a fresh model.
- * @return where the two part and how, none when they agree to the end */
+ * @return where and how they first differ; nothing if they agree to the end */
 std::optional<std::string> disagreement(const Sequence &sequence, Reach *reach = nullptr);
 
-/** The fixture of a test that a failing run printed. */
+/** Fixture of the tests that failing runs print. */
 class Agreement : public testing::Test {
  protected:
   static void follow(const Sequence &sequence) {

@@ -16,7 +16,7 @@ namespace {
 constexpr uint32_t attribute_interfaces = 0x0ec20003;
 constexpr uint32_t attribute_vlans = 0x13030007;
 
-/** Learnt addresses from which on the daemon may ask for memory for an index of them. */
+/** From this many learnt addresses on, the daemon may allocate an index of them. */
 constexpr size_t addresses_of_an_index = 257;
 
 /* ---- messages ---- */
@@ -53,7 +53,7 @@ Message message_of(const ShowCounters &command) {
   return message_of_command({.id = 1, .attributes = attributes});
 }
 
-/** Prepares what the event brings; the model has not played it yet. */
+/** Prepares what the event needs, before the model plays it. */
 class Preparation {
  public:
   explicit Preparation(const Model &model) : model_(model) {}
@@ -125,7 +125,7 @@ class Preparation {
 
 /* ---- the platform's refusals ---- */
 
-/* Traces have their own tests; nothing is recorded of them here. */
+/* Traces have their own tests, so they are not recorded here. */
 void silence_traces() {
   when("tracekit_hist_event_subtype_check").returns(1);
   when("tracekit_chk_int").returns(0);
@@ -159,7 +159,7 @@ Ending make_a_pass() {
   return run([]() -> int { tesk_processing_loop(); });
 }
 
-/** What the operator reads on standard output. */
+/** What one pass prints on standard output for the operator. */
 std::string printed_in_a_pass(const Event &event) {
   const auto *enable = std::get_if<EnableRequest>(&event.happening);
   if (enable == nullptr || enable->state <= 1) {
@@ -185,7 +185,8 @@ std::string differing_frames(Model &model) {
   return "";
 }
 
-/** The memory of the daemon's index of many addresses is its own affair: none is refused then. */
+/** The event without a failing allocation if the daemon may index its addresses in it: the model knows no
+ * such index. */
 Event without_failing_index(const Event &event, const Model &model) {
   Event playable = event;
   const auto *stations = std::get_if<StationsAppear>(&event.happening);

@@ -1,8 +1,8 @@
 /* The real daemon, driven with the events of a sequence.
  *
- * A daemon lives from its construction to its destruction on a fresh stand-in, and keeps no trace of the one
- * before. An event is turned into what reaches a process: a message on its queue, frames on its sockets,
- * a refusal by its platform; then the daemon's own loop makes one pass. */
+ * A daemon lives from construction to destruction on a fresh stand-in; nothing of the previous daemon is
+ * left. An event becomes what reaches a process: a message on its queue, frames on its sockets, a refusal by
+ * its platform. Then the daemon's own loop makes one pass. */
 #pragma once
 
 #include "tests/model/event.h"
@@ -17,7 +17,7 @@ class Daemon : private DaemonTest {
   ~Daemon() override;
 
   /** Plays one event on the daemon and on the model, and compares the two.
-   * @return what differs; empty when nothing does */
+   * @return what differs; empty if nothing does */
   std::string play(const Event &event, Model &model);
 
  private:

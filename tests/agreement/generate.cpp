@@ -11,7 +11,7 @@ namespace {
 using rc::Gen;
 namespace gen = rc::gen;
 
-/** Everything in here draws from pools; the nominal size lets ranges be drawn in full. */
+/** All values here are drawn from pools. At the nominal size the whole of each range is drawn from. */
 constexpr int nominal_size = 100;
 
 template <class Element>
@@ -47,7 +47,7 @@ Gen<uint32_t> interface() {
                                        {1, any_of<uint32_t>(0x05000000u, 0x05000001u, 0x07000001u, 0u)}});
 }
 
-/** VLANs of which three share a chain with each other, and the next to last with the SoL VLAN's neighbour. */
+/** VLANs some of which share a chain: 5, 37, 69 and 101 with each other, 4063 with the SoL VLAN. */
 Gen<uint16_t> usual_vlan() {
   return any_of<uint16_t>(3, 5, 37, 69, 100, 101, 102, 103, 104, 105, 106, 107, 108, 109, 110, 111, 112, 4063,
                           4094);
@@ -160,7 +160,7 @@ Gen<Happening> bare_message() {
       gen::construct<BareMessage>(opcode, any_of<uint32_t>(0u, 1u, 3u, 4u, 11u, 100u)));
 }
 
-/* ---- surroundings ---- */
+/* ---- surroundings of the daemon ---- */
 
 Gen<Happening> channel_becomes() {
   const auto first =

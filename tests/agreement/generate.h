@@ -1,8 +1,8 @@
 /* Random sequences that reach interesting states.
  *
- * Numbers come from small pools, so that events meet: the same few ports, VLANs that share a chain, stations
- * that share a chain. Weights let a sequence fill up to 14 CIN VLANs and all ports; the odd ones (an unknown
- * interface, a VLAN that cannot be one, a stale token) are rare enough not to drown the rest. */
+ * Numbers come from small pools, so that events concern the same things: a few ports, VLANs and stations
+ * that share a chain. Weights let a sequence reach 14 CIN VLANs and all ports. Odd values (an unknown
+ * interface, an impossible VLAN, a stale token) are rare enough not to dominate. */
 #pragma once
 
 #include <rapidcheck.h>
@@ -11,7 +11,7 @@
 
 namespace model {
 
-/** Sequences of up to this many events. */
+/** Generates sequences of up to this many events. */
 rc::Gen<Sequence> sequences(int longest);
 
 }  // namespace model

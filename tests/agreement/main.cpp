@@ -1,8 +1,8 @@
-/* model_tests: GoogleTest's options, and
+/* model_tests: takes GoogleTest's options and
  *
- *     --sequences N   how many random sequences; 500 unless told, about 100,000 events
- *     --seed N        repeats a run; the fixed seed unless told
- *     --long          ten thousand sequences of a fresh seed */
+ *     --sequences N   number of random sequences (default 500, about 100,000 events)
+ *     --seed N        seed, to repeat a run (default: a fixed seed)
+ *     --long          run ten thousand sequences from a new seed */
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -17,7 +17,7 @@ struct Options {
   std::string sequences = "500";
 };
 
-/** @return what the user gave wrongly, empty when nothing */
+/** @return the first argument that is wrong; empty if there is none */
 std::string read_options(int count, char **arguments, Options &options) {
   for (int i = 1; i < count; ++i) {
     const std::string argument = arguments[i];

@@ -71,7 +71,7 @@ class Comparison {
     check_heap();
   }
 
-  /** An index of many addresses is one block more. */
+  /** Checks the number of live blocks. An index of many addresses is one block more. */
   void check_heap() {
     const bool may_have_index = state_.learnt.size() > 256;
     const size_t extra = standin::live_blocks() - model_.blocks();

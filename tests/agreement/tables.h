@@ -1,4 +1,4 @@
-/* The daemon's tables beside the model's state. */
+/* Compares the daemon's tables with the model's state. */
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 
 namespace model {
 
-/** @return a line for each difference; empty when there is none */
+/** @return one line per difference; empty if there is none */
 std::string differences(Model &model);
 
 }  // namespace model

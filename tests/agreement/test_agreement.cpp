@@ -1,4 +1,5 @@
-/* Sequences worth keeping: what a failing run printed, and states that random events reach only rarely. */
+/* Sequences worth keeping: those that failing runs printed, and those for states that random events rarely
+ * reach. */
 #include "tests/agreement/agreement.h"
 
 #include <iterator>
@@ -32,7 +33,7 @@ TEST_F(Agreement, AVlanWhoseStoreFailsStaysInTheTableUncounted) {
           }});
 }
 
-/** Ports 0 to `count` - 1 are up and all of them change their forwarding at once. */
+/** Ports 0 to `count` - 1 are up, and all change their forwarding states at once. */
 Sequence ports_forward(uint32_t count) {
   PortState up;
   CblChange forward;
@@ -74,7 +75,7 @@ TEST_F(Agreement, AFrameIsSentToWhereItsAddressWasLearnt) {
        }});
 }
 
-/** Stations of one pattern, over and over on two ports, of which one leaves. */
+/** Stations of one pattern appear again and again on two ports, and one port leaves. */
 Sequence many_stations(size_t pattern) {
   const auto first = static_cast<uint16_t>(pattern * stations_of_a_pattern);
   const auto at = [first](int number) { return static_cast<uint16_t>(first + number); };
@@ -100,7 +101,7 @@ TEST_F(Agreement, ManyStationsOfEveryPatternAreFound) {
   }
 }
 
-/** What a failing run prints is the text of a test. */
+/** A failing run prints the text of a test. */
 TEST(SequenceText, IsCPlusPlus) {
   const Sequence sequence{83,
                           {100},

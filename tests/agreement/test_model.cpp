@@ -1,4 +1,4 @@
-/* Random sequences: daemon and model are told the same and have to agree after every event. */
+/* Random sequences: daemon and model get the same events and must agree after each one. */
 #include <rapidcheck.h>
 
 #include <chrono>
@@ -24,7 +24,7 @@ struct Finding {
 std::optional<Finding> the_finding;
 Reach the_reach;
 
-/* Shrinking ends by letting every further attempt pass. */
+/* To end shrinking, every further attempt passes. */
 bool has_shrunk_enough() {
   return the_finding && std::chrono::steady_clock::now() - the_finding->since > longest_shrinking;
 }

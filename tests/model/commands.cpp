@@ -15,7 +15,7 @@ constexpr size_t most_counters = 21;
 constexpr size_t longest_list = 32;
 constexpr size_t failed_text_bytes = 128;
 
-/** Runs of a set of VLANs. */
+/** The runs of consecutive VLANs in a set. */
 Ranges runs_of(const VlanSet &vlans) {
   Ranges runs;
   for (const uint16_t vlan : vlans) {
@@ -28,7 +28,7 @@ Ranges runs_of(const VlanSet &vlans) {
   return runs;
 }
 
-/** The runs as people read them, as many as fit. */
+/** The runs as text for people, as many as fit. */
 std::string text_of(const VlanSet &vlans) {
   std::string text;
   for (const auto &[first, last] : runs_of(vlans)) {
@@ -42,7 +42,7 @@ std::string text_of(const VlanSet &vlans) {
 
 std::string named(uint32_t command_id) { return "command " + std::to_string(command_id); }
 
-/** Interface indexes of a range; none when its ends do not belong together. */
+/** Interface indexes of a range; none if its ends are of different kinds. */
 std::vector<uint32_t> interfaces_of(uint32_t lower, uint32_t upper) {
   const uint32_t type = lower >> 24;
   const bool is_known = type == 5 || type == 22 || type == 26;
@@ -90,7 +90,7 @@ void Model::configure(const CinCommand &cin) {
   VlanSet failed;
   bool has_failures = false;
   for (const auto &[lower, upper] : cin.vlans) {
-    if (upper >= lower && upper > last_vlan) has_failures = true;  // not one of them is looked at
+    if (upper >= lower && upper > last_vlan) has_failures = true;  // none of the run is tried
     for (uint32_t vlan = lower; vlan <= std::min(upper, last_vlan); ++vlan) {
       const bool is_done =
           cin.is_no_form ? delete_cin_vlan(vlan)
@@ -114,7 +114,7 @@ void Model::configure(const CinCommand &cin) {
   }
 }
 
-/* The answer carries the runs that failed; one that reaches the last VLAN is not among them. */
+/* The answer lists the runs that failed, except one that reaches the last VLAN. */
 void Model::answer_partly(const CinCommand &cin, const VlanSet &failed) {
   VlanSet listed = failed;
   listed.erase(0);
@@ -170,7 +170,7 @@ void Model::happens(const ShowCounters &show) {
 
     for (const auto &[interface, frames] : records) {
       platform_.say("cmd_rsp_attr_add", hex(0x14c20004u), hex(interface), 4);
-      for (uint32_t counter = 0; counter < 4; ++counter) {  // the device counts one more for each
+      for (uint32_t counter = 0; counter < 4; ++counter) {  // each is one more than the last
         platform_.say("cmd_rsp_attr_add", hex(0x14c20006u + counter), hex(frames == 0 ? 0 : frames + counter),
                       4);
       }
@@ -189,7 +189,7 @@ void Model::happens(const UnknownCommand &) {
 
 /* ---- configuration requests ---- */
 
-/* Every request is answered before it is looked at. */
+/* Every request is answered before it is examined. */
 void Model::acknowledge(uint32_t opcode) {
   platform_.ask("qbus_reply", queue_handle, "message " + shown(hex(opcode)), std::string("112 zero bytes"));
 }
@@ -215,7 +215,7 @@ void Model::happens(const EnableRequest &request) {
 
 /* ---- running configuration ---- */
 
-/* @return false when there is no memory */
+/* @return false if there is no memory */
 bool Model::list_vlans(uint32_t handle, const std::vector<int32_t> &records, std::vector<int32_t> &list) {
   if (!platform_.allocates()) return false;
   list = platform_.walk(handle, records, longest_list);

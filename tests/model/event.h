@@ -1,12 +1,12 @@
 /* What happens to the daemon, as data.
  *
- * A sequence is a board, the CIN VLANs of its running store, and events. An event means the same in every
- * state, so a sequence stays one when events are taken out of it: that is how a failing sequence is
- * shrunk. What depends on the state is named by its place in it ("the latest request for VLAN 100") and
- * looked up when the event is played.
+ * A sequence is a board, the CIN VLANs (chassis internal network) of its running store, and events. An event
+ * is valid in every state, so a sequence stays valid when events are removed: that is how a failing sequence
+ * is shrunk. What depends on the state is named relative to it ("the latest request for VLAN 100") and looked
+ * up when the event is played.
  *
- * Each event can have one operation of the platform refuse and one allocation fail. A sequence prints as
- * C++ (event_text.cpp), ready to be pasted into a test. */
+ * Each event can make one operation of the platform refuse and one allocation fail. A sequence prints as C++
+ * (event_text.cpp), ready to paste into a test. */
 #pragma once
 
 #include <cstdint>
@@ -50,15 +50,15 @@ struct VlansDeleted {
   std::vector<int32_t> vlans;
 };
 
-/** The port-index service answers the latest request for a VLAN, counted from `age` requests ago. */
+/** The port-index service answers the latest request for a VLAN, or with another token as `age` says. */
 struct LtlAnswer {
   uint16_t vlan;
-  uint32_t age = 0; /**< tokens before the VLAN's own: 0 is right, all others are stale or unknown */
+  uint32_t age = 0; /**< tokens before that of the latest request: 0 is right, all others are stale or unknown */
   bool is_allocation = true;
   bool is_response = true;
 };
 
-/** `vlan … cin`, and its "no" form. */
+/** The command `vlan … cin`, or its "no" form. */
 struct CinCommand {
   Ranges vlans;
   bool is_no_form = false;
@@ -66,13 +66,13 @@ struct CinCommand {
 };
 struct ShowCin {};
 struct ShowCounters {
-  Ranges interfaces = {}; /**< none: all */
+  Ranges interfaces = {}; /**< empty for all */
 };
 struct UnknownCommand {
   uint32_t id;
 };
 
-/** A message of the configuration interface: 112 bytes of header, then the body. */
+/** A message of the configuration interface: a header of 112 bytes, then the body. */
 struct DebugRequest {
   int32_t kind = 3;
   uint32_t data_size = 2;
@@ -96,13 +96,13 @@ struct FeatureAnswer {
   bool is_create;
 };
 
-/** A message that no handler knows, or a handler's message without what it should carry. */
+/** A message that no handler knows, or a known message without its payload. */
 struct BareMessage {
   uint32_t opcode;
   uint32_t payload_bytes = 0;
 };
 
-/** A message that the supervisor's library takes (1), wants dropped (0), or fails on. */
+/** A message that the supervisor's library handles (1), wants dropped (0), or fails on (others). */
 struct SupervisorMessage {
   int verdict;
 };
@@ -113,10 +113,10 @@ struct TraceMessage {};
 /** The queue is readable and empty. */
 struct EmptyQueue {};
 
-/** The supervisor has the configuration saved. */
+/** The supervisor requests that the configuration is saved. */
 struct Save {};
 
-/** A port-channel has got these members; the daemon is not told. */
+/** A port-channel has these members now; the daemon gets no notice of it. */
 struct ChannelBecomes {
   uint32_t channel;
   uint32_t first_operational = 0;
@@ -129,13 +129,14 @@ struct DeviceCounts {
   uint32_t frames;
 };
 
-/** A station's address: its number's upper four bits choose a pattern of addresses, the others count in it.
- * Those of the first pattern are 02:00:00:00, then the number in two bytes. Two numbers are groups. */
+/** A station's number stands for its address: the upper four bits choose an address pattern, the others count
+ * within it. Addresses of the first pattern are 02:00:00:00, then the number in two bytes. Two numbers are
+ * group addresses. */
 constexpr uint16_t stations_of_a_pattern = 0x1000;
 constexpr uint16_t broadcast_station = 0xffff;
 constexpr uint16_t group_station = 0xfffe;
 
-/** A frame on its way. In-band frames come behind a to-host header. */
+/** A frame that reaches the daemon. In-band frames have a to-host header in front. */
 struct Frame {
   bool is_inband = false;
   uint16_t vlan = 4095;
@@ -151,7 +152,7 @@ struct FramesArrive {
   std::vector<Frame> frames;
 };
 
-/** Many stations at once send a first frame from one port. */
+/** Many stations each send a first frame, all from one port. */
 struct StationsAppear {
   uint8_t ingress;
   uint16_t first;
@@ -164,10 +165,10 @@ using Happening = std::variant<LineCardOnline, PortState, CblChange, VlansDelete
                                FeatureAnswer, BareMessage, SupervisorMessage, TraceMessage, EmptyQueue, Save,
                                ChannelBecomes, DeviceCounts, FramesArrive, StationsAppear>;
 
-/** One call of the platform during an event answers otherwise than it should. */
+/** One call of the platform during an event answers with a failure. */
 struct Refusal {
   std::string operation;
-  unsigned call = 1; /**< counted from the event's begin */
+  unsigned call = 1; /**< counted from the start of the event */
   std::optional<int64_t> result = {};
   std::optional<int64_t> output = {};
 };
@@ -184,10 +185,10 @@ struct Sequence {
   std::vector<Event> events;
 };
 
-/** Name of what happens, for statistics. */
+/** Name of a happening, for statistics. */
 const char *name_of(const Happening &happening);
 
-/** The sequence as a test in C++. */
+/** Prints the sequence as a test in C++. */
 std::ostream &operator<<(std::ostream &stream, const Sequence &sequence);
 
 }  // namespace model

@@ -8,7 +8,7 @@ namespace model {
 
 namespace {
 
-/* ---- values as they stand in a C++ initialiser ---- */
+/* ---- values as in a C++ initialiser ---- */
 
 std::string text(bool value) { return value ? "true" : "false"; }
 std::string text(const std::string &value) { return '"' + value + '"'; }
@@ -23,7 +23,7 @@ std::string text(const std::optional<Value> &value) {
   return value ? text(*value) : "{}";
 }
 
-/** Interface indexes and opcodes are read in hex. */
+/** Writes interface indexes and opcodes in hex, as people read them. */
 std::string hex(uint32_t value) { return standin::shown(standin::hex(value)); }
 
 template <class... Parts>

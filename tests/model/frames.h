@@ -17,7 +17,7 @@ inline Mac station(uint16_t number) {
       number % stations_of_a_pattern);
 }
 
-/** The frame, behind its to-host header when it comes from the ASIC. */
+/** The frame, with a to-host header in front if it comes from the ASIC. */
 inline Bytes bytes_of(const Frame &frame) {
   Bytes bytes(frame.size);
   for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<uint8_t>(i * 7 + frame.source);

@@ -110,7 +110,7 @@ void Model::message(uint32_t opcode, const std::function<void()> &handler) {
   });
 }
 
-/* ---- messages without a topic of their own ---- */
+/* ---- messages of no other topic ---- */
 
 void Model::happens(const FeatureAnswer &answer) {
   message(answer.is_create ? 0x5c2d : 0x5c2e, [] {});
@@ -121,7 +121,7 @@ void Model::happens(const BareMessage &bare) {
   constexpr uint32_t enable = 0x20402;
   constexpr uint32_t vlans_deleted = 0x5c22;
   constexpr uint32_t deletion_bytes = 10;
-  if (bare.opcode == vlans_deleted)  // zero bytes name VLAN 0
+  if (bare.opcode == vlans_deleted)  // bytes of zero name VLAN 0
     return happens(VlansDeleted{std::vector<int32_t>(bare.payload_bytes / deletion_bytes, 0)});
   message(bare.opcode, [&] {
     if (bare.opcode == debug && bare.payload_bytes != 0) platform_.allocates();
@@ -150,7 +150,7 @@ void Model::happens(const EmptyQueue &) {
 
 void Model::happens(const Save &) { platform_.save(0x79); }
 
-/* ---- what the daemon is not told ---- */
+/* ---- changes of which the daemon gets no notice ---- */
 
 void Model::happens(const ChannelBecomes &channel) {
   platform_.channels[0x16000000 | channel.channel] = {channel.first_operational, channel.members};

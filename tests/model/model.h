@@ -1,10 +1,10 @@
 /* The model: the daemon once more, written to be read.
  *
- * It is told the same events as the daemon and calls its own platform. It was written from what the daemon
- * is to do, not from how the daemon does it, and shares no line with it; where the two disagree, one of
- * them is wrong. There is no tracing in it, no memory management, and no defence against a broken caller.
+ * It gets the same events as the daemon and calls its own platform. It was written from what the daemon must
+ * do, not from how the daemon does it, and shares no line with it. Where the two disagree, one of them is
+ * wrong. It has no tracing, no memory management, and no defence against a broken caller.
  *
- *   model.cpp     one pass of the loop, and who gets a message
+ *   model.cpp     one pass of the loop, and message dispatch
  *   kernel.cpp    dirty marks, pushes, synchronisation
  *   ports.cpp     port contexts, the port map, state and CBL notices
  *   vlans.cpp     the VLAN table, CIN VLANs, activation, answers and notices
@@ -29,11 +29,11 @@ class Model {
   const State &state() const { return state_; }
   Platform &platform() { return platform_; }
 
-  /** Descriptors that the last event found readable; none: there was no pass of the loop. */
+  /** Descriptors that were readable in the last event; empty if the loop made no pass. */
   const std::vector<int> &woken() const { return woken_; }
   bool made_a_pass() const { return made_a_pass_; }
 
-  /** Heap blocks that the daemon is to hold. */
+  /** Number of heap blocks that the daemon must hold. */
   size_t blocks() const;
 
   /** Token of a VLAN's latest request. */

@@ -1,8 +1,8 @@
-/* The platform around the model: what it is asked, what it answers, what it keeps.
+/* The platform around the model: its calls, its answers, its state.
  *
  * Every operation writes the line that the recording stand-in writes for the same call, and answers as the
- * stand-in does, refusals included. So the model's calls and the daemon's can be laid side by side. Kept
- * are the stores, the port-channels, the frames that wait to be read, and what the kernel device holds. */
+ * stand-in does, refusals included. So the model's calls can be compared with the daemon's. The state is the
+ * stores, the port-channels, the frames that wait to be read, and the contents of the kernel device. */
 #pragma once
 
 #include <array>
@@ -29,7 +29,7 @@ struct Channel {
   std::vector<uint32_t> members = {};
 };
 
-/** A port as the kernel device knows it: the lowest 15 VLANs, each with whether the port forwards in it. */
+/** A port as the kernel device knows it: its lowest 15 VLANs, and whether the port forwards in each. */
 struct DevicePort {
   uint8_t type = 0;
   uint8_t asic = 0;
@@ -37,18 +37,18 @@ struct DevicePort {
   bool operator==(const DevicePort &) const = default;
 };
 
-/** Which of the two directions' sockets. */
+/** The two sockets, one for each side. */
 enum class Side { inband, management };
 
 class Platform {
  public:
-  /** What the next event is refused. */
+  /** Sets what the platform refuses during the next event. */
   void begin_event(const Event &event);
 
-  /** The calls since the last look. */
+  /** The calls since the last call of this function. */
   standin::Lines take_lines() { return std::exchange(lines_, {}); }
 
-  /** Whether memory is given; each call counts. */
+  /** Counts an allocation. @return whether it succeeds */
   bool allocates();
 
   template <class... Arguments>
@@ -58,17 +58,17 @@ class Platform {
     lines_.emplace_back(std::string(operation) + "(" + list + ")");
   }
 
-  /** Counts a call that leaves no line. @return the refusal that governs it, null for none */
+  /** Counts a call that leaves no line. @return the refusal that applies to it, null if there is none */
   const Refusal *met(std::string_view operation);
 
-  /** Says a call and counts it. */
+  /** Records a call and counts it. @return the refusal that applies to it, null if there is none */
   template <class... Arguments>
   const Refusal *ask(std::string_view operation, const Arguments &...arguments) {
     say(operation, arguments...);
     return met(operation);
   }
 
-  /** Says a call. @return whether it succeeds */
+  /** Records a call and counts it. @return whether it succeeds */
   template <class... Arguments>
   bool does(std::string_view operation, const Arguments &...arguments) {
     const Refusal *refusal = ask(operation, arguments...);
@@ -92,7 +92,7 @@ class Platform {
   std::vector<int32_t> walk(uint32_t handle, const std::vector<int32_t> &records, size_t limit);
   uint32_t save(uint32_t opcode);
 
-  /** @return the handle, 0 on failure with the code that says why */
+  /** @return the handle; 0 on failure, with the reason in `code` */
   uint32_t open_startup(uint32_t &code);
 
   /* ---- the kernel device ---- */
@@ -106,7 +106,7 @@ class Platform {
   std::optional<int> open_socket();
   std::optional<Bytes> read(int descriptor, size_t size, Side side);
 
-  /** @return what the system says it wrote, cut to 16 bits */
+  /** @return the result of the write, cut to 16 bits */
   uint16_t write(int descriptor, const Bytes &bytes);
 
   std::map<uint32_t, Channel> channels;
@@ -114,11 +114,11 @@ class Platform {
   std::optional<std::vector<int32_t>> startup_store;
   std::map<uint32_t, DevicePort> device_ports;
   std::map<uint16_t, uint32_t> device_vlans;
-  std::set<uint32_t> undelivered_ports; /**< whose last push the device refused */
+  std::set<uint32_t> undelivered_ports; /**< ports whose last push the device refused */
   std::set<uint16_t> undelivered_vlans;
   std::map<uint32_t, uint32_t> device_counts;
   std::array<std::deque<Bytes>, 2> waiting;
-  std::map<int, std::vector<Bytes>> written; /**< since the event's begin, by descriptor */
+  std::map<int, std::vector<Bytes>> written; /**< since the start of the event, by descriptor */
 
  private:
   std::optional<uint32_t> ltl_request(const Refusal *refusal);

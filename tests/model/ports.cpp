@@ -20,13 +20,13 @@ bool is_known(uint32_t interface) {
   return type == type_port_channel || type == type_ethernet || type == type_management;
 }
 
-/** Ports and port-channels by their number, everything else in the first chain. */
+/** The chain of an interface: by number for ports and port-channels, the first one for everything else. */
 size_t chain_of(uint32_t interface) {
   const uint8_t type = type_of(interface);
   return type == type_port_channel || type == type_ethernet ? (interface & 0xffff) % 32 : 0;
 }
 
-/** Uplinks of the board that has any. */
+/** Whether a port is an uplink, on the board that has uplinks. */
 bool is_uplink(uint8_t asic) { return (asic >= 4 && asic <= 6) || (asic >= 14 && asic <= 16); }
 
 }  // namespace
@@ -42,7 +42,7 @@ Port *Model::port_of(uint32_t interface) {
   return entry != nullptr && entry->port ? &*entry->port : nullptr;
 }
 
-/* A port-channel has the ASIC port of its first operational member. */
+/* A port-channel uses the ASIC port of its first operational member. */
 std::optional<uint8_t> Model::asic_port_of(uint32_t interface) {
   if (!is_known(interface)) return std::nullopt;
   if (type_of(interface) == type_port_channel) {

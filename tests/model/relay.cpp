@@ -26,7 +26,7 @@ Mac mac_at(const Bytes &frame, size_t offset) {
   return mac;
 }
 
-/** The header of a frame to the ASIC: CE, a tag in the frame, and where it goes. */
+/** The header of a frame to the ASIC: CE bit, tag bit, VLAN and destination. */
 std::array<uint8_t, header_bytes> from_host_header(uint16_t vlan, uint32_t ports, bool is_flood) {
   std::array<uint8_t, header_bytes> header{};
   const auto set = [&](size_t byte, uint32_t bits) {
@@ -50,7 +50,7 @@ void Model::happens(const LineCardOnline &) {
   });
 }
 
-/* @return the socket; on failure it and the other one are closed, but for one case that leaks */
+/* @return the socket; on failure this one and the other one are closed, except in one case that leaks */
 std::optional<int> Model::open_device(const char *name, int interface, std::optional<int> other) {
   const auto close = [this](int descriptor) { platform_.say("close", descriptor); };
   const std::optional<int> socket = platform_.open_socket();

@@ -1,7 +1,7 @@
-/* What the daemon knows, said in the model's own words.
+/* What the daemon knows, in the model's own terms.
  *
  * Ports and VLANs are kept in the order in which the daemon walks them: 32 chains by number, the newest
- * first. Everything else is a plain map or a set: no observer sees the order of learnt addresses. */
+ * entry first. Everything else is a plain map or set: the order of learnt addresses cannot be observed. */
 #pragma once
 
 #include <array>
@@ -41,7 +41,8 @@ struct Port {
   uint32_t bit() const { return asic < 32 ? 1u << asic : 0; }
 };
 
-/** An interface's place in the table; the port is absent when it could not join the SoL VLAN. */
+/** An interface's entry in the table. The port is absent if it could not join the SoL VLAN (serial
+ * over LAN). */
 struct PortEntry {
   uint32_t interface = 0;
   std::optional<Port> port = {};

@@ -53,7 +53,7 @@ void Model::refuse(uint16_t number) {
   mark(state_.management);
 }
 
-/* ---- in the switch and out of it ---- */
+/* ---- activation in the switch ---- */
 
 bool Model::activate(Vlan &vlan) {
   const std::optional<uint32_t> token = platform_.request_ltl(vlan.number);
@@ -123,7 +123,7 @@ bool Model::delete_cin_vlan(int64_t number) {
   return remove_vlan(*vlan);
 }
 
-/* What the command and the VLAN manager's notice have in common. */
+/* The part that the command and the VLAN manager's notice share. */
 bool Model::remove_vlan(Vlan &vlan) {
   const uint16_t number = vlan.number;
   each(state_.ports, [&](PortEntry &entry) {

@@ -1,6 +1,5 @@
-/* Station addresses in the patterns that networks have, and some that they hardly have. An address is a
- * function of the pattern and a number below 2^22; different numbers have different addresses, all of them
- * unicast. */
+/* Station addresses in patterns that networks have, and in some that are rare. An address is a function of
+ * the pattern and a number below 2^22. Different numbers have different addresses; all are unicast. */
 #pragma once
 
 #include <array>
@@ -21,7 +20,7 @@ inline Mac mac_of(uint64_t value) {
   return mac;
 }
 
-/** Numbers of so many bits, each onto another one, in no order. */
+/** Maps each number of `bits` bits to a different one, in no visible order. */
 inline uint64_t shuffled(uint64_t number, unsigned bits) {
   const uint64_t mask = (uint64_t{1} << bits) - 1;
   for (const uint64_t odd : {0xbf58476d1ce4e5b9U, 0x94d049bb133111ebU, 0xd6e8feb86659fd93U}) {
@@ -39,7 +38,7 @@ inline Mac steps_of_16(uint32_t number) { return step(number, 16); }
 inline Mac steps_of_256(uint32_t number) { return step(number, 256); }
 inline Mac one_vendor(uint32_t number) { return mac_of(uint64_t{0x00a0c9} << 24 | shuffled(number, 24)); }
 
-/** Seven bits of the first byte, for the eighth is that of groups. */
+/** Varies seven bits of the first byte, because the eighth marks group addresses. */
 inline Mac many_vendors(uint32_t number) {
   const uint64_t prefix = shuffled(number, 23);
   return mac_of((prefix >> 16) << 41 | (prefix & 0xffff) << 24 | 0x334455);
@@ -58,5 +57,5 @@ inline constexpr AddressPattern address_patterns[] = {
     {"one_vendor", address_pattern::one_vendor},   {"many_vendors", address_pattern::many_vendors},
     {"random", address_pattern::random},           {"one_chain", address_pattern::one_chain}};
 
-/** How many addresses a table is tried with. */
+/** Table sizes to test and measure with. */
 inline constexpr uint32_t address_counts[] = {20, 250, 256, 440, 890, 1000, 10'000, 100'000};

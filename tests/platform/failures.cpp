@@ -16,7 +16,7 @@ namespace {
 
 constexpr int64_t null = 0;
 
-/** An output that is no payload. */
+/** Output that stands for no payload. */
 constexpr int64_t no_payload = -1;
 
 constexpr Failure all_failures[] = {
@@ -28,7 +28,7 @@ constexpr Failure all_failures[] = {
     {"qbus_reply", -1, ECONNREFUSED, {}},
     {"qbus_payload_size_get", 0, 0, {}},
     {"fu_qbus_send", -1, ECONNREFUSED, {}},
-    // supervisor and timer; an answer of 2 is none that the program knows
+    // supervisor and timer; the program does not know an answer of 2
     {"overseer_handshake", 1, 0, {}},
     {"overseer_conditional_srv_was_handshake_done", 0, 0, {}},
     {"overseer_condition_verified", 1, 0, {}},
@@ -118,7 +118,8 @@ constexpr Failure all_failures[] = {
     {"system", 256, 0, {}},
 };
 
-/** They read something, or switch something in the program's own library, or are the daemon's own. */
+/** Operations that only read, that switch something in the program's own library, or that belong to the
+ * daemon. */
 constexpr std::string_view without_failure[] = {
     "bitset_clear",
     "bitset_clear_bit",

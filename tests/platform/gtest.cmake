@@ -1,4 +1,4 @@
-# GoogleTest: the packaged libraries, or, for the target, the package's sources built for it.
+# GoogleTest: the packaged libraries; for the target, the package's sources, built here.
 if(NOT CMAKE_CROSSCOMPILING)
   find_package(GTest REQUIRED)
 elseif(NOT TARGET GTest::gtest)

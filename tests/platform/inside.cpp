@@ -1,5 +1,5 @@
-/* Operations of the daemon itself that its own state never lets fail: they run for real, and a test can make
- * one of them fail all the same, to see what its caller makes of it. */
+/* Operations of the daemon itself that cannot fail in any state it reaches. The real ones run, and a test can
+ * make one of them fail all the same, to see how its caller handles that. */
 #include "tests/platform/really.h"
 
 #include "tesk/tesk_cli.h"
@@ -10,7 +10,8 @@
 
 using standin::really;
 
-// The linker's names for what the daemon calls and for what it gets, of one function by its encoded name.
+// The linker's names, by a function's encoded name: the real function that the daemon names in its call, and
+// the wrapper that the call reaches.
 #define REAL(encoded) asm("__real_" encoded)
 #define WRAP(encoded) asm("__wrap_" encoded)
 

@@ -1,4 +1,4 @@
-/* Bit sets, interface indexes and result codes answer for real; a test can make one of their operations
+/* Bit sets, interface indexes and result codes: the real operations run, and a test can make one of them
  * fail. */
 #include "opal/bitset.h"
 #include "opal/if_index.h"
@@ -62,7 +62,7 @@ void __wrap_bitset_copy(void *destination, const void *source) {
 }
 
 int __wrap_bitset_snprintf(char *buffer, size_t size, const void *bitset, int first, int *done) {
-  buffer[0] = '\0';  // what a scripted result leaves
+  buffer[0] = '\0';  // the text if the result is scripted
   return really("bitset_snprintf", __real_bitset_snprintf, buffer, size, bitset, first, done);
 }
 

@@ -23,13 +23,13 @@ namespace standin {
 namespace {
 
 struct Memory {
-  std::unordered_map<void *, size_t> live;  // its own nodes come from operator new, which is not counted
+  std::unordered_map<void *, size_t> live;  // allocates its nodes with operator new, which is not counted
   unsigned until_failure = 0;
 };
 
 Memory the_memory;
 
-/** Whether the allocation that is asked for now is the one to fail. */
+/** Counts an allocation. @return whether it is the one that has to fail */
 bool is_to_fail() { return the_memory.until_failure != 0 && --the_memory.until_failure == 0; }
 
 void *counted(void *block, size_t size) {
@@ -37,7 +37,7 @@ void *counted(void *block, size_t size) {
   return block;
 }
 
-/** A block for the daemon, unless this allocation is the one to fail. */
+/** Allocates a block for the daemon, unless this allocation has to fail. */
 template <class Allocate>
 void *allocated(const Operation &operation, size_t size, Allocate allocate) {
   void *const block = is_to_fail() ? nullptr : counted(allocate(), size);

@@ -136,7 +136,7 @@ int qbus_drop(qbus_queue_t queue, qbus_msg_ref_t *reference) {
     return answer.returns(-1);
   }
   held->was_dropped = true;
-  held->payload.reset();  // so that a sanitizer sees a later use
+  held->payload.reset();  // so that a sanitizer detects a later use
   return answer.returns(0);
 }
 

@@ -1,9 +1,9 @@
 /* Messages: what reaches the daemon's queue, and what it sends.
  *
- * A test makes a message and either hands it to a handler (hold) or queues it for qbus_recv. A message
- * that was received has to be dropped once, and so has the reply reference of every send; a reference
- * that is still held when the test ends fails it. The payload's bytes end where the payload ends, so
- * that a sanitizer sees a read beyond. */
+ * A test makes a message and either hands it to a handler (hold) or queues it for qbus_recv. Each received
+ * message has to be dropped once, and so has the reply reference of each send. A reference that is still
+ * held when the test ends fails it. The memory block ends with the payload, so that a sanitizer detects a
+ * read beyond its end. */
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,7 @@
 
 namespace standin {
 
-/** Bytes in the making, in host byte order. */
+/** Builds the bytes of a payload, in host byte order. */
 class Payload {
  public:
   Payload &u8(uint8_t value) { return raw(value); }
@@ -26,7 +26,7 @@ class Payload {
   Payload &zeros(size_t count);
   Payload &bytes(const Bytes &more);
 
-  /** Any plain record as it lies in memory. */
+  /** Appends a plain record as it is in memory. */
   template <class Record>
   Payload &raw(const Record &value) {
     const auto *start = reinterpret_cast<const uint8_t *>(&value);
@@ -48,25 +48,25 @@ struct Message {
   uint32_t token = 0;
 };
 
-/** A message as a handler gets it; it is the test's and need not be dropped. */
+/** Holds a message for a call of a handler. It belongs to the test and need not be dropped. */
 qbus_msg_ref_t hold(Message message);
 
-/** The message that the next qbus_recv takes. */
+/** Queues a message for qbus_recv. */
 void queue(Message message);
 
-/** Messages that wait for qbus_recv. */
+/** Number of messages that wait for qbus_recv. */
 size_t queued_messages();
 
-/** The message behind a reference; aborts the test program for one that is not held. */
+/** The message that a reference names. Aborts the test program if the reference is not held. */
 const Message &message_of(const qbus_msg_ref_t *reference);
 
-/** A reply reference with a fresh token, as a send makes it; it has to be dropped. */
+/** Makes a reply reference with this token, as a send does. It has to be dropped. */
 qbus_msg_ref_t request_reference(uint32_t token);
 
-/** The platform itself releases a received message. */
+/** Releases a received message on the platform's behalf. */
 void release(const qbus_msg_ref_t *reference);
 
-/** The token that the next request without a scripted one gets; they count up from 1000. */
+/** The token of the next request for which none is scripted. Tokens count up from 1000. */
 uint32_t next_token();
 
 void reset_messages();

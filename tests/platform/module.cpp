@@ -55,7 +55,7 @@ Answer request_line(const Operation &ioctl, int descriptor, const char *name, co
   return call(ioctl, descriptor, std::string(name), record);
 }
 
-/** Takes one record's request into the tables. @return the table's room for it, null for a refused one */
+/** Applies one record's request to the tables. @return the record's place in its table, null if refused */
 template <class Key, class Value>
 Value *take(bool is_accepted, Key key, std::map<Key, Value> &records, std::set<Key> &refused) {
   if (!is_accepted) {

@@ -1,6 +1,6 @@
-/* The kernel module behind /dev/klm_tesk: it checks nothing, records everything, and holds what it was sent.
+/* The kernel module behind /dev/klm_tesk: it checks nothing, records everything, and keeps what it receives.
  *
- * Each request is one line that shows the record that came with it:
+ * Each request is one line, which shows the record of the request:
  *
  *     ioctl(31, add_or_update_ports, {0x1a000003 type 26 asic 3 [100 fwd, 4095 blk]})
  *     ioctl(31, add_or_update_vlans, {100 ports 0x5})
@@ -20,19 +20,19 @@
 
 namespace standin {
 
-/** The module's tables as the requests made them. */
+/** The module's tables, as the requests have left them. */
 struct Mirror {
   std::map<uint32_t, teskk_port_info_t> ports; /**< by interface index */
-  std::map<uint16_t, uint32_t> vlans;          /**< ports of each VLAN */
+  std::map<uint16_t, uint32_t> vlans;          /**< ports mask of each VLAN */
 
-  /** Records of the last request that the module refused, until one about them succeeds. */
+  /** Records of the last refused request, until a request about them succeeds. */
   std::set<uint32_t> refused_ports;
   std::set<uint16_t> refused_vlans;
 };
 
 const Mirror &mirror();
 
-/** One request: its number, as this machine encodes it, and the bytes of the record that came with it. */
+/** One request: its number, as this machine encodes it, and the bytes of its record. */
 struct ModuleRequest {
   uint32_t number;
   std::vector<uint8_t> record;
@@ -41,7 +41,7 @@ struct ModuleRequest {
 /** Every request, in order. */
 const std::vector<ModuleRequest> &module_requests();
 
-/** Serves one ioctl on the device. @return 0, or -1 with errno */
+/** Serves one ioctl on the device. @return 0, or -1 with errno set */
 int module_request(const Operation &ioctl, int descriptor, uint32_t request, void *record);
 
 void reset_module();

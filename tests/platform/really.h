@@ -1,4 +1,4 @@
-/* Operations that are no imitation: the real one runs, unless a test scripted its result. */
+/* Operations that are not imitated: the real one runs, unless a test scripts its result. */
 #pragma once
 
 #include <type_traits>
@@ -7,7 +7,7 @@
 
 namespace standin {
 
-/** The result of the real operation, or the scripted one, without the real one; a pointer is then null. */
+/** Runs the real operation. If a result is scripted, returns that instead; a pointer is then null. */
 template <class Result, class... Parameters>
 Result really(const Operation &operation, Result (*real)(Parameters...),
               std::type_identity_t<Parameters>... arguments) {

@@ -6,9 +6,9 @@
  *     when("qbus_options_set").call(3).returns(-1);           only the third call from now
  *     when("ltlsvc_lib_ifidx_to_di").gives(17);               its output argument
  *
- * The result is what the operation returns (0 for a null pointer); `gives` is its output: the result
- * code of a kvs operation, the destination index, the token of a request. A later script goes before an
- * earlier one. A script that no call ever met fails the test, so that a misspelt name does not pass. */
+ * The result is what the operation returns (0 for a null pointer). `gives` is its output: the result code of
+ * a kvs operation, the destination index, the token of a request. A later script takes precedence over an
+ * earlier one. A script that no call ever uses fails the test, so that a misspelt name does not pass. */
 #pragma once
 
 #include <cerrno>
@@ -24,10 +24,10 @@
 
 namespace standin {
 
-/** One scripted behaviour of one operation. */
+/** Scripted behaviour of one operation. */
 class Script {
  public:
-  /** Only the n-th call from now, counted from 1. */
+  /** Limits the script to the n-th call from now, counted from 1. */
   Script &call(unsigned number);
   Script &once() { return call(1); }
 
@@ -53,10 +53,10 @@ class Script {
 /** Starts a script. */
 Script &when(std::string operation);
 
-/** Counts a call and finds the script that governs it. @return null when there is none */
+/** Counts a call and finds the script for it. @return null if there is none */
 Script *met(std::string_view operation);
 
-/** What one call is to answer. It notes where the call came from and what it yielded. */
+/** The answer to one call. It records which place made the call and what the call returned. */
 class Answer {
  public:
   Answer(const Operation &operation, const Script *script) : operation_(operation), script_(script) {}
@@ -67,7 +67,7 @@ class Answer {
   /** Whether the test scripted this call's result. */
   bool has_result() const { return script_ != nullptr && script_->result_.has_value(); }
 
-  /** The scripted result, or else `otherwise`; sets errno when scripted. */
+  /** The scripted result, or else `otherwise`. Sets errno if that is scripted. */
   template <class Result>
   Result returns(Result otherwise) const {
     const Result result = has_result() ? static_cast<Result>(*script_->result_) : otherwise;
@@ -76,7 +76,7 @@ class Answer {
     return result;
   }
 
-  /** Null when a result is scripted, or else `otherwise`. */
+  /** Null if a result is scripted, or else `otherwise`. */
   template <class Result>
   Result *hands(Result *otherwise) const {
     Result *const pointer = has_result() ? nullptr : otherwise;
@@ -95,10 +95,10 @@ class Answer {
   const Script *script_;
 };
 
-/** An operation that leaves no line. */
+/** Answers an operation that leaves no line in the record. */
 inline Answer quiet(const Operation &operation) { return Answer(operation, met(operation.name)); }
 
-/** An operation that is recorded with its arguments. */
+/** Answers an operation that is recorded with its arguments. */
 template <class... Arguments>
 Answer call(const Operation &operation, const Arguments &...arguments) {
   std::string list;

@@ -50,7 +50,7 @@ int send_ltl_request(const Answer &answer, qbus_msg_ref_t *reference) {
   return result;
 }
 
-/** A payload whose text says what it is for. An output of 0 or -1 scripts one of no length, or none. */
+/** Builds a payload whose text says what it is for. A scripted output of 0 makes it empty, one of -1 none. */
 int build_feature_payload(const Operation &operation, const char *verb, uint32_t count,
                           const vlan_id_t *vlans, uint32_t feature, void **payload, uint32_t *length) {
   std::string text = std::string(verb) + " feature " + std::to_string(feature) + " in";

@@ -14,7 +14,7 @@
 #include "tests/platform/memory.h"
 #include "tests/platform/script.h"
 
-/** What the daemon's scratch area holds. The padding makes an area that is too small show. */
+/** Contents of the daemon's scratch area. The padding exposes an area that is too small. */
 struct cmd_rx_handle {
   uint32_t command;
   uint32_t position;
@@ -50,7 +50,7 @@ struct Shell {
 
 Shell the_shell;
 
-/** The number that a message of this module carries in its token. */
+/** The number of something kept here, which a message carries in its token. */
 template <class Kept>
 const Kept &kept(const std::vector<Kept> &all, uint32_t number) {
   static const Kept none{};
@@ -67,7 +67,7 @@ std::string shown_handle(const cmd_rx_handle_t *handle) {
   return handle == nullptr ? "null" : "command " + std::to_string(command_of(handle).id);
 }
 
-/** An answer in the making is the one that was started last. */
+/** Expects that the answer being built is the one that was started last. */
 void expect_in_the_making(const rcgen_hdl *handle) {
   if (the_shell.handles.empty() || handle != &the_shell.handles.back())
     ADD_FAILURE() << "the daemon adds to a configuration text that it did not start";
@@ -156,11 +156,11 @@ int cmd_req_action_is_del(cmd_rx_handle_t *handle) {
 
 int cmd_req_attr_get(cmd_rx_handle_t *handle, uint32_t attribute, void **value, uint32_t *length) {
   const Answer answer = quiet("cmd_req_attr_get");
-  if (answer.has_result()) return answer.returns(0);  // outputs stay as they are
+  if (answer.has_result()) return answer.returns(0);  // outputs stay unchanged
   const auto &attributes = command_of(handle).attributes;
   const auto found = attributes.find(attribute);
   if (found == attributes.end()) return answer.returns(1);
-  static uint8_t nothing;  // an empty attribute has a place, too
+  static uint8_t nothing;  // an empty attribute has an address, too
   *value = found->second.empty() ? &nothing : const_cast<uint8_t *>(found->second.data());
   *length = static_cast<uint32_t>(found->second.size());
   return answer.returns(0);

@@ -1,7 +1,7 @@
 /* The operator's shell and the running-configuration service.
  *
- * A command is a message with opcode 0x1DFF; its handle is as large as the daemon is told, and the whole
- * of it is written, so that too small a scratch area shows. Every answer is a line of the record. */
+ * A command is a message with opcode 0x1DFF. Its handle has the size that the daemon is given, and all of it
+ * is written, so that a scratch area that is too small is detected. Every answer is a line of the record. */
 #pragma once
 
 #include <cstddef>
@@ -18,7 +18,7 @@ namespace standin {
 constexpr uint32_t command_opcode = 0x1dff;
 constexpr uint32_t generation_opcode = 0x1def;
 
-/** A command as the operator gave it. */
+/** A command as the operator typed it. */
 struct Command {
   uint32_t id = 0;
   bool is_no_form = false;
@@ -43,7 +43,7 @@ struct Generation {
 
 Message message_of_generation(Generation generation);
 
-/** Blocks of memory that the daemon held when it last answered a command or a request for text. */
+/** Number of live blocks when the daemon last answered a command or a request for text. */
 size_t blocks_when_answered();
 
 void reset_shell();

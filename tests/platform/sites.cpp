@@ -40,7 +40,7 @@ std::ostream &operator<<(std::ostream &stream, const Trace &trace) {
                 << escaped(trace.text);
 }
 
-/** Facts are gathered in the whole run and written when the last test has ended. */
+/** Collects facts during the whole run and writes them when the last test has ended. */
 class Facts : public testing::Environment {
  public:
   bool wanted() const { return path_ != nullptr; }
@@ -61,7 +61,7 @@ class Facts : public testing::Environment {
 };
 
 Facts &facts() {
-  static auto *const all = new Facts;  // GoogleTest's, and deleted by it
+  static auto *const all = new Facts;  // GoogleTest owns and deletes it
   return *all;
 }
 

@@ -1,12 +1,12 @@
 /* Which places of the daemon the tests have proved.
  *
- * A trace site is proved when an expectation named the text that it traced. A call site is proved when
- * the operation that it calls was seen succeeding there and failing there; what counts as a failure of
- * each operation is the table of failures.cpp, and an operation that cannot fail only has to be called.
+ * A trace site is proved when an expectation names the text that it traced. A call site is proved when the
+ * operation was seen to succeed there and to fail there. The table in failures.cpp defines the failure of
+ * each operation; an operation that cannot fail only has to be called.
  *
- * With TESK_SITES set to a path, the program writes there when it ends what it has proved, one fact a
- * line, for tests/coverage to compare with the places that there are. The caller of an operation is the
- * address that it returns to; only the coverage build keeps every call at an address of its own. */
+ * If TESK_SITES is set to a path, the program writes what it has proved to that file when it ends, one fact
+ * per line. tests/coverage compares the facts with all places of the sources. The caller of an operation is
+ * its return address; only the coverage build keeps each call at an address of its own. */
 #pragma once
 
 #include <cstdint>
@@ -15,26 +15,26 @@
 
 namespace standin {
 
-/** An operation by its name, and the place that called it: the stand-in's function that makes this. */
+/** An operation by name, and the place that called the stand-in's function in which this object is made. */
 struct Operation {
   std::string_view name;  // a literal
   const void *caller;
 
-  // Implicit on purpose: quiet("qbus_bind") in qbus_bind means the call that is being answered.
+  // Implicit on purpose: quiet("qbus_bind") in qbus_bind refers to the call that is being answered.
   Operation(const char *operation, const void *from = __builtin_return_address(0))  // NOLINT
       : name(operation), caller(from) {}
 };
 
-/** A call of an operation without a result. */
+/** Notes a call of an operation without a result. */
 void note_call(const Operation &operation);
 
-/** A call of an operation with its result; of a pointer, whether it is other than null. */
+/** Notes a call of an operation with its result; for a pointer, whether it is not null. */
 void note_call(const Operation &operation, int64_t result);
 
-/** A call of an operation that is known to have succeeded or failed. */
+/** Notes a call of an operation that is known to have succeeded or failed. */
 void note_outcome(const Operation &operation, bool succeeded);
 
-/** An expectation named what a trace site traced. */
+/** Notes that an expectation named what a trace site traced. */
 void note_trace(std::string_view category, const std::string &function, int line, const std::string &text);
 
 }  // namespace standin

@@ -18,7 +18,7 @@ void begin() {
 }
 
 void end() {
-  reset_trace();  // what the facility kept is not the daemon's to free
+  reset_trace();  // the daemon does not free what the facility kept
   disengage();
   verify_record();
   verify_scripts();

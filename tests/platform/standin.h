@@ -2,10 +2,11 @@
  *
  * The daemon's own sources are linked against this library in place of a platform. It answers every
  * operation of include/opal and every system call that the daemon makes, keeps a record of them, and
- * lets a test script results and failures. See record.h for what a test asserts, script.h for what it
- * scripts, and the other headers for what each part of the platform offers.
+ * lets a test script results and failures. See record.h for assertions, script.h for scripts, and the other
+ * headers for each part of the platform.
  *
- * One test is begin(), given, event, expectations, end(); the fixture of tests/unit does both ends. */
+ * A test is begin(), given state, event, expectations, end(). The fixture of tests/unit calls begin() and
+ * end(). */
 #pragma once
 
 #include "tests/platform/failures.h"  // IWYU pragma: export
@@ -22,11 +23,11 @@
 
 namespace standin {
 
-/** Starts a test on a fresh platform. */
+/** Begins a test on a fresh platform. */
 void begin();
 
-/** Fails the test for everything that it left: lines that were not asserted, scripts that were not met,
- * blocks not freed, references not dropped. The daemon's tables must have been emptied before. */
+/** Fails the test for everything that it leaves behind: lines not asserted, scripts not used, blocks not
+ * freed, references not dropped. The daemon's tables must have been emptied before. */
 void end();
 
 }  // namespace standin

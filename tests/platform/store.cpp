@@ -18,7 +18,7 @@ struct Open {
 
 struct Stores {
   std::map<std::string, Store> by_uri;
-  std::deque<Open> open;  // the handle is the position, counted from 1; data handed out stays in place
+  std::deque<Open> open;  // a handle is the position, counted from 1; data handed out stays in place
 };
 
 Stores the_stores;

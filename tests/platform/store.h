@@ -26,15 +26,15 @@ struct Store {
   uint32_t max_value = 1024;
 };
 
-/** The store of a URI, made empty when there is none yet. */
+/** The store of a URI. Creates an empty one if there is none yet. */
 Store &store(const std::string &uri);
 
 bool store_exists(const std::string &uri);
 
-/** A handle of a store as the daemon would hold it. */
+/** Opens a store and returns a handle, as the daemon would hold it. */
 uint32_t open_store(const std::string &uri);
 
-/** The key of a CIN VLAN's record as it is stored. */
+/** The stored key of a CIN VLAN's record (CIN: chassis internal network). */
 Bytes cin_key(int32_t vlan);
 
 /** Adds one record for each VLAN. */

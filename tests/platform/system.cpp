@@ -72,8 +72,8 @@ struct System {
 System the_system;
 bool engaged = false;
 
-/** Leaves the daemon for run(). No exception could: the daemon is compiled without them, and its headers
- * declare exit and abort to throw none. Nothing between here and run() has a destructor. */
+/** Jumps from the daemon back to run(). An exception cannot: the daemon is compiled without them, and its
+ * headers declare that exit and abort throw none. Nothing between here and run() has a destructor. */
 [[noreturn]] void leave(Ending ending) {
   if (the_system.way_out == nullptr) {
     std::fprintf(stderr, "the daemon would have ended; let run() call what may end it\n");
@@ -100,7 +100,7 @@ std::string shown_select(const fd_set *read, const fd_set *write, const fd_set *
          (timeout != nullptr ? " with a timeout" : "");
 }
 
-/** What a select finds; nothing when it would wait for good. */
+/** The result of a select; nothing if it would wait forever. */
 std::optional<int> woken(const Operation &select, int count, fd_set *read, fd_set *write, fd_set *except,
                          timeval *timeout) {
   const Answer answer = call(select, count, shown_select(read, write, except, timeout));
@@ -108,7 +108,7 @@ std::optional<int> woken(const Operation &select, int count, fd_set *read, fd_se
   if (the_system.wake_ups.empty()) return std::nullopt;
   const WakeUp wake_up = std::move(the_system.wake_ups.front());
   the_system.wake_ups.pop_front();
-  if (wake_up.error_number != 0) {  // the set keeps what was asked for, as the system call leaves it
+  if (wake_up.error_number != 0) {  // the sets stay as they are, as with the system call
     errno = wake_up.error_number;
     return answer.returns(-1);
   }
@@ -150,7 +150,7 @@ int interface_index(const Operation &ioctl, int descriptor, ifreq *request) {
   return answer.returns(0);
 }
 
-/** Keeps one printed text: standard output leads into a file in memory while this lives. */
+/** Captures printed text: redirects standard output to a file in memory while this object lives. */
 class Capture {
  public:
   Capture() : file_(memfd_create("printed", MFD_CLOEXEC)), saved_(dup(STDOUT_FILENO)) {
@@ -169,7 +169,7 @@ class Capture {
     return arrived();
   }
 
-  /** What does not wait in a buffer. */
+  /** The text that has left the buffer. */
   std::string arrived() const {
     std::string content(static_cast<size_t>(lseek(file_, 0, SEEK_END)), '\0');
     const ssize_t got = pread(file_, content.data(), content.size(), 0);

@@ -1,13 +1,13 @@
 /* The system calls of the daemon.
  *
  * The linker routes socket, bind, fcntl, ioctl, read, write, close, open, select, system, exit and abort
- * here (--wrap). While a test is engaged nothing of it reaches the machine: descriptors are numbers of
- * the stand-in, frames wait in a queue for each descriptor, written frames are kept, and the kernel
- * module is a record of what it was sent. Between tests the calls go to the real system, so that the
- * test framework, which is linked into the same program, can use them.
+ * here (--wrap). During a test no call reaches the machine: descriptors are numbers of the stand-in, frames
+ * wait in a queue for each descriptor, written frames are kept, and the kernel module records what it
+ * receives. Between tests the calls go to the real system, because the test framework in the same program
+ * needs them.
  *
- * exit and abort end the daemon by a jump into run(), and so does a select for which no wake-up is
- * scripted: that is how a test gets out of the endless loop. run() returns each as an Ending. */
+ * exit and abort end the daemon by a jump into run(). So does a select for which no wake-up is scripted:
+ * that is how a test leaves the endless loop. run() returns how the daemon ended as an Ending. */
 #pragma once
 
 #include <cstdint>
@@ -26,7 +26,7 @@ constexpr int module_descriptor = 31;
 constexpr int first_socket = 41;
 constexpr int second_socket = 42;
 
-/** How a piece of the daemon came to its end. */
+/** How a piece of the daemon ended. */
 struct Ending {
   enum class How { returned, exited, aborted, waiting };
   How how;
@@ -40,34 +40,34 @@ inline Ending returned(int status) { return {Ending::How::returned, status}; }
 inline Ending exited(int status) { return {Ending::How::exited, status}; }
 inline Ending aborted() { return {Ending::How::aborted}; }
 
-/** Reached a select for which nothing was scripted. */
+/** The daemon reached a select for which no wake-up was scripted. */
 inline Ending waiting() { return {Ending::How::waiting}; }
 
-/** Runs a piece of the daemon until it returns, exits, aborts or waits for good. */
+/** Runs a piece of the daemon until it returns, exits, aborts or would wait forever. */
 Ending run(const std::function<int()> &piece);
 
-/** Runs a piece of the daemon and returns what it printed on standard output. */
+/** Runs a piece of the daemon. @return what it printed on standard output */
 std::string printed_by(const std::function<void()> &piece);
 
-/** The same, without what still waits in a buffer when the piece has ended. */
+/** The same, without output that is still in a buffer when the piece ends. */
 std::string printed_at_once_by(const std::function<void()> &piece);
 
-/** The next select finds these descriptors readable. */
+/** Makes the next select report these descriptors as readable. */
 void wakes(std::initializer_list<int> readable);
 
-/** The next select fails. */
+/** Makes the next select fail. */
 void wake_fails(int error_number);
 
-/** A frame waits to be read from a descriptor. A read finds the frames in order, then EAGAIN. */
+/** Queues a frame to be read from a descriptor. A read returns the frames in order, then EAGAIN. */
 void arrives(int descriptor, Bytes frame);
 
-/** Frames that wait to be read from a descriptor. */
+/** Number of frames that wait to be read from a descriptor. */
 size_t waiting_frames(int descriptor);
 
-/** Frames written to a descriptor, in order; the test may clear it. */
+/** Frames written to a descriptor, in order. The test may clear the list. */
 std::vector<Bytes> &written(int descriptor);
 
-/** The record that came with the last request to the kernel module, byte for byte. */
+/** The bytes of the record in the last request to the kernel module. */
 const Bytes &last_module_record();
 
 /** Counters that the kernel module has for a port; without them the request fails with ENODEV. */
@@ -76,7 +76,7 @@ struct Counters {
 };
 void module_counts(uint32_t if_index, Counters counters);
 
-/** Whether the calls of this program are the daemon's. */
+/** Whether a test runs, so that the calls of this program are the daemon's. */
 bool is_engaged();
 void engage();
 void disengage();

@@ -1,9 +1,9 @@
 /* How arguments appear in the record.
  *
- * Every value that the daemon hands to the platform is written in one way, so that a test can spell the
+ * Every value that the daemon passes to the platform is written in one way, so that a test can spell the
  * line that it expects: numbers in decimal, numbers that people read in hex as 0x…, texts in single
- * quotes, absent pointers as null. A std::string is text that was already formatted and is taken as it
- * is. Nothing here depends on the byte order or the word size of the machine. */
+ * quotes, null pointers as null. A std::string is text that is already formatted and stays as it is.
+ * Nothing here depends on the byte order or the word size of the machine. */
 #pragma once
 
 #include <concepts>
@@ -14,7 +14,7 @@
 
 namespace standin {
 
-/** A number that is shown in hex. */
+/** A number to show in hex. */
 struct Hex {
   uint64_t value;
 };
@@ -33,13 +33,13 @@ std::string shown(Number number) {
   return std::to_string(number);
 }
 
-/** Bytes as text in quotes when all of them are printable, as "20 zero bytes", or as hex pairs. */
+/** Bytes as quoted text if all are printable, else as "20 zero bytes" or as hex pairs. */
 std::string shown_bytes(const void *bytes, size_t length);
 
 /** The set bits of a bit set, "{2 3}". */
 std::string shown_bits(const void *bitset);
 
-/** Line ends and other unprintable characters made visible. */
+/** The text with line ends and other unprintable characters escaped. */
 std::string escaped(std::string_view text);
 
 }  // namespace standin

@@ -22,7 +22,7 @@ struct Trace {
   std::vector<Event> events;
   std::vector<std::string> prints;
   std::set<uint32_t> printed = {102};
-  std::vector<void *> kept;  // blocks that the facility took over, unless the daemon freed them since
+  std::vector<void *> kept;  // blocks that the facility took over and the daemon has not freed since
   std::function<void()> look = [] {};
   bool shows_calls = false;
 };
@@ -46,7 +46,7 @@ std::string shown_texts(const char *const *texts, uint32_t count) {
   return "{" + text + "}";
 }
 
-/** The line of a trace: "function(123): message"; a bare text has no function. */
+/** The line of a trace with the text "function(123): message". A bare text has no function. */
 Line trace_line(Line::Kind kind, const std::string &text) {
   const size_t open = text.find('(');
   const size_t close = text.find("): ");
@@ -58,7 +58,7 @@ Line trace_line(Line::Kind kind, const std::string &text) {
   return line;
 }
 
-/** A facility may read the category as the number that it is. */
+/** Checks that the event is aligned: a facility may read its category as a number. */
 void check_alignment(const void *event) {
   if (reinterpret_cast<uintptr_t>(event) % sizeof(uint32_t) != 0)
     ADD_FAILURE() << "a trace event that is not aligned to 4 bytes: " << event;

@@ -1,9 +1,9 @@
 /* The trace facility.
  *
- * Every event of the history becomes a trace line of the record: "function(line): text" is split; the
- * line number is kept aside. The events are also kept byte for byte, and so are the debug prints, because the
- * facility's own tests look at them. With show_trace_calls() the checks, events and prints themselves
- * become lines too, each in its place. */
+ * Every event of the history becomes a trace line of the record: "function(line): text" is split, and the
+ * line number is kept apart. The events and the debug prints are also kept byte for byte, for the tests of
+ * the facility itself. After show_trace_calls() the checks, events and prints are recorded as calls, in
+ * their order. */
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@
 
 namespace standin {
 
-/** One event of the history as it was handed over. */
+/** One event of the history as the daemon passed it. */
 struct Event {
   uint32_t code;
   uint32_t category;
@@ -25,7 +25,7 @@ struct Event {
 
 const std::vector<Event> &events();
 
-/** Looks at the daemon while each event is handed over. */
+/** Calls `look` during each event, so that a test can inspect the daemon then. */
 void while_recording(std::function<void()> look);
 
 /** The texts of the debug prints. */
@@ -35,7 +35,7 @@ const std::vector<std::string> &prints();
  * "dbgprint(…)" as lines instead of the trace lines. */
 void show_trace_calls();
 
-/** Whether the immediate printing of a category is on; as at start, only 102 is. */
+/** Whether immediate printing of a category is on; at start it is on for 102 only. */
 bool is_printed(uint32_t category);
 
 void reset_trace();

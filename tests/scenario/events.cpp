@@ -33,7 +33,7 @@ Message port_state_notice(uint32_t if_index, uint8_t link, const Numbers &up, co
   return {.opcode = QBUS_OPC_PORTSVC_L2_PROTOCOL_STATE_CHANGE, .payload = Payload().u32(1).raw(state)};
 }
 
-/** A configuration request: its header, with what it says of its body's length, and the body. */
+/** A configuration request: its header, which states the length of the body, and the body. */
 Message request(uint32_t opcode, int32_t kind, const Bytes &body) {
   Payload payload;
   payload.raw(kind).u32(static_cast<uint32_t>(body.size())).zeros(NCFG_HEADER_BYTES - 8).bytes(body);

@@ -1,6 +1,6 @@
-/* What reaches the daemon from outside, one function for each kind of message: the payload as the sending
- * service would make it. A payload is written out here and not with the daemon's own records, where the
- * platform's headers have one for it. */
+/* What reaches the daemon from outside. One function for each kind of message builds the payload that the
+ * sending service would send. It uses the record in the platform's headers where there is one, and otherwise
+ * writes the bytes; it never uses the daemon's own records. */
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@ using Ranges = std::vector<std::pair<uint32_t, uint32_t>>;
 /** Kinds of configuration requests. */
 constexpr int32_t get_request = 1, set_request = 3, delete_request = 4;
 
-/** What a debug request is about. */
+/** Subjects of debug requests. */
 constexpr uint8_t packets = 0, control_flow = 1, everything = 2;
 
 standin::Message line_card_online();

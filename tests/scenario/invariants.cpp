@@ -33,7 +33,7 @@ __attribute__((format(printf, 1, 2))) void find(const char *pattern, ...) {
   findings.emplace_back(text);
 }
 
-/** Visits the entries of a table as far as its chains are sound. */
+/** Visits the entries of a table, each chain up to its first error. */
 template <class Entry, class Bucket, class Key>
 std::vector<const Entry *> entries_of(const char *table, Entry *const (&heads)[TESK_BUCKETS],
                                       Bucket bucket_of, Key key_of) {
@@ -62,7 +62,7 @@ std::vector<const Entry *> entries_of(const char *table, Entry *const (&heads)[T
   return entries;
 }
 
-/* The bucket of an interface index, by the index's own layout: type in the top byte, number below. */
+/* The bucket of an interface index, from the layout of the index: type in the top byte, number below. */
 uint32_t port_bucket(const ifindex_hash_entry_t &entry) {
   const uint32_t type = entry.if_index >> 24;
   const bool has_number = type == IF_INDEX_TYPE_ETHERNET || type == IF_INDEX_TYPE_PORT_CHANNEL;
@@ -135,7 +135,7 @@ void check_activation(const Vlans &vlans) {
   }
 }
 
-/** Records that wait although one push could have taken them all. */
+/** Finds records that wait although one push could have taken them all. */
 void check_dirty(const Ports &ports, const Vlans &vlans) {
   const auto dirty_ports = std::ranges::count_if(ports, [](auto *port) { return port->is_dirty; });
   const auto dirty_vlans = std::ranges::count_if(vlans, [](auto *entry) { return entry->is_dirty; });
@@ -145,7 +145,7 @@ void check_dirty(const Ports &ports, const Vlans &vlans) {
     find("%d dirty VLANs were not pushed", static_cast<int>(dirty_vlans));
 }
 
-/** The VLANs of a context as the module is to have them. */
+/** The VLANs of a context as the module must have them. */
 std::string shown_vlans(const tesk_port_t &port) {
   std::string text;
   int count = 0;

@@ -1,5 +1,5 @@
-/* What happens in a daemon's life, as a table of named stories. Each has what it takes for granted, and what
- * happens then; every step comes from outside. Other tests run them under conditions of their own. */
+/* What happens in a daemon's life, as a table of named stories. Each has a starting state and what happens
+ * then; every step comes from outside. Other tests run the stories under conditions of their own. */
 #pragma once
 
 #include <ostream>
@@ -9,14 +9,14 @@
 
 struct Scenario {
   const char *name;
-  void (*given)();              /**< up to here all is well */
-  standin::Ending (*happens)(); /**< how the daemon came out of it; waiting in its loop is alive */
-  bool is_start = false;        /**< the daemon may end in it */
+  void (*given)();              /**< reaches the starting state, without any failure */
+  standin::Ending (*happens)(); /**< returns how the daemon ended; `waiting` in its loop means alive */
+  bool is_start = false;        /**< the daemon may end during it */
 };
 
 std::span<const Scenario> scenarios();
 
-/** Started with CIN VLANs 100 and 200, the relay open, blades up on ports 3 and 4, port 3 blocked in 200. */
+/** Starts with CIN VLANs 100 and 200, the relay open, blades up on ports 3 and 4, port 3 blocked in 200. */
 void running_with_blades();
 
 std::ostream &operator<<(std::ostream &stream, const Scenario &scenario);

@@ -11,7 +11,7 @@ constexpr uint16_t sol = 4095;
 
 using Step = std::function<void(const std::string &)>;
 
-/** No stores, no VLANs: the daemon makes its stores, and is given work for the first time. */
+/** No stores, no VLANs: the daemon creates its stores and gets its first work. */
 void first_start(const Step &step) {
   step("main starts without stores");
   start_up();
@@ -157,7 +157,7 @@ void full_life(const Step &step) {
   farewell(step);
 }
 
-/** The other board: uplinks, 14 ports, another device; a store of another version. */
+/** The other board: uplinks, 14 ports, another management device, and a store of another version. */
 void new_blade(const Step &step) {
   on_board(83);
   store(startup_store).versions[1] = 2;
@@ -186,7 +186,7 @@ Message with_attribute(uint32_t command, uint32_t attribute, Bytes value) {
   return message_of_command({command, false, {{attribute, std::move(value)}}});
 }
 
-/** What no honest sender sends. */
+/** Messages that no correct sender sends. */
 void strange_messages(const Step &step) {
   store(startup_store).versions[1] = 1;
   store_cin_vlans(startup_store, {100});
@@ -214,7 +214,7 @@ void strange_messages(const Step &step) {
   serve(port_up(port_channel(5), {100}));
 }
 
-/** A start, or a day, on which one operation fails once. */
+/** A start, or a later run, in which one operation fails once. */
 void bad_start(const Step &step, std::string_view operation) {
   step("main starts while " + std::string(operation) + " fails");
   store(startup_store).versions[1] = 1;

@@ -1,6 +1,6 @@
-/* Every scenario again and again, with its first, second, … n-th allocation failing, and with its first,
- * second, … n-th platform call failing, until a run passes untouched. Whatever failed: the daemon stays
- * inside its memory and gives all of it back, its tables are sound, and it serves what comes next. */
+/* Repeats every scenario with its first, second, … n-th allocation failing, then with its first, second, …
+ * n-th platform call failing, until a run has no failure left to inject. After every failure the daemon stays
+ * inside its memory and frees all of it, its tables are sound, and it serves what comes next. */
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -11,7 +11,7 @@
 
 namespace {
 
-/* Without these the daemon does not start. */
+/* If one of these fails, the daemon does not start. */
 constexpr std::string_view fatal_at_start[] = {"get_card_module_info",
                                                "qbus_bind",
                                                "qbus_options_set",
@@ -25,8 +25,8 @@ constexpr std::string_view fatal_at_start[] = {"get_card_module_info",
                                                "if_index_mgmt_sup_port_init",
                                                "portsvc_ext_sbcr_init"};
 
-/* The table of ports finds its buckets with these: an index that the library refuses once is entered in, or
- * looked for in, bucket 0. */
+/* The table of ports uses these to find a bucket. When the library refuses an index, the table uses bucket 0
+ * for that one insertion or look-up. */
 constexpr std::string_view bucket_lookups[] = {"if_index_get_type", "if_index_get_port",
                                                "if_index_port_channel_get_channel_num"};
 
@@ -35,14 +35,14 @@ bool is_among(const std::string_view (&operations)[size], std::string_view opera
   return std::ranges::count(operations, operation) != 0;
 }
 
-/* What follows from that: the port is out of its bucket or entered twice, and the first of the two that goes
- * takes the port out of the kernel module. */
+/* The consequences: the port is in the wrong bucket or entered twice. In the second case the first entry that
+ * is deleted removes the port from the kernel module. */
 bool follows_from_the_wrong_bucket(const std::string &sentence) {
   return sentence.find("of the port table") != std::string::npos ||
          sentence.starts_with("the kernel module does not know port");
 }
 
-/** The tables are sound, but for what the failure of an operation excuses. */
+/** Expects sound tables, except for what the failure of this operation excuses. */
 void expect_sound(std::string_view failed) {
   for (const std::string &sentence : broken_invariants()) {
     if (!is_among(bucket_lookups, failed) || !follows_from_the_wrong_bucket(sentence))

@@ -1,6 +1,6 @@
-/* Every message handler under bytes that no honest sender makes: each truncation of a valid payload, each
+/* Every message handler with bytes that no correct sender sends: each truncation of a valid payload, each
  * field at its extremes; and frames of every length behind headers of every kind. The daemon stays inside
- * its memory, its tables are sound, it serves what comes next, and it says when a payload was cut short. */
+ * its memory, its tables are sound, it serves what comes next, and it traces that a payload was cut. */
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -26,19 +26,19 @@ struct Field {
   size_t bytes;
 };
 
-/** A message, where it is vulnerable, and how a cut one shows. */
+/** A message, its vulnerable fields, and whether the daemon traces that it was cut. */
 struct Target {
   const char *name;
   uint32_t opcode;
-  Bytes (*payload)();                    /**< the bytes to spoil */
-  Message (*with)(const Bytes &payload); /**< the message with spoilt bytes */
+  Bytes (*payload)();                    /**< the bytes to corrupt */
+  Message (*with)(const Bytes &payload); /**< the message with corrupt bytes */
   std::vector<Field> fields;
-  bool traces_a_cut; /**< else its bytes are not looked at, or a library counts them */
+  bool traces_a_cut; /**< otherwise the daemon does not read them, or a library checks the length */
 };
 
 std::ostream &operator<<(std::ostream &stream, const Target &target) { return stream << target.name; }
 
-/** A value at the edge of what a field of a size can hold, in this machine's byte order. */
+/** Extreme values of a field of this size, in this machine's byte order. */
 std::vector<Bytes> extremes(size_t bytes) {
   const uint64_t all = bytes == 8 ? ~UINT64_C(0) : (UINT64_C(1) << bytes * 8) - 1;
   std::vector<Bytes> values;
@@ -62,7 +62,7 @@ Message plain(const Bytes &payload) {
   return {.opcode = opcode, .payload = payload, .is_response = true, .token = 1002};
 }
 
-/* ---- payloads of two entries, so that the second one is spoilt as well ---- */
+/* ---- payloads of two entries, so that the second one is corrupted as well ---- */
 
 Bytes two_ports() {
   const Bytes first = port_up(ethernet(3), {100, 4095}).payload;
@@ -109,7 +109,7 @@ std::vector<Field> fields_of_two_forwarding_sets() {
 
 Bytes deletion_notice() { return vlans_deleted({100, 999, 200}).payload; }
 
-/* ---- commands: their attributes are what the sender chooses ---- */
+/* ---- commands: the sender chooses their attributes ---- */
 
 constexpr uint32_t interfaces_attribute = 0x0EC20003, vlans_attribute = 0x13030007;
 
@@ -127,7 +127,7 @@ Message counters_with(const Bytes &value) {
   return message_of_command({1, false, {{interfaces_attribute, value}}});
 }
 
-/** The head and the ranges; the list's unused entries mean nothing. */
+/** The fields of the head and of the ranges. The list's unused entries have no meaning. */
 std::vector<Field> fields_of_ranges(size_t head) {
   std::vector<Field> fields;
   for (size_t offset = 0; offset < head + 4 * sizeof(uint32_t); offset += 4) fields.push_back({offset, 4});
@@ -182,13 +182,14 @@ size_t errors_traced() {
   return static_cast<size_t>(std::ranges::count(recorded(), Line::Kind::error, &Line::kind));
 }
 
-/** Bytes that a payload needs; what is beyond is unused room of a list. */
+/** Number of bytes that a payload needs; the rest is unused space of a list. */
 size_t bytes_needed(const Target &target, const Bytes &whole) {
   const bool is_vlan_list = target.with == add_with || target.with == remove_with;
   return is_vlan_list ? offsetof(cush_int_multi_range_t, range) + 2 * 8 : whole.size();
 }
 
-/** A removal may take the SoL VLAN from the management side as well; without it there is no service. */
+/** Whether the management side still has the SoL VLAN (serial over LAN). A removal may take it as well, and
+ * without it the daemon cannot serve. */
 bool has_sol() { return tesk_port_has_vlan(&amm_mgmt_port, 4095); }
 
 void expect_alive() {
@@ -198,7 +199,7 @@ void expect_alive() {
   forget();
 }
 
-/** The tables are looked at every time; that service goes on, from time to time. */
+/** Checks the tables every time, and that the daemon still serves now and then. */
 void expect_alive_after(size_t length) {
   if (length % 32 == 0) return expect_alive();
   expect_invariants();
@@ -240,7 +241,7 @@ TEST_P(Hostile, ExtremeOfAFieldIsHarmless) {
 INSTANTIATE_TEST_SUITE_P(Payloads, Hostile, testing::ValuesIn(targets()),
                          [](const auto &target) { return std::string(target.param.name); });
 
-/** The daemon with blades on ports 3 and 4. */
+/** A daemon with blades on ports 3 and 4. */
 class HostileNumber : public testing::Test {
  protected:
   void SetUp() override { running_with_blades(); }
@@ -280,7 +281,7 @@ TEST_F(HostileNumber, AsOpcodeIsTraced) {
 
 TEST(HostilePayload, ReachesEveryHandler) {
   for (const tesk_qbus_msg_attribute_t &row : tesk_qbus_info_arr) {
-    const bool is_generation = row.opcode == generation_opcode;  // its content is a library's; numbers above
+    const bool is_generation = row.opcode == generation_opcode;  // a library reads it; its numbers: above
     EXPECT_TRUE(is_generation || std::ranges::count(targets(), row.opcode, &Target::opcode) != 0)
         << row.opcode;
   }

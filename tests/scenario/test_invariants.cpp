@@ -1,4 +1,4 @@
-/* The invariants themselves: each is seen to notice what it is about. */
+/* Tests of the invariants: each detects the fault that it is for. */
 #include "tests/scenario/invariants.h"
 
 #include <cstdlib>
@@ -11,7 +11,7 @@ namespace {
 
 constexpr uint8_t address[6] = {2, 0, 0, 0, 0, 1};
 
-/** A daemon with CIN VLAN 100, port 3 up in it, and one learnt address; all is well. */
+/** A daemon with CIN VLAN 100, port 3 up in it, and one learnt address. All invariants hold. */
 class Invariants : public TablesTest {
  protected:
   Invariants() : TablesTest({100}), port(port_is_up(ethernet(3), {100})) {
@@ -21,7 +21,7 @@ class Invariants : public TablesTest {
     ignore_rest();
   }
 
-  /** Exactly this sentence. */
+  /** Expects exactly this sentence. */
   static void expect_finding(const std::string &sentence) {
     EXPECT_EQ(broken_invariants(), std::vector<std::string>{sentence});
   }
@@ -29,7 +29,7 @@ class Invariants : public TablesTest {
   tesk_port_t *port;
 };
 
-// What is no block of the daemon's heap stands for one that it freed.
+// A pointer that is no block of the daemon's heap stands for a freed block.
 
 TEST_F(Invariants, SeeAContextThatWasFreed) {
   tesk_port_t gone{};

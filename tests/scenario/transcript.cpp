@@ -1,8 +1,8 @@
 /* Writes down everything that the daemon does in the story: platform calls and traces line by line, the
- * bytes that it writes to sockets, what it leaves in its stores. The text is the same on every machine.
+ * bytes that it writes to sockets, the contents of its stores. The text is the same on every machine.
  *
- * The requests to the kernel module follow in a part of their own, one a line with its number and its
- * record's bytes as they lie in memory: the two things that differ between machines. */
+ * The requests to the kernel module follow in a second part, one per line, with the request number and the
+ * bytes of the record as they are in memory. Only these two differ between machines. */
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -15,7 +15,7 @@ using namespace standin;
 
 namespace {
 
-/** Everything but the requests to the kernel module. */
+/** Everything except the requests to the kernel module. */
 std::string behaviour;
 std::string kernel_requests;
 
@@ -29,7 +29,7 @@ std::string hex_of(const Bytes &bytes) {
   return text;
 }
 
-/** The descriptor of a line "write(41, 70)"; -1 for any other line. */
+/** The descriptor in a line "write(41, 70)"; -1 for any other line. */
 int written_descriptor(const Line &line) {
   int descriptor = -1;
   return std::sscanf(line.text.c_str(), "write(%d", &descriptor) == 1 ? descriptor : -1;

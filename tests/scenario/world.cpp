@@ -27,7 +27,7 @@ Ending relay(int descriptor, const Bytes &frame) {
   return turn(descriptor);
 }
 
-/** A frame behind the header that sends it to the last port alone, in the SoL VLAN. */
+/** A frame behind a header that sends it only to the last port, in the SoL VLAN. */
 Bytes to_last_port(const Bytes &frame) {
   Bytes whole = {0xfd, 0x3f, 0x00, 0x00, 0x42, 0, 0, 0, 0, 0};
   whole.insert(whole.end(), frame.begin(), frame.end());
