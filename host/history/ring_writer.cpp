@@ -58,9 +58,9 @@ class WrappingWriter {
   std::uint64_t position_;
 };
 
-/// Writes one event. Every value goes from its source to the ring in whole words. To read a word that was just
-/// stored to memory in smaller pieces, the processor would wait for each piece, and delay the relayed frame
-/// that is traced.
+/// Writes one event. Every value goes from its source to the ring in whole words. To read a word that was
+/// just stored to memory in smaller pieces, the processor would wait for each piece, and delay the relayed
+/// frame that is traced.
 template <class Writer>
 void write_event(Writer writer, std::uint64_t first_word, std::uint64_t sequence, std::int64_t time_ns,
                  std::string_view text) {

@@ -123,7 +123,8 @@ TEST_F(RingTest, TheNextWriterContinuesTheHistory) {
 
 TEST_F(RingTest, OneWriterAtATime) {
   const RingWriter ring = writer();
-  EXPECT_EQ(sentence_of(RingWriter::open(file_, small_ring)), "another process is writing this trace history");
+  EXPECT_EQ(sentence_of(RingWriter::open(file_, small_ring)),
+            "another process is writing this trace history");
 }
 
 TEST_F(RingTest, AnotherSizeMakesANewRingWhichTheReaderFollows) {
