@@ -1,7 +1,7 @@
-// Encoders and decoders of the bus's payloads that vary in length (their tables stand in services.h).
+// Encoders and decoders of bus payloads with variable length. services.h defines their records.
 //
-// Every decoder is fed bytes from another process: it reads nothing past the payload, whatever the
-// counts and lengths in it say, and yields nothing at all when they disagree with the payload's size or
+// Every decoder receives bytes from another process. It never reads past the payload, whatever counts
+// and lengths the payload holds. It returns nothing when they disagree with the payload's size or when
 // bytes are left over. Decoded values are views into the payload, which must outlive them.
 #pragma once
 
@@ -20,7 +20,7 @@ namespace opal::bus {
 using Payload = std::vector<std::byte>;
 using Bytes = std::span<const std::byte>;
 
-/// Takes records and bytes off a payload, front to back.
+/// Reads records and bytes from a payload, front to back.
 class Reader {
  public:
   explicit Reader(Bytes payload) : rest_(payload) {}
@@ -35,7 +35,7 @@ class Reader {
     return record;
   }
 
-  /// `count` bytes, with what pads them to a multiple of `alignment` skipped.
+  /// Reads `count` bytes and skips their padding to a multiple of `alignment`.
   std::optional<Bytes> bytes(std::size_t count, std::size_t alignment = 1);
 
   Bytes rest() const { return rest_; }
@@ -45,7 +45,7 @@ class Reader {
   Bytes rest_;
 };
 
-/// Puts a payload together, front to back.
+/// Builds a payload, front to back.
 class Writer {
  public:
   template <typename Record>
@@ -60,7 +60,7 @@ class Writer {
   Payload payload_;
 };
 
-/// @return the record that the payload is, exactly; nothing when its size is another's
+/// @return the payload as one record; nothing when its size is not exactly the record's
 template <typename Record>
 std::optional<Record> record_of(Bytes payload) {
   static_assert(std::is_trivially_copyable_v<Record>);
@@ -74,7 +74,7 @@ std::string_view text_of(const char (&field)[size]) {
   return {field, strnlen(field, size)};
 }
 
-/// Writes `text` to a fixed field, cut to fit with its NUL, the rest zeros.
+/// Writes `text` to a fixed field. Cuts it to fit with its NUL and fills the rest with zeros.
 template <std::size_t size>
 void set_text(char (&field)[size], std::string_view text) {
   const std::size_t length = text.size() < size ? text.size() : size - 1;
@@ -119,7 +119,7 @@ struct ConfigLineView {
   std::string_view text;  ///< with its line end
 };
 struct GeneratedView {
-  Generated head{};  ///< its line_count is what `lines` holds
+  Generated head{};  ///< its line_count is the size of `lines`
   std::vector<ConfigLineView> lines;
 };
 Payload encode_generated(const GeneratedView &generated);

@@ -1,9 +1,9 @@
-// Messages between the platform's services on the host, and how they look on the wire.
+// Messages between the platform's services on the host, and their wire format.
 //
 // One message is one Unix datagram: a 32-byte header, then the payload. Both ends run on one machine,
-// so numbers are in host byte order. A receiver never parses a datagram that is shorter than its
-// header, whose length word disagrees with the datagram, whose version or magic is another's, or whose
-// sender is another user: it counts it, logs one line, and drops it.
+// so numbers are in host byte order. A receiver never parses a datagram that is shorter than the header,
+// has the wrong length word, version or magic, or comes from another user. It counts the datagram, logs
+// one line, and drops it.
 #pragma once
 
 #include <cstddef>

@@ -1,12 +1,12 @@
 // The services' addresses, opcodes and payload records, shared by the platform library that the daemon
 // links (host/opal), the chassis that serves them (host/chassis) and the shell (host/shell).
 //
-// Records are host byte order, naturally aligned, and their sizes are asserted. Every response begins
+// Records are in host byte order, naturally aligned, and their sizes are asserted. Every response begins
 // with a result code (include/opal/rcode.h). A receiver checks the payload's size before it looks at it.
 //
 // A program makes its synchronous calls on a socket of its own, so that the answers do not mix with the
 // messages that wait in its queue. A request that registers a queue therefore names the queue in its
-// payload; the source in its header is only where the answer goes.
+// payload; the source in its header only says where the answer goes.
 #pragma once
 
 #include <cstdint>
@@ -60,7 +60,7 @@ inline constexpr std::uint32_t condition = 0x30013;     ///< overseer. Condition
 inline constexpr std::uint32_t config_write = 0x30014;  ///< overseer asks program. ConfigWrite -> Result
 inline constexpr std::uint32_t save = 0x30015;          ///< anyone asks overseer. (empty) -> Result
 inline constexpr std::uint32_t barrier =
-    0x30016;  ///< overseer asks program. (empty) -> Result, once all sent before it has been handled
+    0x30016;  ///< overseer asks program. (empty) -> Result, once everything sent before it is handled
 inline constexpr std::uint32_t store_locations = 0x30017;    ///< overseer. (empty) -> StoreLocations
 inline constexpr std::uint32_t board_info = 0x30020;         ///< board. (empty) -> BoardInfo
 inline constexpr std::uint32_t portsvc_register = 0x30030;   ///< portsvc. Name -> Result
@@ -96,12 +96,12 @@ struct Interface {
 struct Vlan {
   std::int32_t vlan;
 };
-/// `queue` wants the notices with this opcode.
+/// `queue` subscribes to the notices with this opcode.
 struct Subscription {
   std::uint32_t opcode;
   Address queue;
 };
-/// `queue` serves something under this name; "" where a name means nothing.
+/// `queue` serves something under this name; "" where no name is needed.
 struct Registration {
   Address queue;
   char name[name_bytes];  ///< NUL-terminated
@@ -110,7 +110,7 @@ struct Registration {
 struct Handshake {
   std::uint32_t uuid;
   std::int32_t pid;
-  Address queue;  ///< where the program takes the supervisor's requests
+  Address queue;  ///< where the program receives the supervisor's requests
 };
 struct HandshakeAnswer {
   std::uint32_t rcode;

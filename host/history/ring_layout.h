@@ -1,5 +1,5 @@
-// How an event lies in a trace ring's event space; shared by the ring's writer and reader. The table
-// stands in trace_ring.h.
+// The layout of an event in a trace ring's event space, shared by the ring's writer and reader. The table
+// is in trace_ring.h.
 #pragma once
 
 #include <array>
@@ -52,12 +52,12 @@ constexpr std::uint64_t word_of(std::uint32_t text_length, std::uint32_t categor
                                                     : std::uint64_t{text_length} << 32 | category;
 }
 
-/// Reads the text's length of the event at `position`, whatever is there.
+/// Reads the text length of the event at `position`; checks nothing.
 inline std::uint32_t load_text_length(EventSpace events, std::uint64_t position) {
   return std::bit_cast<std::array<std::uint32_t, 2>>(events.load(position))[0];
 }
 
-/// Reads the head of the event at `position`; nothing when no event can end before `end` that begins so.
+/// @return the head of the event at `position`; nothing when an event with this head would not end by `end`
 inline std::optional<EventHead> load_event_head(EventSpace events, std::uint64_t position,
                                                 std::uint64_t end) {
   if (end < position || end - position < event_head_bytes) return std::nullopt;
@@ -68,7 +68,7 @@ inline std::optional<EventHead> load_event_head(EventSpace events, std::uint64_t
   return head;
 }
 
-/// A system call's failure whose sentence is the cause's text alone; who opened the file says which it was.
+/// The failure of a system call. Its sentence is only the text of the cause; the caller adds the file's name.
 inline host::Failed failed_call() {
   const std::error_code cause = host::errno_cause(errno);
   return host::failure(cause, cause.message());

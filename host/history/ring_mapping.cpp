@@ -12,7 +12,7 @@
 namespace opal::trace {
 namespace {
 
-/// @return the capacity that a file's head names; nothing when the file is not a ring of this version
+/// @return the capacity in a file's head; nothing when the file is not a ring of this version
 std::optional<std::uint64_t> capacity_of(int fd) {
   RingHead head{};
   struct stat status {};

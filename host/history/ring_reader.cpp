@@ -65,7 +65,7 @@ void RingReader::read_mapping(std::vector<Event> &events) {
   const std::uint64_t end = mapping_.head();
   while (position_ < end) {
     position_ = std::max(position_, mapping_.tail());
-    // A damaged head would lead the reader round and round over the same events.
+    // With a damaged head, the reader would read the same events again and again.
     const bool fits = end - position_ <= mapping_.capacity();
     const std::optional<EventHead> head =
         fits ? load_event_head(mapping_.events(), position_, end) : std::nullopt;

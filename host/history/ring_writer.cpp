@@ -18,20 +18,20 @@ std::uint64_t load_word(const char *bytes) {
   return word;
 }
 
-/// The last bytes of a text, fewer than a word, with zeros behind them.
+/// The last bytes of a text, fewer than a word, padded with zeros.
 std::uint64_t last_word(std::string_view text, std::size_t count) {
   if (text.size() < word_bytes) {
     std::uint64_t word = 0;
     std::memcpy(&word, text.data(), text.size());
     return word;
   }
-  // Reads into the bytes before, which are there, and shifts them out.
+  // Loads the last whole word of the text and shifts out the bytes before the wanted ones.
   const std::uint64_t word = load_word(text.data() + text.size() - word_bytes);
   const std::size_t foreign_bits = (word_bytes - count) * 8;
   return std::endian::native == std::endian::little ? word >> foreign_bits : word << foreign_bits;
 }
 
-/// Stores words one behind the other.
+/// Stores words one after the other.
 class StraightWriter {
  public:
   explicit StraightWriter(std::uint64_t *start) : next_(start) {}
@@ -44,7 +44,7 @@ class StraightWriter {
   std::uint64_t *next_;
 };
 
-/// Stores words one behind the other, going on at the beginning when the end is reached.
+/// Stores words one after the other; continues at the beginning when it reaches the end.
 class WrappingWriter {
  public:
   WrappingWriter(EventSpace events, std::uint64_t position) : events_(events), position_(position) {}
@@ -58,9 +58,9 @@ class WrappingWriter {
   std::uint64_t position_;
 };
 
-/// Writes one event. Every value goes from its source to the ring in whole words: a word that is put together
-/// in memory from smaller ones and then read would wait for each of them, and so would the relayed frame that
-/// is traced.
+/// Writes one event. Every value goes from its source to the ring in whole words. To read a word that was
+/// just stored to memory in smaller pieces, the processor would wait for each piece, and delay the relayed
+/// frame that is traced.
 template <class Writer>
 void write_event(Writer writer, std::uint64_t first_word, std::uint64_t sequence, std::int64_t time_ns,
                  std::string_view text) {
@@ -87,7 +87,7 @@ void write_event(Writer writer, std::uint64_t first_word, std::uint64_t sequence
   write_event(WrappingWriter(events, position), first_word, sequence, time_ns, text);
 }
 
-/// Walks what the last writer left. @return the sequence number to go on with; nothing when damaged
+/// Checks the events that the last writer left. @return the next sequence number; nothing when damaged
 std::optional<std::uint64_t> next_sequence_of(const RingMapping &mapping) {
   const std::uint64_t end = mapping.head();
   std::uint64_t position = mapping.tail();
@@ -104,8 +104,8 @@ std::optional<std::uint64_t> next_sequence_of(const RingMapping &mapping) {
   return next.value_or(1);
 }
 
-/// Makes an empty ring under another name and gives it the ring's own, so that a reader of the old file
-/// never finds it changed under its hands.
+/// Makes an empty ring under another name and renames it to the ring's name, so that a reader of the old
+/// file never sees that file change.
 host::Result<host::Descriptor> make_file(const std::filesystem::path &file, std::uint64_t capacity) {
   const std::filesystem::path fresh = file.native() + ".new";
   host::Descriptor descriptor(::open(fresh.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
@@ -128,11 +128,11 @@ RingWriter::RingWriter(RingMapping mapping, std::uint64_t next_sequence)
 host::Result<RingWriter> RingWriter::open(const std::filesystem::path &file, std::size_t capacity) {
   capacity = std::bit_floor(capacity);
   if (capacity < ring_capacity_min)
-    return host::failure("a trace history takes at least " + std::to_string(ring_capacity_min) + " bytes");
+    return host::failure("a trace history needs at least " + std::to_string(ring_capacity_min) + " bytes");
   mkdir(file.parent_path().c_str(), 0700);
   host::Descriptor old(::open(file.c_str(), O_RDWR | O_CLOEXEC));
   if (old && flock(old.get(), LOCK_EX | LOCK_NB) != 0)
-    return host::failure("another process writes this trace history");
+    return host::failure("another process is writing this trace history");
   if (old) {
     host::Result<RingMapping> mapping = RingMapping::map(std::move(old), RingMapping::Access::write);
     if (mapping && mapping->capacity() == capacity) {
@@ -156,7 +156,7 @@ void RingWriter::append(std::int64_t time_ns, std::uint32_t category, std::strin
   const std::uint64_t end = start + bytes;
   while (end - tail_ > events.capacity()) {
     const std::uint64_t oldest = event_bytes(load_text_length(events, tail_));
-    // Only a stranger's hand in the file makes an event unreadable here; then all of them go.
+    // An event is unreadable here only when something else wrote to the file; then all events are dropped.
     tail_ = std::min(tail_ + oldest, start);
   }
   mapping_.set_tail(tail_);

@@ -1,8 +1,8 @@
 // A trace history in a memory-mapped file: one writer, any number of readers in other processes.
 //
-// The writer appends events for ever; the oldest make room for the newest. A reader never makes the
-// writer wait, never sees half an event, and reads the same file while the writer lives, after it was
-// killed at any instant, and after the next writer has taken the file up again.
+// The writer appends events without end; the newest overwrite the oldest. A reader never makes the
+// writer wait and never sees half an event. It can read the same file while the writer runs, after the
+// writer was killed at any instant, and after the next writer has reopened the file.
 //
 // The file is a head of 64 bytes and `capacity` bytes of event space, a power of two, numbers in host
 // byte order:
@@ -10,13 +10,13 @@
 //   head   0 magic "ring"   4 version 1   8 capacity   16 tail   24 head   32 zeros
 //   event  0 text length    4 category    8 sequence   16 time in ns since 1970   24 text, zeros up to 8
 //
-// `tail` and `head` are positions that only grow; a position stands at event space offset position %
-// capacity, and events wrap. What lies from tail to head is whole. To append, the writer moves tail past
-// the events that it will overwrite, writes the event behind head, then moves head over it. A reader
-// copies an event and then looks at tail: if tail has passed the event meanwhile, the copy is thrown
-// away. Sequence numbers are consecutive, so that a reader counts what it has missed.
+// `tail` and `head` are positions that only grow. A position is at event space offset position %
+// capacity; events wrap. The events from tail to head are complete. To append, the writer moves tail past
+// the events that it will overwrite, writes the event at head, then moves head past it. A reader copies
+// an event and then checks tail: if tail has passed the event in the meantime, it discards the copy.
+// Sequence numbers are consecutive, so that a reader can count the events that it missed.
 //
-// Bytes of a damaged or hostile file are never followed out of the mapping.
+// A damaged or hostile file never causes an access outside the mapping.
 #pragma once
 
 #include <array>
@@ -49,7 +49,7 @@ struct Event {
 /// The file of one identity's history in a run-time folder: `folder`/trace/UUID.ring.
 std::filesystem::path ring_file(const std::filesystem::path &folder, std::uint32_t uuid);
 
-/// The words of a ring's event space. Small, so that a writer keeps it in registers beside what it stores.
+/// The words of a ring's event space. Small enough to stay in registers while a writer stores words.
 class EventSpace {
  public:
   EventSpace(std::uint64_t *words, std::uint64_t capacity) : words_(words), mask_(capacity - 1) {}
@@ -61,7 +61,7 @@ class EventSpace {
   std::uint64_t load(std::uint64_t position) const {
     return std::atomic_ref(*at(position)).load(std::memory_order_relaxed);
   }
-  /// Whether so many bytes from a position on lie one behind the other.
+  /// Whether this many bytes from a position on are contiguous: they do not wrap.
   bool is_straight(std::uint64_t position, std::uint64_t bytes) const {
     return (position & mask_) + bytes <= capacity();
   }
@@ -71,8 +71,8 @@ class EventSpace {
   std::uint64_t mask_;
 };
 
-/// A ring's file, mapped; the head's words and the event space are read and written as atomic words, so
-/// that a reader beside a writer is no data race.
+/// The mapped file of a ring. The words of the head and the event space are read and written atomically,
+/// so that a reader beside a writer is no data race.
 class RingMapping {
  public:
   enum class Access { read, write };
@@ -107,8 +107,8 @@ class RingMapping {
 
 class RingWriter {
  public:
-  /// Takes up the ring at `file` where its last writer left it, or makes a new one when there is none, it
-  /// is damaged, or its size is another. Refused while another writer has it.
+  /// Continues the ring at `file` where its last writer stopped, or makes a new one when there is none,
+  /// it is damaged, or its size differs. Fails while another writer has it open.
   /// @param capacity bytes of event space, rounded down to a power of two, at least ring_capacity_min
   static host::Result<RingWriter> open(const std::filesystem::path &file, std::size_t capacity);
 
@@ -127,8 +127,8 @@ class RingReader {
  public:
   static host::Result<RingReader> open(const std::filesystem::path &file);
 
-  /// Events since the last call, oldest first; those overwritten meanwhile are skipped. When a new file
-  /// has taken the ring's name, reading goes on at its beginning.
+  /// Events since the last call, oldest first; skips those overwritten in the meantime. When a new file
+  /// has taken the ring's name, continues at the beginning of that file.
   std::vector<Event> read_new();
 
   /// Events that were overwritten before they were read, since open.

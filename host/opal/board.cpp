@@ -8,7 +8,7 @@ namespace {
 
 using namespace opal;
 
-/// The board's answer, asked for until it is given once.
+/// The board's answer. Each call asks again until the board has answered once.
 const host::Result<bus::BoardInfo> &ask_board() {
   static host::Result<bus::BoardInfo> board = refused(RCODE_UNAVAILABLE);
   if (!board) board = ask<bus::BoardInfo>(bus::address::board, bus::opcode::board_info, {});

@@ -23,7 +23,7 @@ struct cmd_rx_handle {
   const cmd_mrange_t *rejected;  ///< one of ranges_in_use, or null
 };
 
-/// Stands at the front of the caller's buffer; the encoded attributes follow it.
+/// At the front of the caller's buffer; the encoded attributes follow it.
 struct cmd_rsp {
   cmd_rx_handle_t *handle;
   std::uint32_t room;
@@ -41,7 +41,7 @@ namespace {
 constexpr std::size_t nok_text_max = 1024;
 constexpr std::uint32_t attribute_alignment = 8;
 
-// Handles and responses live in memory of the program, which frees it without telling the library.
+// Handles and responses live in memory that the program frees without a call to the library.
 static_assert(std::is_trivially_destructible_v<cmd_rx_handle> && std::is_trivially_destructible_v<cmd_rsp>);
 
 /// Range lists of the request in progress.
@@ -54,7 +54,7 @@ bool is_in_use(const cmd_mrange_t *mrange) {
   return std::ranges::any_of(ranges_in_use(), [mrange](const auto &range) { return range.get() == mrange; });
 }
 
-/// The message whose handle was asked for last and was not made; answered by a nok without a handle.
+/// The message whose handle was requested last but not made. A nok without a handle answers it.
 qbus_msg_ref_t &message_without_handle() {
   static qbus_msg_ref_t message{};
   return message;
@@ -117,7 +117,7 @@ int cmd_backend_init(qbus_queue_t queue) {
       rcode_of(ask(bus::address::cush, bus::opcode::backend_init, bus::bytes_of(registration))));
 }
 
-// A program that has no memory for the scratch area makes no second call, and refuses the message all the same.
+// A program without memory for the scratch area does not make the second call, but still refuses the message.
 size_t cmd_req_handle_get_1(const qbus_msg_ref_t *message) {
   message_without_handle() = message != nullptr ? *message : qbus_msg_ref_t{};
   return sizeof(cmd_rx_handle_t);

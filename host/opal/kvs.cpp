@@ -8,7 +8,7 @@ using namespace opal;
 
 namespace {
 
-/// A store as the program sees it: its handle, and what the last call handed out.
+/// A store as the program sees it, with the bytes that the last call returned.
 struct OpenStore {
   Store store;
   Blob handed_out;
@@ -24,7 +24,7 @@ struct OpenStore {
 class StoreTable {
  public:
   kvs_service_t add(Store store) {
-    // Handles are not used again soon, so that a stale one finds nothing.
+    // Handles are not reused soon, so that a stale one finds nothing.
     do ++last_;
     while (last_ == 0 || stores_.contains(last_));
     stores_.emplace(last_, OpenStore{std::move(store), {}, {}});
@@ -61,7 +61,7 @@ rcode_t with_store(kvs_service_t handle, Operation operation) {
   return open != nullptr ? rcode_of(operation(open->store)) : rcode_t{RCODE_INVALID};
 }
 
-/// @return the bytes of a datum; nothing for one that is null or points nowhere
+/// @return the bytes of a datum; nothing when it is null or its bytes have no address
 std::optional<BlobView> bytes_of(const kvs_datum_t *datum) {
   if (datum == nullptr || (datum->ptr == nullptr && datum->siz != 0)) return std::nullopt;
   return BlobView(static_cast<const std::byte *>(datum->ptr), datum->siz);

@@ -13,12 +13,12 @@ namespace {
 
 using namespace opal;
 
-/// Heartbeat time of a program that no supervisor has told one.
+/// Heartbeat timeout until a supervisor has sent one.
 constexpr std::uint32_t default_heartbeat_timeout_ms = 30'000;
 
 enum Dispatch { taken_and_released = 1, taken = 0, not_ours = -1 };
 
-/// What the supervisor said in the handshake.
+/// The result of the handshake with the supervisor.
 struct Settings {
   bool known = false;
   qbus_queue_t queue = -1;
@@ -40,8 +40,8 @@ Settings &settings() {
   return the_settings;
 }
 
-/// Asked for at every use, which may be before the handshake; the last answer holds while there is no
-/// other. The program keeps pointers into an answer across further calls, so none is ever taken back.
+/// Requested at every use, which may be before the handshake; the last answer is valid until there is
+/// another. The program keeps pointers into an answer across further calls, so no answer is ever freed.
 const Locations &locations() {
   static std::list<Locations> answers(1);
   if (const auto told = ask<bus::StoreLocations>(bus::address::overseer, bus::opcode::store_locations, {})) {

@@ -18,7 +18,7 @@ qbus_queue_t refuse(int error) {
   return -1;
 }
 
-/// How many messages may wait is the network namespace's affair; a program that counts on more is told.
+/// The network namespace limits how many messages may wait; warns a program that expects more.
 void check_queue_length(int wanted, const char *name) {
   int possible = 0;
   std::ifstream("/proc/sys/net/unix/max_dgram_qlen") >> possible;

@@ -16,7 +16,7 @@ std::vector<Queue> &queues() {
   return all;
 }
 
-/// What epoll hands back with an event: the descriptor and what it stands for.
+/// The data that epoll returns with an event: the descriptor and its source.
 std::uint64_t event_data(int fd, std::uint32_t source) {
   return std::uint64_t{source} << 32 | static_cast<std::uint32_t>(fd);
 }

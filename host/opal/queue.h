@@ -2,13 +2,13 @@
 //
 // A queue's handle is an epoll descriptor over the queue's bus socket and the descriptors of running
 // timers, so that one `select` wakes for all of them and nothing waits in user space. qbus_recv takes
-// what is ready from one of them in turn: a message from the socket, or an expiry, which travels as a
-// message of its own until overseer_dispatch runs it.
+// what is ready from one of them in turn: a message from the socket, or an expiry. An expiry is a message
+// of its own until overseer_dispatch runs its callback.
 //
 // A failure's cause is an errno; it has no sentence.
 //
-// A reference is a slot and its generation, never a pointer: a reference that was dropped, copied too
-// long or made up finds nothing.
+// A reference is a slot and its generation, never a pointer: a reference that was dropped, copied and kept
+// too long, or invented finds nothing.
 #pragma once
 
 #include <cstdint>
@@ -26,12 +26,12 @@ namespace opal {
 
 enum class HeldKind { nothing, received, sent_request, expiry };
 
-/// What a reference stands for.
+/// What a reference refers to.
 struct Held {
   HeldKind kind = HeldKind::nothing;
   qbus_queue_t queue = -1;
-  bus::Message message;      ///< of a sent request: opcode and token
-  std::uint32_t source = 0;  ///< of an expiry: as given to Queue::watch
+  bus::Message message;      ///< for a sent request: only opcode and token
+  std::uint32_t source = 0;  ///< for an expiry: as passed to Queue::watch
 };
 
 class MessageTable {
@@ -58,9 +58,9 @@ class Queue {
 
   qbus_queue_t handle() const { return epoll_.get(); }
   bus::Address address() const { return socket_.address(); }
-  /// @return what is ready; EAGAIN: nothing is
+  /// @return what is ready; EAGAIN when nothing is
   host::Result<Held> take();
-  /// Makes `fd`, a timer descriptor, wake the queue; its expiries come as HeldKind::expiry with `source`.
+  /// Lets `fd`, a timer descriptor, wake the queue; its expiries arrive as HeldKind::expiry with `source`.
   bool watch(int fd, std::uint32_t source);
   std::uint32_t new_token();
   /// Sends and remembers the error.
@@ -90,7 +90,7 @@ const bus::Message *received_message(const qbus_msg_ref_t *reference);
 /// Answers a received request on the queue that took it.
 host::Result<> reply_to(const qbus_msg_ref_t *request, bus::Bytes payload);
 
-/// What the C interface answers. @return 0 or an errno
+/// The result as the C interface returns it. @return 0 or an errno
 inline int errno_of(const host::Result<> &result) { return result ? 0 : result.error().cause.value(); }
 
 /// Runs the callback of an expiry; see timer.cpp.

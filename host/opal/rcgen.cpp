@@ -35,7 +35,7 @@ std::list<rcgen_hdl_t> &answers_in_use() {
   return answers;
 }
 
-/// @return the request; null when the message is not a well-formed one. Lives in the message.
+/// @return the request, owned by the message; null when the message is not a well-formed request
 const bus::Generate *request_of(const qbus_msg_ref_t *reference) {
   const bus::Message *message = received_message(reference);
   if (message == nullptr || message->payload.size() != sizeof(bus::Generate)) return nullptr;

@@ -9,7 +9,7 @@
 
 namespace opal {
 
-/// What an SQLite result means; the cause of a failure is a result code.
+/// Converts an SQLite result; the cause of a failure is a result code.
 host::Result<> result_of_sqlite(int result);
 
 class Statement {
@@ -45,7 +45,7 @@ class Statement {
     step();
     return result_of_sqlite(result_);
   }
-  /// Of a look-up whose step said false: RCODE_NOT_FOUND when there simply was no row.
+  /// The failure of a look-up whose `step` returned false: RCODE_NOT_FOUND when it found no row.
   host::Failed missing() const {
     return result_ == SQLITE_DONE ? refused(RCODE_NOT_FOUND) : failed(result_of_sqlite(result_));
   }

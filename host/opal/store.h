@@ -1,14 +1,14 @@
 // A key/value store in one SQLite file.
 //
-// The file marks itself as a store (application id "OKVS", format 1) and holds three tables:
+// The file is marked as a store (application id "OKVS", format 1) and holds three tables:
 //
 //   record(place, key, value)   records; place grows with every insertion and is never used twice
 //   version(slot, word)         version words
-//   size_limit(name, bytes)     "key" and "value": the largest that are accepted
+//   size_limit(name, bytes)     "key" and "value": the largest accepted size of each
 //
 // Every change is one transaction with a rollback journal, synced, so that a crash leaves the file as it
-// was before or after. Whole files appear only by renaming a complete, synced one into place; handles on
-// the file that was replaced go on reading it and refuse to write it.
+// was before or after the change. A new file appears only when a complete, synced one is renamed into
+// place. Handles on a replaced file continue to read it and refuse to write it.
 //
 // The cause of every failure is a result code (rcode_cause.h).
 //
@@ -57,7 +57,7 @@ class Store {
   host::Result<std::uint32_t> version(std::uint32_t slot);
 
   host::Result<Blob> fetch(BlobView key);
-  /// @param replace false refuses a key that is present with RCODE_EXISTS
+  /// @param replace when false, fails with RCODE_EXISTS for a key that is present
   host::Result<> write(BlobView key, BlobView value, bool replace);
   host::Result<> erase(BlobView key);
 
@@ -66,7 +66,7 @@ class Store {
   /// Moves the cursor to the next record. @return its key; RCODE_NOT_FOUND at the end, and the cursor stays
   host::Result<Blob> next();
 
-  /// Makes `destination` a copy of this store, at once and whole.
+  /// Makes `destination` a copy of this store, atomically.
   host::Result<> copy_to(const std::filesystem::path &destination);
 
  private:

@@ -21,7 +21,7 @@ host::Result<> execute(sqlite3 *database, const char *text) {
   return result_of_sqlite(sqlite3_exec(database, text, nullptr, nullptr, nullptr));
 }
 
-/// Opens a database file with little memory and full durability; nothing is read yet.
+/// Opens a database file with little memory and full durability; does not read it yet.
 host::Result<Database> connect(const std::filesystem::path &file, int flags) {
   sqlite3 *raw = nullptr;
   const int result =
@@ -35,13 +35,13 @@ host::Result<Database> connect(const std::filesystem::path &file, int flags) {
   return database;
 }
 
-/// @return what a query for one number yields; nothing when the file has no answer
+/// @return the number that a query finds; nothing when it finds none
 std::optional<std::int64_t> number(sqlite3 *database, const char *query) {
   Statement statement(database, query);
   return statement.step() ? std::optional(statement.number(0)) : std::nullopt;
 }
 
-/// Reading the file also rolls back what a crash left half-done in it.
+/// Reading the file also rolls back a transaction that a crash left unfinished.
 bool is_intact_store(sqlite3 *database) {
   if (number(database, "PRAGMA application_id") != application_id ||
       number(database, "PRAGMA user_version") != format_version)
@@ -62,8 +62,8 @@ bool sync(const std::filesystem::path &path, int flags) {
   return descriptor && fsync(descriptor.get()) == 0;
 }
 
-/// A journal that a crash left beside the file belongs to that file alone: it is rolled back, or goes
-/// with a file that is beyond repair, before another file takes the name.
+/// A journal that a crash left beside the file belongs only to that file. Before another file takes the
+/// name, the journal is rolled back, or deleted when the file cannot be repaired.
 void settle_journal(const std::filesystem::path &file) {
   const std::filesystem::path journal = with_suffix(file, "-journal");
   if (access(journal.c_str(), F_OK) != 0) return;
@@ -116,7 +116,7 @@ host::Result<> make_store_file(const std::filesystem::path &file, std::uint32_t 
       "; CREATE TABLE size_limit(name TEXT PRIMARY KEY, bytes INTEGER NOT NULL) WITHOUT ROWID"
       "; INSERT INTO size_limit VALUES('key', " +
       std::to_string(key_limit) + "), ('value', " + std::to_string(value_limit) + ")";
-  // The file is closed before it takes its place.
+  // The file is closed before it is renamed into place.
   host::Result<> filled = connect(fresh, SQLITE_OPEN_CREATE).and_then([&](const Database &database) {
     return execute(database.get(), schema.c_str());
   });

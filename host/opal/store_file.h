@@ -1,5 +1,5 @@
-// A store's file as a whole: opened and checked, made empty, copied. A file appears under its name only
-// complete and synced, by a rename; a crash at any instant leaves the old file or the new one.
+// The file of a store as a whole: open and check it, make an empty one, copy it. A complete, synced file
+// is renamed to its name; a crash at any instant leaves the old file or the new one.
 #pragma once
 
 #include "host/opal/store.h"
@@ -9,7 +9,7 @@ namespace opal {
 /// RCODE_NOT_FOUND: there is no such file. RCODE_CORRUPT: it is not an intact store. RCODE_IO
 host::Result<Database> open_store_file(const std::filesystem::path &file);
 
-/// Makes an empty store, replacing what has the name.
+/// Makes an empty store and replaces any file of that name.
 host::Result<> make_store_file(const std::filesystem::path &file, std::uint32_t key_limit,
                                std::uint32_t value_limit);
 

@@ -1,5 +1,5 @@
-// Each timer is a timerfd that the program's first queue watches. Expiries that were not yet taken count
-// as one: a slow program is not called once for each period that it missed.
+// Each timer is a timerfd that the program's first queue watches. Expiries that were not yet received
+// count as one: a slow program is not called once for each period that it missed.
 #include "opal/timer.h"
 
 #include <sys/timerfd.h>

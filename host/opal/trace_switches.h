@@ -1,12 +1,12 @@
 // Which trace categories are printed and which are recorded, inside the platform library.
 //
-// Until the program has registered its categories everything is printed and recorded, so that a failed
+// Until the program has registered its categories, everything is printed and recorded, so that a failed
 // start is never silent. Registration switches printing off; the program then switches on what it wants.
-// What an operator switches from outside is kept in the debug store. At the next start the recording
-// switches hold from the registration on; the printing switches hold from the first message on, because
+// The debug store keeps the switches that an operator sets from outside. At the next start, the recording
+// switches apply from the registration on. The printing switches apply from the first message on, because
 // the program sets its own at the end of its start-up.
 //
-// The checks are two of the calls that the program makes for every frame: a compare and a load.
+// The program calls both checks for every frame, so each is a compare and a load.
 #pragma once
 
 #include <array>
@@ -25,15 +25,15 @@ inline constexpr std::uint32_t category_end = 256;
 struct Switches {
   std::array<std::uint8_t, category_end> not_printed{};
   std::array<std::uint8_t, category_end> not_recorded{};
-  std::uint32_t last_asked = 0;  ///< category of the last tracekit_chk_int, which a dbgprint belongs to
+  std::uint32_t last_asked = 0;  ///< category of the last tracekit_chk_int; a dbgprint belongs to it
 };
 extern Switches switches;
 
 void set_printed(std::uint32_t category, bool on);
 void set_recorded(std::uint32_t category, bool on);
 
-/// What an operator has chosen for one category, as the debug store keeps it: key "trace.101", value
-/// two bytes.
+/// An operator's switches for one category, as the debug store keeps them: key "trace.101", value two
+/// bytes.
 struct SavedSwitch {
   std::uint8_t print = 0;
   std::uint8_t record = 1;
@@ -42,8 +42,8 @@ rcode_t save_switch(kvs_service_t store, std::uint32_t category, SavedSwitch sav
 /// @return nothing when none is saved
 std::optional<SavedSwitch> load_switch(kvs_service_t store, std::uint32_t category);
 
-/// Tells of a failure of the facility itself: on standard error, and in syslog where the program's
-/// facility record lets critical messages pass.
+/// Reports a failure of the facility itself on standard error, and in syslog when the program's facility
+/// record lets critical messages pass.
 void report_failure(const std::string &what);
 
 }  // namespace opal::trace

@@ -20,7 +20,7 @@ struct Facility {
   std::uint32_t categories_end = trace::first_category;
   kvs_service_t store = 0;
   bool saved_prints_pending = false;
-  // The program's, for the life of the process: nothing here is destroyed before it ends.
+  // Allocated by the program and kept for the life of the process: nothing here is destroyed before it ends.
   tracekit_context_t *debug_context = nullptr;
   tracekit_context_t *syslog_context = nullptr;
 };
@@ -34,7 +34,7 @@ bool is_usable(const tracekit_context_t *context) {
   return context != nullptr && context->value != nullptr && context->size == sizeof *context->value;
 }
 
-/// Applies what is saved. @param prints false leaves the printing switches alone
+/// Applies the saved switches. @param prints false leaves the printing switches unchanged
 void apply_saved(bool prints) {
   for (std::uint32_t category = trace::first_category; category < facility().categories_end; ++category) {
     const std::optional<trace::SavedSwitch> saved = trace::load_switch(facility().store, category);

@@ -1,5 +1,5 @@
-// Events find the history of their identity. Those of an identity that has none yet go to the process-wide
-// history, and wait in a small buffer for their own, so that it tells the whole start-up.
+// An event goes to the history of its identity. While that history does not exist, the event goes to the
+// process-wide history, and a small buffer keeps it for its own history, which then shows the whole start-up.
 #include <time.h>
 
 #include <algorithm>
@@ -41,14 +41,14 @@ History *find_history(std::uint32_t uuid) {
   return nullptr;
 }
 
-/// The time of the kernel's last tick: a reader sees milliseconds, and an event costs a relayed frame less.
+/// The time of the kernel's last tick: readers see milliseconds, and this clock costs a relayed frame less.
 std::int64_t now_ns() {
   timespec now{};
   clock_gettime(CLOCK_REALTIME_COARSE, &now);
   return std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
 }
 
-/// Puts what waited for this identity into its history.
+/// Moves the early events of this identity into its history.
 void flush_early(History &history) {
   const auto belongs = [&history](const EarlyEvent &event) { return event.uuid == history.uuid; };
   for (const EarlyEvent &event : early_events)
@@ -68,7 +68,7 @@ int make_history(std::uint32_t uuid, std::uint32_t size) {
   return history.ring ? 0 : static_cast<int>(RCODE_IO);
 }
 
-/// Keeps an event for the history that its identity may get. @return where it goes meanwhile
+/// Keeps an event for the history that its identity may get later. @return the history for it until then
 [[gnu::cold, gnu::noinline]] History *keep_early(std::uint32_t uuid, std::uint32_t category,
                                                  std::string_view text) {
   if (early_events.size() < early_events_max)

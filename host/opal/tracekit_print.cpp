@@ -45,7 +45,7 @@ void write_line(const char *line, std::size_t length) {
   }
 }
 
-/// A syslog facility of the system: the platform's own numbers are beyond it and become the daemons'.
+/// A syslog facility of the system. The platform's own numbers are above its range and become LOG_DAEMON.
 int system_facility(std::uint32_t facility) {
   const bool known = facility <= static_cast<std::uint32_t>(LOG_LOCAL7) && facility % 8 == 0;
   return known ? static_cast<int>(facility) : LOG_DAEMON;

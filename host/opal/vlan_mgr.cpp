@@ -48,7 +48,7 @@ rcode_t vlan_mgr_parse_notification_msg_local(const qbus_msg_ref_t *message,
   return RCODE_SUCCESS;
 }
 
-// One payload serves both; the opcode tells setting from unsetting.
+// Both payloads are the same; the opcode says whether the feature is set or unset.
 int vlan_feat_create_build_qbus_local(uint32_t count, const vlan_id_t *vlans, uint32_t feature,
                                       void **payload, uint32_t *length) {
   return build_feature_payload(count, vlans, feature, payload, length);

@@ -1,4 +1,4 @@
-// Why a command was not carried out. It ends the command and never the shell.
+// Why a command failed. A failure ends the command, never the shell.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@ struct Range {
   friend bool operator==(const Range &, const Range &) = default;
 };
 
-/// Exit statuses of the program, as host::exit_status has them.
+/// Exit statuses of the program, as host::exit_status returns them.
 enum Status : int {
   status_ok = 0,
   status_failed = 1,  ///< the command was understood and did not succeed
@@ -33,11 +33,11 @@ inline host::Failed syntax_failure(std::string what) {
 }
 
 struct CommandFailure : host::Failure {
-  // Any failure ends a command as it is.
+  // Implicit: any failure can end a command as it is.
   CommandFailure(host::Failure failure, std::vector<Range> refused = {})
       : host::Failure(std::move(failure)), rejected(std::move(refused)) {}
 
-  /// The part of the command's list that was refused, when the program that served it told.
+  /// The rejected part of the command's list, when the program that served the command reported it.
   std::vector<Range> rejected;
 };
 

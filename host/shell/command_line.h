@@ -10,13 +10,13 @@
 namespace shell {
 
 struct Options {
-  std::vector<std::string> lines;  ///< to be carried out instead of standard input
+  std::vector<std::string> lines;  ///< to run instead of standard input
   std::string name;  ///< of the running chassis to attach to; "" for the one around this process
   bool json = false;
   bool keep_going = false;  ///< after a command that failed
 };
 
-/// @return the options; nothing when help or the version was shown, which is all that was wanted
+/// @return the options; nothing when only help or the version was requested, and is now shown
 host::Result<std::optional<Options>> read_command_line(int count, char **words);
 
 }  // namespace shell

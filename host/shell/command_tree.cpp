@@ -17,7 +17,7 @@ namespace {
 
 using nlohmann::json;
 
-/// A mistake in a tree. It is thrown, as the JSON library throws the others at any access; add_tree catches both.
+/// Throws a mistake in a tree, as the JSON library throws others at any access; add_tree catches both.
 [[noreturn]] void refuse(const std::string &what) { throw std::runtime_error(what); }
 
 const json &member(const json &object, const char *name) {
@@ -28,7 +28,7 @@ const json &member(const json &object, const char *name) {
   return *found;
 }
 
-/// A number, written as such or as a text in hexadecimal ("0x14C20004").
+/// A number, written as a JSON number or as a hexadecimal string ("0x14C20004").
 std::uint32_t number(const json &object, const char *name) {
   const json &value = member(object, name);
   if (value.is_number_unsigned() && value.get<std::uint64_t>() <= UINT32_MAX) {
@@ -42,13 +42,13 @@ std::uint32_t number(const json &object, const char *name) {
       return parsed;
     }
   }
-  refuse(fmt::format("\"{}\" must be a number from 0 to 4294967295 or a text such as \"0x1DFF\"", name));
+  refuse(fmt::format("\"{}\" must be a number from 0 to 4294967295 or a string such as \"0x1DFF\"", name));
 }
 
 std::string text(const json &object, const char *name) {
   const json &value = member(object, name);
   if (!value.is_string()) {
-    refuse(fmt::format("\"{}\" must be a text", name));
+    refuse(fmt::format("\"{}\" must be a string", name));
   }
   return value.get<std::string>();
 }
@@ -143,7 +143,7 @@ Element element(const std::string &word) {
   return {word, false};
 }
 
-/// Every way to type a syntax, optional parts there and not there.
+/// Every way to type a syntax, with and without each optional part.
 std::vector<std::vector<Element>> expand(const std::string &syntax) {
   const std::size_t open = syntax.find('[');
   if (open != std::string::npos) {

@@ -1,27 +1,27 @@
 // The commands that the shell offers, as data.
 //
-// A parse tree is a JSON file, trees/NAME.json. The tree of a program bears the name under which the
+// A parse tree is a JSON file, trees/NAME.json. The tree of a program has the name under which the
 // program registered with the shell's registry; `platform.json` holds the commands of the platform's own
-// services and of the shell itself. A tree says for each command its syntax, the message that carries
-// it, and how the answer is shown; the shell knows no program by itself.
+// services and of the shell itself. A tree defines for each command its syntax, the message that carries
+// it, and how the answer is shown; no program is built into the shell.
 //
 //   version    1
 //   server     name that the program registered; absent for the platform's own tree
-//   help       help text of each word; of a word with the words before it where it means something else
+//   help       help text of each word; a key with the words before it gives another text there
 //   commands   list of:
 //     syntax       words in lower case, arguments in capitals (VLANS, INTERFACES), optional parts in
-//                  brackets; an optional "no" in front makes the deleting form
-//     message      what carries it:
+//                  brackets; an optional "no" in front selects the deleting form
+//     message      the message that carries it:
 //       command      a command message: `id`, `attributes` of {attribute, type, argument}, `answer` of
 //                    {columns of {attribute, key, title, type}, empty}; a row begins with each
 //                    occurrence of the first column's attribute
 //       ncfg         a configuration-interface request: `opcode`, `body` of {bytes, value, no}
 //       show_config  asks for the configuration's text: `config_type`, `display_type`
 //       save         saves the running configuration to startup
-//       enter        makes the words a context: what is typed afterwards continues them
-//       exit, end, help   the shell's own
+//       enter        makes the words a context: later lines continue them
+//       exit, end, help   run by the shell itself
 //
-// A file that is not so is refused as a whole, with a sentence that names the file and the mistake.
+// A file that breaks these rules is refused as a whole; the error names the file and the mistake.
 #pragma once
 
 #include <cstdint>
@@ -102,7 +102,7 @@ struct Element {
   bool argument = false;
 };
 
-/// One way to type a command: its syntax with every optional part either there or not.
+/// One way to type a command: its syntax with every optional part either present or absent.
 struct Form {
   std::vector<Element> elements;
   std::size_t command = 0;  ///< position in CommandTree::commands
@@ -118,7 +118,7 @@ struct CommandTree {
 /// Reads every tree of a folder.
 host::Result<CommandTree> load_trees(const std::filesystem::path &folder);
 
-/// Adds one tree, or nothing of it. @param name the file's, for messages
+/// Adds one tree, or on failure nothing of it. @param name the file's, for messages
 [[nodiscard]] host::Result<> add_tree(CommandTree &tree, const std::string &name,
                                       const std::string &json_text);
 

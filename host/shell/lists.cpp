@@ -43,7 +43,7 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(first, text.find_last_not_of(' ') - first + 1);
 }
 
-/// The two ends of "3-5", or twice the one of "3".
+/// The two ends of "3-5"; both ends of "3" are 3.
 std::pair<std::string_view, std::string_view> ends(std::string_view entry) {
   const std::size_t dash = entry.find('-');
   if (dash == std::string_view::npos) {
@@ -85,7 +85,7 @@ constexpr std::array<InterfaceKind, 3> interface_kinds{{
     {"mgmt", IF_INDEX_TYPE_MGMT},
 }};
 
-/// Takes the kind's word, or the beginning of it, off the front of an entry; "1/3" alone is ethernet.
+/// Removes the kind's word, which may be abbreviated, from the front of an entry; "1/3" alone is ethernet.
 std::optional<if_index_type_t> take_kind(std::string_view &entry) {
   const std::size_t digit = std::min(entry.find_first_of("0123456789"), entry.size());
   const std::string_view word = trimmed(entry.substr(0, digit));

@@ -23,7 +23,7 @@ namespace {
 using shell::Options;
 using shell::Status;
 
-/// Starts this program again inside a running chassis, by way of `chassis exec`. Returns only on failure.
+/// Starts this program again inside a running chassis, through `chassis exec`. Returns only on failure.
 host::Failed attach(const Options &options) {
   const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
   const std::string chassis = folder / "chassis";
@@ -43,7 +43,8 @@ host::Failed attach(const Options &options) {
   return host::failure(cause, fmt::format("{} cannot be started: {}.", chassis, cause.message()));
 }
 
-/// The next line of a script, cut behind the limit so that the session refuses it; false at the end.
+/// Reads the next line of a script. A line over the limit is cut after the limit, so that the session still
+/// refuses it. @return false at the end
 bool next_line(std::istream &input, std::string &line) {
   std::array<char, shell::line_limit + 3> buffer{};
   input.getline(buffer.data(), static_cast<std::streamsize>(buffer.size()));
@@ -125,7 +126,7 @@ int main(int count, char **words) try {
   }
   return *status;
 } catch (const std::exception &thrown) {
-  // By a library that has no other way, as without memory.
+  // Thrown by a library that has no other way to fail, for example when out of memory.
   std::cerr << "cush: " << thrown.what() << "\n";
   return shell::status_failed;
 }

@@ -15,7 +15,7 @@ namespace {
 
 using namespace opal;
 
-host::Failed unreadable() { return host::failure("The answer cannot be read; nothing of it is shown."); }
+host::Failed unreadable() { return host::failure("The answer is malformed; none of it is shown."); }
 
 bus::Payload number_ranges(const std::vector<Range> &ranges) {
   cush_int_multi_range_t record{};
@@ -86,7 +86,7 @@ std::vector<Range> rejected_ranges(const std::vector<bus::AttributeView> &attrib
   return ranges;
 }
 
-/// Without the line ends that a program puts behind its text.
+/// A program's text without the line ends after it; `otherwise` when nothing is left.
 std::string sentence(std::string_view text, const char *otherwise) {
   const std::size_t last = text.find_last_not_of("\r\n ");
   return last == std::string_view::npos ? otherwise : std::string(text.substr(0, last + 1));

@@ -1,9 +1,9 @@
-// The messages that carry commands: how a command's arguments become a payload, and what its answer
-// says.
+// The messages that carry commands: how a command's arguments become a payload, and how its answer is
+// read.
 //
 // The attribute records are those of include/opal/cush.h: a list of numbers is the whole record of 64
-// entries, a list of interfaces only as long as its entries. A reader of answers fails for one that refuses or
-// cannot be read.
+// entries, a list of interfaces only as long as its entries. A function that reads an answer fails when the
+// answer refuses the command or is malformed.
 #pragma once
 
 #include "host/bus/codec.h"

@@ -24,7 +24,7 @@ std::size_t width_of(const Output &result, std::size_t column) {
   return width;
 }
 
-/// Names stand at the left of their column, numbers at the right.
+/// Names are left-aligned in their column, numbers right-aligned.
 std::string aligned(const Column &column, const std::string &text, std::size_t width) {
   return column.type == ColumnType::number ? fmt::format("{:>{}}", text, width)
                                            : fmt::format("{:<{}}", text, width);
@@ -59,7 +59,7 @@ ordered_json document(const std::string &command, bool ok) {
           {"rejected", ordered_json::array()}};
 }
 
-/// One line; bytes that are no UTF-8 are replaced, for what a program answered may hold any.
+/// One line. Bytes that are not UTF-8 are replaced, because a program's answer may hold any bytes.
 std::string line_of(const ordered_json &value) {
   return value.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n";
 }

@@ -1,4 +1,4 @@
-// What a command yields: one model, shown as text to people and as JSON to programs.
+// The result of a command: one model, shown as text to people and as JSON to programs.
 //
 // The JSON document has the same members for every command, failed or not, and is one line:
 //
@@ -27,14 +27,14 @@ struct Output {
   std::string text;
 };
 
-/// @param emphasis whether the head of a table may be set off, as on a terminal
+/// @param emphasis whether the head of a table is bold, as on a terminal
 std::string render_text(const Output &result, bool emphasis);
 
 /// @param command written out in full
 std::string render_json(const std::string &command, const Output &result);
 std::string render_json(const std::string &command, const CommandFailure &failure);
 
-/// The sentence, and under it what was rejected.
+/// The sentence, then a line with the rejected part.
 std::string render_failure(const CommandFailure &failure);
 
 }  // namespace shell

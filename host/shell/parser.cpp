@@ -11,7 +11,7 @@
 namespace shell {
 namespace {
 
-/// A form that fits what was typed so far.
+/// A form that matches the words typed so far.
 struct Candidate {
   const Form *form = nullptr;
   std::map<std::string, std::string> arguments;
@@ -37,7 +37,7 @@ std::set<std::string> words_at(const std::vector<Candidate> &candidates, std::si
   return words;
 }
 
-/// Those whose next element is the word.
+/// The candidates whose next element is the word.
 std::vector<Candidate> taking_word(const std::vector<Candidate> &candidates, std::size_t position,
                                    const std::string &word) {
   std::vector<Candidate> fitting;
@@ -50,7 +50,7 @@ std::vector<Candidate> taking_word(const std::vector<Candidate> &candidates, std
   return fitting;
 }
 
-/// Those whose next element is an argument, or whose argument goes on, with the typed text in it.
+/// The candidates whose next element is an argument, or whose argument continues; adds the typed text to it.
 std::vector<Candidate> taking_argument(const std::vector<Candidate> &candidates, std::size_t position,
                                        const std::string &typed) {
   std::vector<Candidate> fitting;
@@ -123,11 +123,11 @@ std::string incomplete(const Narrowed &narrowed, std::size_t position) {
 }
 
 std::string argument_help(const std::string &name) {
-  return name == "VLANS" ? "VLANs from 1 to 4095, as 3-5,200"
-                         : "Interfaces, as ethernet 1/3-5,port-channel 7";
+  return name == "VLANS" ? "Enter VLANs from 1 to 4095, such as 3-5,200"
+                         : "Enter interfaces, such as ethernet 1/3-5,port-channel 7";
 }
 
-/// The help of a word behind `before`: that of the whole path where the tree gives one, else the word's.
+/// The help of a word after `before`: the help of the whole path if the tree has one, else the word's own.
 std::string help_of(const CommandTree &tree, const Words &before, const Element &element) {
   if (element.argument) {
     return argument_help(element.text);
@@ -219,7 +219,7 @@ std::vector<Choice> choices(const CommandTree &tree, const Words &words, std::st
     const Element *element = element_at(candidate, words.size());
     if (is_complete(candidate, words.size())) {
       if (partial.empty()) {
-        found.emplace("<cr>", "Carry it out");
+        found.emplace("<cr>", "Run the command");
       }
     } else if (element != nullptr &&
                (element->argument ? partial.empty() : element->text.starts_with(partial))) {

@@ -1,8 +1,8 @@
 // From a typed line to a command of the tree.
 //
-// A line is words parted by blanks; blanks around a comma belong to a list. A word may be shortened as
-// long as only one word of the tree at that place begins so; the whole word always wins. A list of
-// interfaces takes the rest of the line. `;` parts commands, `!` or `#` begins a comment.
+// A line is words separated by blanks; blanks around a comma belong to a list. A word may be abbreviated
+// while only one word of the tree at that place begins with it; the whole word always wins. A list of
+// interfaces takes the rest of the line. `;` separates commands, `!` or `#` begins a comment.
 #pragma once
 
 #include <map>
@@ -14,7 +14,7 @@
 
 namespace shell {
 
-/// Characters in a line that the shell still takes.
+/// Most characters that the shell accepts in a line.
 inline constexpr std::size_t line_limit = 2048;
 
 using Words = std::vector<std::string>;
@@ -35,7 +35,7 @@ struct Parsed {
 
 Parsed parse(const CommandTree &tree, const Words &words);
 
-/// A word or an argument that may stand next, and what it means.
+/// A word or an argument that can come next, and its help text.
 struct Choice {
   std::string text;
   std::string help;

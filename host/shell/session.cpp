@@ -226,16 +226,16 @@ host::Result<Output> Session::list_choices(const Words &words) const {
     return failed(std::move(list));
   }
   if (list->empty()) {
-    return syntax_failure(fmt::format("Nothing is known that can follow \"{}\".", line));
+    return syntax_failure(fmt::format("Nothing can follow \"{}\".", line));
   }
   return text_result(choices_text(*list));
 }
 
 Output Session::help() const {
   std::string text =
-      "Words may be shortened while they stay unambiguous; ? lists what may stand next.\n"
-      "VLANS is a list such as 3-5,200; INTERFACES one such as ethernet 1/3-5,port-channel 7.\n"
-      "`vlan VLANS` alone makes a context in which `cin` and `no cin` apply to these VLANs.\n"
+      "Words can be abbreviated while they are unambiguous; ? lists what can come next.\n"
+      "VLANS is a list such as 3-5,200; INTERFACES is a list such as ethernet 1/3-5,port-channel 7.\n"
+      "`vlan VLANS` alone opens a context in which `cin` and `no cin` apply to these VLANs.\n"
       "\nCommands:\n";
   for (const Command &command : tree_.commands) {
     text += fmt::format("  {}\n", command.syntax);

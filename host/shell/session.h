@@ -1,13 +1,13 @@
-// One operator's session: takes lines, carries their commands out, and shows what came of them.
+// One operator's session: reads lines, runs their commands, and shows the results.
 //
 // Every command but `help`, `exit` and `end` is a message to the program or service that serves it; the
-// session keeps nothing but the context. A context is a command's beginning that the following lines
-// continue: behind `vlan 100-105`, `cin` means `vlan 100-105 cin` and `no cin` means
-// `no vlan 100-105 cin`. What does not continue the context is taken as a command of the top level.
-// A word that ends in `?` asks what may stand there.
+// session keeps only the context. A context is the beginning of a command that the following lines
+// continue: after `vlan 100-105`, `cin` means `vlan 100-105 cin` and `no cin` means
+// `no vlan 100-105 cin`. A line that does not continue the context is a command of the top level.
+// A word that ends in `?` lists what can come there.
 //
-// Answers go to `out`, failures as one sentence to `err`; in JSON mode `out` also gets a document for
-// each command, failed ones included; a line that is no text at all gets one without a command.
+// Answers go to `out`, failures as one sentence to `err`. In JSON mode, `out` also gets a document for
+// each command, including failed ones; a line that is not text gets a document without a command.
 #pragma once
 
 #include <ostream>
@@ -34,7 +34,7 @@ class Session {
   Session(const CommandTree &tree, BusClient &bus_client, SessionOptions options, std::ostream &out,
           std::ostream &err);
 
-  /// Carries out the commands of a line. @return status_ok, or the status of the first that failed
+  /// Runs the commands of a line. @return status_ok, or the status of the first that failed
   Status run_line(std::string_view line);
 
   /// Whether `exit` was given at the top level.
@@ -43,7 +43,7 @@ class Session {
   /// "switch# ", or with the context in it.
   std::string prompt() const;
 
-  /// What may stand at the end of an unfinished line.
+  /// What can come at the end of an unfinished line.
   host::Result<std::vector<Choice>> choices_for(std::string_view line) const;
 
  private:

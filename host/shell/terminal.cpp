@@ -44,7 +44,7 @@ std::string typed_line(EditLine *editor) {
   return {line->buffer, line->cursor};
 }
 
-/// What may follow; nothing for a line that cannot be read at all.
+/// The choices after the typed text; none for a line that is not accepted as text.
 std::vector<Choice> choices_of(EditLine *editor) {
   return console_of(editor).session.choices_for(typed_line(editor)).value_or(std::vector<Choice>());
 }
@@ -85,8 +85,8 @@ void configure(EditLine *editor, Console &console, History *history) {
   el_set(editor, EL_PROMPT, prompt);
   el_set(editor, EL_EDITOR, "emacs");
   el_set(editor, EL_HIST, ::history, history);
-  // Wide: el_set would make copies of the texts that el_end does not free.
-  el_wset(editor, EL_ADDFN, L"list-choices", L"List what may stand next", list);
+  // Wide, because el_set would copy the texts, and el_end does not free the copies.
+  el_wset(editor, EL_ADDFN, L"list-choices", L"List what can come next", list);
   el_wset(editor, EL_ADDFN, L"complete-word", L"Complete the word", complete);
   el_set(editor, EL_BIND, "?", "list-choices", nullptr);
   el_set(editor, EL_BIND, "\t", "complete-word", nullptr);

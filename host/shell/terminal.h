@@ -7,7 +7,7 @@
 
 namespace shell {
 
-/// Runs the session until `exit` or the end of input. Ctrl-C gives up the line, not the shell.
+/// Runs the session until `exit` or the end of input. Ctrl-C discards the line and does not end the shell.
 [[nodiscard]] host::Result<> run_terminal(Session &session);
 
 }  // namespace shell

@@ -1,4 +1,4 @@
-// The words of a command as the exec functions want them.
+// The words of a command in the form that the exec functions take.
 #pragma once
 
 #include <string>
@@ -6,8 +6,8 @@
 
 namespace host {
 
-/// @return pointers to the words' texts, and the null pointer that ends them; valid while `words` is
-/// untouched. The exec functions take writable texts and write none.
+/// @return a pointer to each word, then a null pointer; valid while `words` does not change. The exec
+/// functions take pointers to writable text but do not write to it.
 inline std::vector<char *> argument_pointers(const std::vector<std::string> &words) {
   std::vector<char *> pointers;
   pointers.reserve(words.size() + 1);

@@ -5,7 +5,7 @@
 
 namespace host {
 
-/// Closes its descriptor when it goes.
+/// Closes its descriptor when it is destroyed.
 class Descriptor {
  public:
   Descriptor() = default;

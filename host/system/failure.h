@@ -1,12 +1,12 @@
-// How every function of the host says that it failed: it returns a value or a Failure.
+// How functions of the host report failure: each returns a value or a Failure.
 //
 // The sentence is for people and complete in itself: what failed, where, and what to do. The cause is for
-// programs that choose by it. Where failing is ordinary, as with a full queue of the message bus, there is a
-// cause alone, so that failing allocates nothing; who calls knows the circumstances and says them.
+// programs that branch on it. Where failure is ordinary, as with a full queue of the message bus, there is
+// only a cause, so that failing allocates nothing; the caller knows the circumstances and reports them.
 //
-// Exceptions are left to constructors and libraries that have no other way; they are caught where they leave the
-// library, and turned into a Failure. A program's `main` prints the sentence on standard error behind the
-// program's name and ends with `exit_status`.
+// Only constructors and libraries without another way to fail throw. Their exceptions are caught where they
+// leave the library and turned into a Failure. A program's `main` prints the program's name and the sentence
+// on standard error and ends with `exit_status`.
 #pragma once
 
 #include <string>
@@ -24,11 +24,11 @@ struct Failure {
   std::error_code cause;
 };
 
-/// `Result<>` is the result of what yields nothing.
+/// `Result<>` is the result of a function that returns no value.
 template <typename Value = void>
 using Result = tl::expected<Value, Failure>;
 
-/// What a function of any Result returns to fail.
+/// A failure as a function returns it, whatever its Result.
 using Failed = tl::unexpected<Failure>;
 
 inline Failed failure(std::string what) { return Failed(Failure(std::move(what))); }
@@ -36,7 +36,7 @@ inline Failed failure(std::error_code cause, std::string what = {}) {
   return Failed(Failure(std::move(what), cause));
 }
 
-/// The cause that an errno stands for.
+/// The cause for an errno value.
 inline std::error_code errno_cause(int number) { return {number, std::generic_category()}; }
 
 /// A system call failed: `errno` is the cause. Allocates nothing.
@@ -46,16 +46,16 @@ Failed errno_failure();
 /// opened: Permission denied".
 Failed errno_failure(const std::string &what);
 
-/// Hands the failure of a call on as one's own.
+/// Passes on the failure of a call, with another value type.
 template <typename Value>
 Failed failed(Result<Value> &&result) {
   return Failed(std::move(result).error());
 }
 
-/// The cause of refusing words that mean nothing or cannot go together: an option, a command, a list.
+/// The cause when words are unknown or do not go together: in an option, a command or a list.
 std::error_code not_understood();
 
-/// Exit status of a program that ends because of a failure: 2 when its words were not understood, else 1.
+/// Exit status of a program that ends because of a failure: 2 when the cause is `not_understood`, else 1.
 int exit_status(const Failure &failure);
 
 }  // namespace host

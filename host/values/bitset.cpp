@@ -5,7 +5,7 @@
 
 namespace {
 
-/// The record every bit set begins with; its bytes follow.
+/// Every bit set begins with its size word; the bytes of bits follow.
 constexpr size_t bits_offset = sizeof(int32_t);
 constexpr uint32_t bits_per_byte = 8;
 
@@ -32,7 +32,7 @@ int64_t set_bit_from(const void *bitset, uint64_t bit) {
   return -1;
 }
 
-/// Where bitset_snprintf goes on.
+/// Where bitset_snprintf continues.
 uint64_t print_position = 0;
 
 /// Prints one range, a comma before it unless it is the first. @return characters

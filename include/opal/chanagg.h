@@ -15,7 +15,7 @@ typedef struct chanagg_pc_info {
   if_index_t member[CHANAGG_MEMBERS]; /**< in the order in which they joined */
 } chanagg_pc_info_t;
 
-/** @param info filled on success @return 0, or a result code within the library's bound */
+/** @param info filled on success @return 0, or a result code within the library's timeout */
 rcode_t chanagg_get_pc_info(if_index_t port_channel, chanagg_pc_info_t *info);
 
 #ifdef __cplusplus

@@ -12,7 +12,7 @@ extern "C" {
 #endif
 
 typedef struct cmd_rx_handle cmd_rx_handle_t; /**< a received command */
-typedef struct cmd_rsp cmd_rsp_t;             /**< a response with attributes, in the making */
+typedef struct cmd_rsp cmd_rsp_t;             /**< a response with attributes, not yet sent */
 typedef struct cmd_mrange cmd_mrange_t;       /**< a list of ranges, owned by the library */
 
 /** Opcode of a command. */
@@ -42,7 +42,7 @@ typedef struct cush_intf_range {
 } cush_intf_range_t;
 
 /**
- * Makes the commands of a named parse tree known to the shell, to be sent to this queue.
+ * Registers a named parse tree with the shell, which then sends the tree's commands to this queue.
  * @return 0, or a result code
  */
 int cush_register_parse_tree(qbus_queue_t queue, const char *name);
@@ -51,15 +51,15 @@ int cush_register_parse_tree(qbus_queue_t queue, const char *name);
 int cmd_backend_init(qbus_queue_t queue);
 
 /**
- * Begins to serve a request: until its handle is made, cmd_rsp_send_nok without a handle refuses it.
+ * Starts to serve a request. Until its handle is made, cmd_rsp_send_nok without a handle refuses it.
  * @return bytes of scratch that the request's handle needs; never 0
  */
 size_t cmd_req_handle_get_1(const qbus_msg_ref_t *message);
 
 /**
  * Decodes a request.
- * @param scratch as many bytes as cmd_req_handle_get_1 said, aligned for any type, the caller's; it
- *        must outlive the handle
+ * @param scratch as many bytes as cmd_req_handle_get_1 returned, aligned for any type, owned by the
+ *        caller; must outlive the handle
  * @return the handle, living in `scratch`; null when the message is not a well-formed command
  */
 cmd_rx_handle_t *cmd_req_handle_get_2(const qbus_msg_ref_t *message, void *scratch);
@@ -79,7 +79,7 @@ int cmd_req_attr_get(cmd_rx_handle_t *handle, uint32_t attribute, void **value, 
 
 /**
  * Starts a response with attributes.
- * @param buffer `size` bytes, the caller's; holds the response until it is sent
+ * @param buffer `size` bytes, owned by the caller; holds the response until it is sent
  * @return the response, null when the buffer is too small or the handle is null
  */
 cmd_rsp_t *cmd_rsp_init(cmd_rx_handle_t *handle, void *buffer, uint32_t size);
@@ -95,8 +95,8 @@ int cmd_rsp_send_ok(cmd_rx_handle_t *handle);
 
 /**
  * Answers that the command failed.
- * @param handle null answers, once, the message last given to cmd_req_handle_get_1 or _2, if no handle
- *        was made for it
+ * @param handle when null, answers (once) the message last passed to cmd_req_handle_get_1 or _2, if no
+ *        handle was made for it
  * @param flags none defined: 0
  * @param format text for the operator, printf style
  * @return 0, or non-zero
@@ -104,7 +104,7 @@ int cmd_rsp_send_ok(cmd_rx_handle_t *handle);
 int cmd_rsp_send_nok(cmd_rx_handle_t *handle, uint32_t flags, const char *format, ...)
     __attribute__((format(printf, 3, 4)));
 
-/** Makes an empty list of ranges for an attribute. It is the library's, and is released when the
+/** Makes an empty list of ranges for an attribute. The library owns it and releases it when the
  * request in progress is answered. @return null when out of memory */
 cmd_mrange_t *cmd_mrange_create(uint32_t attribute);
 

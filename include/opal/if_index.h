@@ -20,7 +20,7 @@ typedef struct if_index_range {
   if_index_t upper;
 } if_index_range_t;
 
-/** @return 0, or RCODE_INVALID for an index of no known type; the output is then untouched */
+/** @return 0, or RCODE_INVALID for an index of unknown type; the output is then untouched */
 rcode_t if_index_get_type(if_index_t if_index, if_index_type_t *type);
 
 /** Port number of a physical Ethernet port, from 0. @return 0, or RCODE_INVALID for any other type */
@@ -38,7 +38,7 @@ rcode_t if_index_port_channel_init(if_index_t *if_index, uint32_t channel);
 /** Makes the index of a management port. @param slot 0 @return 0, or RCODE_INVALID */
 rcode_t if_index_mgmt_sup_port_init(if_index_t *if_index, uint32_t slot, uint32_t port);
 
-/** @return the number of interfaces in the range; 0 when its ends do not belong together */
+/** @return the number of interfaces in the range; 0 when its ends differ in type or slot, or descend */
 uint32_t if_index_get_num_ports_in_if_index_range(const if_index_range_t *range);
 
 /** @param position from 0 @return 0, or RCODE_INVALID past the end */

@@ -1,5 +1,5 @@
-/* The headers that stand in front of an Ethernet frame on the in-band device, 10 bytes each: to-host
- * (ASIC to CPU) and from-host (CPU to ASIC). The Ethernet frame begins at byte 10.
+/* The headers in front of each Ethernet frame on the in-band device, 10 bytes each: to-host (ASIC to
+ * CPU) and from-host (CPU to ASIC). The Ethernet frame begins at byte 10.
  *
  * Bits are numbered 7 (most significant) to 0 within a byte. A field that does not fit one byte is
  * split: piece_a_b holds bits a to b of the field.

@@ -1,6 +1,6 @@
 /* kvs: the key/value store service.
  *
- * A store is named by a URI, holds records in insertion order, limits on the sizes of keys and values,
+ * A URI names a store. A store holds records in insertion order, limits on the sizes of keys and values,
  * and version words in numbered slots. All of it survives a close. */
 #pragma once
 
@@ -35,7 +35,7 @@ static inline version_id_t version_id_set(uint32_t major, uint32_t minor, uint32
  */
 kvs_service_t kvs_open(const char *uri, rcode_t *rcode);
 
-/** Creates an empty store, replacing one of the same name, and opens it. As kvs_open otherwise. */
+/** Creates an empty store, replacing one of the same name, and opens it. Otherwise like kvs_open. */
 kvs_service_t kvs_create(const char *uri, rcode_t *rcode);
 
 rcode_t kvs_close(kvs_service_t store);
@@ -59,7 +59,7 @@ rcode_t kvs_version_get(kvs_service_t store, uint32_t slot, version_id_t *versio
 rcode_t kvs_snapshot(kvs_service_t source, uint32_t options, const char *destination_uri);
 
 /**
- * Looks a record up.
+ * Looks up a record.
  * @param rcode receives 0 when present, RCODE_NOT_FOUND when not
  * @return the value, owned by the library and valid until the next call on this store; null on failure
  */

@@ -31,7 +31,7 @@ typedef struct ltlsvc_port_cbl {
 /**
  * Maps an interface index to the ASIC's destination index.
  * @param di receives the destination index; its low 8 bits are the ASIC port number
- * @return 0, or a result code within the library's bound
+ * @return 0, or a result code within the library's timeout
  */
 rcode_t ltlsvc_lib_ifidx_to_di(if_index_t if_idx, uint32_t *di);
 

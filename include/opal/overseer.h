@@ -1,8 +1,8 @@
 /* overseer: the process supervisor, as a supervised program sees it.
  *
- * The supervisor starts the program, waits for its handshake and heartbeats, tells it where its
- * configuration stores are, and asks it to save them. Its messages arrive on the program's queue and
- * are recognised by overseer_dispatch. */
+ * The supervisor starts the program, waits for its handshake and heartbeats, sends it the locations of
+ * its configuration stores, and asks it to save them. Its messages arrive on the program's queue;
+ * overseer_dispatch recognises them. */
 #pragma once
 
 #include "opal/qbus.h"
@@ -13,7 +13,7 @@ extern "C" {
 #endif
 
 /**
- * Announces the program and fetches its settings from the supervisor, bounded in time.
+ * Announces the program and fetches its settings from the supervisor, with a timeout.
  * @param uuid service identity of the program
  * @return 0, or a result code
  */
@@ -29,7 +29,7 @@ int overseer_conditional_srv_was_handshake_done(void);
  */
 int overseer_condition_verified(uint32_t condition, uint32_t instance);
 
-/** @return the time in milliseconds within which the supervisor wants a heartbeat */
+/** @return the time in milliseconds within which the supervisor expects a heartbeat */
 uint32_t overseer_heartbeat_timeout_get(void);
 
 /**
@@ -47,25 +47,25 @@ int overseer_heartbeat(int first);
 int overseer_notify_conditional_srv_start_status(int status);
 
 /**
- * Offers a received message to the supervisor's library.
- * @return 1: taken, and released by the library; 0: it was the supervisor's, the caller drops it;
- *         -1: not the supervisor's
+ * Passes a received message to the supervisor's library.
+ * @return 1: handled, and released by the library; 0: handled, the caller drops it; -1: not a message
+ *         of the supervisor
  */
 int overseer_dispatch(qbus_msg_ref_t *message);
 
-/** @return base URI of the running stores, owned by the library; null when the supervisor does not tell.
- *          May be asked before the handshake, as may the next two */
+/** @return base URI of the running stores, owned by the library; null when the supervisor has sent none.
+ *          This and the next two functions may be called before the handshake */
 const char *overseer_running_cfg_uri_get(void);
 
-/** @return base URI of the startup stores, owned by the library; null when there are none or when the
- *          supervisor does not tell */
+/** @return base URI of the startup stores, owned by the library; null when there are none or the
+ *          supervisor has sent none */
 const char *overseer_startup_cfg_uri_get(void);
 
 /** @return prefix of every store file of this program, owned by the library; "" when there is none */
 const char *overseer_file_prefix_get(void);
 
 /**
- * Puts a store's URI together.
+ * Builds the URI of a store.
  * @param base_uri from one of the getters, or from a write request; null yields ""
  * @param file_prefix from overseer_file_prefix_get
  * @param name last component
@@ -75,7 +75,7 @@ const char *overseer_uri_complete(const char *base_uri, const char *file_prefix,
 
 /**
  * Reports to the supervisor that a configuration write has ended.
- * @param request the request as overseercb_cfg_write got it
+ * @param request the request as overseercb_cfg_write received it
  * @param status 0 for success, otherwise a result code
  * @return 0, or a result code
  */
@@ -84,7 +84,7 @@ int overseer_cfg_action_done(qbus_msg_ref_t *request, rcode_t status);
 /**
  * Provided by the program, not by the platform: saves the running configuration. The supervisor's
  * library finds it by name among the executable's dynamic symbols and calls it from overseer_dispatch.
- * @param request to be handed to overseer_cfg_action_done
+ * @param request to pass to overseer_cfg_action_done
  * @param bin_base_uri base URI of the store to write
  * @param debug_base_uri base URI of the debug stores
  * @return 0, or a result code

@@ -21,7 +21,7 @@ typedef struct portsvc_l2_port_state {
   if_index_t ifindex;
   if_ordinal iod;
   uint8_t link_state; /**< PORTSVC_LINK_* */
-  uint8_t vlan_valid; /**< 1 when the VLAN fields mean something */
+  uint8_t vlan_valid; /**< 1 when the VLAN fields are valid */
   uint8_t port_mode;  /**< 1 access, 2 trunk */
   uint8_t duplex_mode;
   mac_t macaddr;
@@ -52,7 +52,7 @@ typedef struct portsvc_if_info {
  * Registers the program with the interface manager.
  * @param instance, flags 0 and 0
  * @param name printable
- * @return 0, or a result code within the library's bound
+ * @return 0, or a result code within the library's timeout
  */
 int portsvc_ext_sbcr_init(uint32_t instance, uint32_t flags, const char *name);
 

@@ -69,7 +69,7 @@ int qbus_options_set(qbus_queue_t queue, uint32_t opcode, uint16_t options);
  */
 int qbus_recv(qbus_queue_t queue, qbus_msg_ref_t *reference, int flags);
 
-/** Releases a received message (its payload pointer dies) or a send's reply reference.
+/** Releases a received message (its payload pointer becomes invalid) or a send's reply reference.
  * @return 0, or -1 with EINVAL for a reference that is not held */
 int qbus_drop(qbus_queue_t queue, qbus_msg_ref_t *reference);
 
@@ -86,7 +86,7 @@ uint32_t qbus_payload_size_get(const qbus_msg_ref_t *reference);
 /** @return 1 when the message answers a request, else 0 */
 int qbus_is_response(const qbus_msg_ref_t *reference);
 
-/** @return the token that pairs a request with its response; of a send's reply reference, the token
+/** @return the token that pairs a request with its response; for a send's reply reference, the token
  *          of the request just sent */
 uint32_t qbus_rr_token_get(const qbus_msg_ref_t *reference);
 
@@ -97,14 +97,14 @@ uint32_t qbus_rr_token_get(const qbus_msg_ref_t *reference);
  * @param reply filled on success with a reference that carries the request's token; the caller drops it
  * @param flags none defined: 0
  * @param timeout none: 0; a send never waits
- * @return 0, or non-zero; qbus_errno_get tells why
+ * @return 0, or non-zero; qbus_errno_get returns the reason
  */
 int fu_qbus_send(qbus_queue_t queue, qbus_addr_t destination, uint32_t opcode, const void *payload,
                  uint32_t length, qbus_msg_ref_t *reply, uint32_t flags, uint32_t timeout);
 
 /**
  * Answers a request: same opcode and token, to the sender of `request`.
- * @return 0, or non-zero; qbus_errno_get tells why
+ * @return 0, or non-zero; qbus_errno_get returns the reason
  */
 int qbus_reply(qbus_queue_t queue, const qbus_msg_ref_t *request, const void *payload, uint32_t length);
 

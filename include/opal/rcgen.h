@@ -45,13 +45,13 @@ int rcgen_elem_property_set(rcgen_hdl_t *handle, uint32_t element, uint32_t prop
 /** Declares that the element's lines come after those of another program's element. */
 int rcgen_elem_dependency_add(rcgen_hdl_t *handle, uint32_t element, uint32_t uuid, uint32_t other_element);
 
-/** @return RCGEN_CFG_RUNNING, RCGEN_CFG_STARTUP, or another value for what this program has not */
+/** @return RCGEN_CFG_RUNNING, RCGEN_CFG_STARTUP, or another value for one that this program does not have */
 int rcgen_cfg_type_get(const qbus_msg_ref_t *request);
 
 /** @return how the configuration is shown; RCGEN_DISPLAY_ALL shows defaults too */
 int rcgen_cfg_display_type_get(const qbus_msg_ref_t *request);
 
-/** @return base URI of the startup stores that the request means, owned by the request */
+/** @return base URI of the startup stores that the request names, owned by the request */
 const char *rcgen_startup_cfg_uri_prefix_get(const qbus_msg_ref_t *request);
 
 /**

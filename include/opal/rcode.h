@@ -13,16 +13,16 @@ typedef uint32_t rcode_t;
 
 enum {
   RCODE_SUCCESS = 0,
-  RCODE_TIMED_OUT = 0x40010001u,   /**< the service did not answer within its bound */
+  RCODE_TIMED_OUT = 0x40010001u,   /**< the service did not answer within the timeout */
   RCODE_UNAVAILABLE = 0x40010002u, /**< the service is not running */
   RCODE_INVALID = 0x40010003u,     /**< an argument is outside what the service accepts */
   RCODE_NOT_FOUND = 0x40010004u,   /**< no such interface, VLAN, record or store */
-  RCODE_EXISTS = 0x40010005u,      /**< it exists already */
+  RCODE_EXISTS = 0x40010005u,      /**< it already exists */
   RCODE_TOO_LARGE = 0x40010006u,   /**< over a size limit */
-  RCODE_CORRUPT = 0x40010007u,     /**< stored or received bytes are not what they should be */
+  RCODE_CORRUPT = 0x40010007u,     /**< stored or received bytes are damaged or malformed */
   RCODE_NO_MEMORY = 0x40010008u,   /**< out of memory, descriptors or table slots */
   RCODE_IO = 0x40010009u,          /**< the system refused a read, write or rename */
-  RCODE_REFUSED = 0x4001000au      /**< the service understood and said no */
+  RCODE_REFUSED = 0x4001000au      /**< the service understood the request and refused it */
 };
 
 /**

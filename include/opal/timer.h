@@ -1,5 +1,5 @@
-/* Timers that expire between messages: an expiry makes the program's queue readable, and the callback
- * runs when the message that stands for it is offered to overseer_dispatch, never inside a handler. */
+/* Timers that expire between messages. An expiry makes the program's queue readable. The callback runs
+ * when the program passes the expiry's message to overseer_dispatch, never inside a handler. */
 #pragma once
 
 #include "opal/types.h"
@@ -25,7 +25,7 @@ int timer_module_init(uint32_t count, uint32_t tick_ms);
  * Makes a stopped timer.
  * @param seconds period; 0 expires once per tick
  * @param periodic 1 restarts at every expiry, 0 expires once
- * @param user_data passed to the callback; stays the caller's
+ * @param user_data passed to the callback; owned by the caller
  * @return the timer, 0 when there is no room
  */
 timer_handle_t timer_new(uint32_t seconds, int periodic, timer_callback_t callback, void *user_data);

@@ -47,7 +47,7 @@ extern const char *tracekit_dbg_modname;
  * @param descriptions one text per category, kept by reference
  * @param version of the interface: 1
  * @param store open debug store with the saved switches; 0 when there is none
- * @param context holds 0; kept
+ * @param context holds 0; the facility keeps it
  * @return 0, or a result code
  */
 int tracekit_dbg_init(qbus_queue_t queue, const char *name, const char *title, uint32_t element_count,
@@ -59,7 +59,7 @@ int tracekit_dbg_init(qbus_queue_t queue, const char *name, const char *title, u
  * @param facility syslog facility number of the program
  * @param version of the interface: 1
  * @param store as for tracekit_dbg_init
- * @param context holds 1; kept
+ * @param context holds 1; the facility keeps it
  * @return 0, or a result code
  */
 int tracekit_sys_init_helper(qbus_queue_t queue, const char *name, const char *title, uint32_t facility,
@@ -116,7 +116,7 @@ int dbgprint(int level, const char *module, uint32_t flags, const char *format, 
 uint32_t tracekit_get_max_kvsvalue(void);
 
 /**
- * Offers a received message to the facility (switches set from outside).
+ * Passes a received message to the facility, which handles switches that are set from outside.
  * @return 1 when the message is not the facility's and the program should handle it, else 0
  */
 int tracekit_process_msg(qbus_queue_t queue, qbus_msg_ref_t *message);

@@ -44,7 +44,7 @@ rcode_t vlan_mgr_parse_notification_msg_local(const qbus_msg_ref_t *message,
                                               vlan_delete_notif_local_t **records, uint32_t *count);
 
 /**
- * Build the payloads that set or unset a feature in VLANs.
+ * Builds the payload that sets or unsets a feature in VLANs.
  * @param count entries in `vlans`
  * @param feature its number
  * @param payload receives heap memory that the caller frees with free(), or null

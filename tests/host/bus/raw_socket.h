@@ -1,4 +1,4 @@
-// Datagrams as they are, for tests of what a Socket puts on the wire and what it makes of any bytes.
+// Raw datagrams, for tests of what a Socket sends and how it handles arbitrary bytes.
 #pragma once
 
 #include <sys/socket.h>

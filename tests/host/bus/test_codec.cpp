@@ -177,7 +177,7 @@ TEST(Codec, EveryTruncationAndEveryExcessIsRefused) {
   for (const Variable &variable : variables()) {
     ASSERT_TRUE(variable.decodes(variable.payload)) << variable.what;
     for (std::size_t size = 0; size < variable.payload.size(); ++size) {
-      // A heap block of just this size, so that a sanitizer sees a byte read too far.
+      // A heap block of exactly this size, so that a sanitizer sees a read past the end.
       const Payload cut(variable.payload.begin(),
                         variable.payload.begin() + static_cast<std::ptrdiff_t>(size));
       EXPECT_FALSE(variable.decodes(cut)) << variable.what << " cut to " << size;

@@ -1,5 +1,5 @@
-// How many messages may wait is set for a whole network namespace, so each case runs in a process with a
-// namespace of its own.
+// The number of messages that may wait is a setting of the network namespace, so each case runs in a
+// process with its own namespace.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
@@ -28,7 +28,7 @@ bool enter_namespace(int length) {
   return setting.good();
 }
 
-/// Runs `body` in a process of its own. @return its exit status
+/// Runs `body` in a child process. @return its exit status
 template <typename Body>
 int in_process(Body body) {
   const pid_t child = fork();

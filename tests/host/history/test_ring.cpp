@@ -123,7 +123,8 @@ TEST_F(RingTest, TheNextWriterContinuesTheHistory) {
 
 TEST_F(RingTest, OneWriterAtATime) {
   const RingWriter ring = writer();
-  EXPECT_EQ(sentence_of(RingWriter::open(file_, small_ring)), "another process writes this trace history");
+  EXPECT_EQ(sentence_of(RingWriter::open(file_, small_ring)),
+            "another process is writing this trace history");
 }
 
 TEST_F(RingTest, AnotherSizeMakesANewRingWhichTheReaderFollows) {
@@ -136,7 +137,7 @@ TEST_F(RingTest, AnotherSizeMakesANewRingWhichTheReaderFollows) {
 
 TEST_F(RingTest, RefusesATooSmallSpace) {
   EXPECT_EQ(sentence_of(RingWriter::open(file_, small_ring - 1)),
-            "a trace history takes at least 4096 bytes");
+            "a trace history needs at least 4096 bytes");
 }
 
 TEST_F(RingTest, AMissingOrForeignFileIsRefusedWithASentence) {

@@ -1,4 +1,4 @@
-// A trace ring under a reader that runs beside the writer, and after the writer was killed.
+// A trace ring that is read beside the running writer, and after the writer was killed.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::size_t writers_ring = ring_capacity_min;
 
-/// A text that proves itself: its number, then as many letters as the number's remainder says.
+/// A text that a reader can check: its number, then letters whose kind and count follow from the number.
 std::string text_of(std::uint64_t sequence) {
   return std::to_string(sequence) + ":" + std::string(sequence % 97, static_cast<char>('a' + sequence % 26));
 }
@@ -36,7 +36,7 @@ void append(RingWriter &ring, std::uint64_t sequence) {
               text_of(sequence));
 }
 
-/// Appends for ever, from `sequence` on.
+/// Appends without end, from `sequence` on.
 [[noreturn]] void write_for_ever(const std::filesystem::path &file, std::uint64_t sequence) {
   host::Result<RingWriter> ring = RingWriter::open(file, writers_ring);
   if (!ring) _exit(1);
@@ -79,7 +79,7 @@ TEST(RingProcess, KilledAtAnyInstantTheHistoryIsWholeAndGoesOn) {
   for (int round = 0; round < 60 && !testing::Test::HasFatalFailure(); ++round) {
     const pid_t writer = fork();
     if (writer == 0) write_for_ever(file, next);
-    // Any instant will do; the writer is at work as soon as its first event can be read.
+    // The instant does not matter; the writer is at work once its first event can be read.
     std::optional<RingReader> reader = open_when_made(file);
     ASSERT_TRUE(reader);
     std::uint64_t last = 0;
@@ -90,7 +90,7 @@ TEST(RingProcess, KilledAtAnyInstantTheHistoryIsWholeAndGoesOn) {
     kill(writer, SIGKILL);
     int status = 0;
     waitpid(writer, &status, 0);
-    ASSERT_TRUE(WIFSIGNALED(status)) << "the writer could not take the ring up";
+    ASSERT_TRUE(WIFSIGNALED(status)) << "the writer could not reopen the ring";
     host::Result<RingReader> after = RingReader::open(file);
     ASSERT_TRUE(after) << after.error().what;
     const std::vector<Event> events = after->read_new();

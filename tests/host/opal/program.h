@@ -1,5 +1,5 @@
-// The test process as a program of the platform: one run-time folder, one queue, and services that a
-// test answers from a thread, all on the real bus.
+// The test process as a program of the platform: one run-time folder, one queue, and services that tests
+// run on threads, all on the real bus.
 #pragma once
 
 #include <atomic>
@@ -25,13 +25,13 @@ const std::filesystem::path &run_folder();
 /// The program's queue, bound to 0.721 at the first call.
 qbus_queue_t queue();
 
-/// Waits until the queue is readable. @return false when it does not become so in time
+/// Waits until the queue is readable. @return false on timeout
 bool wait_readable(int fd, std::chrono::milliseconds limit = patience);
 
 /// Waits for the next message of the queue and takes it.
 std::optional<qbus_msg_ref_t> take_message();
 
-/// Drops all that waits in the queue.
+/// Drops all messages in the queue.
 void drain_queue();
 
 bus::Socket bind(bus::Address address);
@@ -39,10 +39,10 @@ bus::Socket bind(bus::Address address);
 /// Waits for the next message at a test's own socket.
 std::optional<bus::Message> receive(bus::Socket &socket);
 
-/// A service whose requests a test's function answers, on a thread of its own.
+/// A service on its own thread; a function of the test answers its requests.
 class Service {
  public:
-  /// @param answer yields the response's payload, nothing for silence
+  /// @param answer returns the payload of the response; nothing to leave a request unanswered
   using Answer = std::function<std::optional<bus::Payload>(const bus::Message &)>;
   Service(bus::Address address, Answer answer);
   /// A service that answers every request with one record.
@@ -60,7 +60,7 @@ class Service {
   Service(const Service &) = delete;
   Service &operator=(const Service &) = delete;
 
-  /// Waits until a message has come, and takes the oldest.
+  /// Waits until a message has arrived, and takes the oldest.
   std::optional<bus::Message> request();
 
  private:

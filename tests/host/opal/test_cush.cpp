@@ -37,7 +37,7 @@ class CushTest : public testing::Test {
                            const std::vector<bus::AttributeView> &attributes = {}) {
     return handle_of(arrive(bus::encode_command({id, is_del, attributes})));
   }
-  /// @return the answer, decoded; its views live in `answer_`
+  /// @return the decoded answer; its views point into `answer_`
   bus::CommandAnswerView answer() {
     const std::optional<bus::Message> message = receive(shell_);
     EXPECT_TRUE(message);

@@ -8,7 +8,7 @@
 
 namespace {
 
-/// What the library handed to the program's callback.
+/// What the library passed to the program's callback.
 struct Written {
   std::string bin;
   std::string debug;
@@ -57,7 +57,7 @@ class OverseerTest : public testing::Test {
     const Service overseer = Service::answering(bus::address::overseer, answer);
     ASSERT_EQ(overseer_handshake(queue(), 738), 0);
   }
-  /// Sends one request to the program and has the library dispatch it. @return what the library said
+  /// Sends one request to the program and has the library dispatch it. @return the library's result
   int dispatch(bus::Socket &asker, bus::Kind kind, std::uint32_t opcode, bus::Bytes payload) {
     EXPECT_TRUE(asker.send(bus::address::tesk, kind, opcode, 31, payload));
     std::optional<qbus_msg_ref_t> reference = take_message();

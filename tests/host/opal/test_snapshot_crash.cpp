@@ -1,5 +1,5 @@
-// A process that is killed in the midst of snapshots and writes: the destination is the old store or the
-// new one, whole.
+// A process is killed during snapshots and writes: the destination is the complete old store or the
+// complete new one.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -17,7 +17,8 @@ namespace {
 
 constexpr uint32_t records = 60;
 
-// A killed process needs no disk: in memory, a snapshot takes less than the random time before the kill.
+// A test that kills only a process needs no disk. In memory, a snapshot takes less than the random time
+// before the kill.
 constexpr const char *memory_folder = "/dev/shm";
 
 std::string uri(const TemporaryFolder &folder, const std::string &name) {
@@ -145,7 +146,7 @@ TEST(SnapshotCrash, AJournalLeftBesideTheDestinationDoesNotSpoilTheNewStore) {
     kvs_close(source);
     ASSERT_EQ(content(folder, "destination"), std::string(700, 's'));
   }
-  EXPECT_GT(journals, 0) << "no kill came in the midst of a transaction";
+  EXPECT_GT(journals, 0) << "no kill interrupted a transaction";
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// The facility keeps what it is told for the life of the process, so each test is a process of its own
-// with its standard error caught.
+// The facility keeps its settings for the life of the process, so each test runs in its own process with
+// its standard error captured.
 #include "opal/tracekit.h"
 
 #include <gmock/gmock.h>
@@ -27,13 +27,13 @@ constexpr bus::Address operator_address{0, 96};
 
 const char *const descriptions[] = {"Packet Events", "Control Events", "Error Events"};
 
-/// What a program did: its standard error, and whether every check in it held.
+/// The outcome of a program: its standard error, and whether every check in it passed.
 struct Outcome {
   std::string standard_error;
   int status = -1;
 };
 
-/// Runs `body` as a program of its own.
+/// Runs `body` as a separate program.
 template <typename Body>
 Outcome in_program(const std::filesystem::path &folder, Body body) {
   int pipe_ends[2];
@@ -150,7 +150,7 @@ TEST(Tracekit, AnEventIsReadNoFurtherThanItsLength) {
   const TemporaryFolder folder;
   const Outcome outcome = in_program(folder.path(), [] {
     start_facility(bind_queue(), 0);
-    // No NUL within the length: a sanitizer sees a byte read too far.
+    // No NUL within the length: a sanitizer sees a read past the end.
     const std::vector<char> event = {102, 0, 0, 0, 'a', 'b'};
     for (uint32_t length = 0; length <= event.size(); ++length) {
       tracekit_hist_event(event_code, length,

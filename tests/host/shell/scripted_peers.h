@@ -1,6 +1,6 @@
-// The other ends of the shell's bus, scripted: a thread that owns the queues of the registry, the daemon,
-// the configuration service and the supervisor in a run-time folder of its own, answers each opcode as
-// the test says, and keeps what it was asked.
+// The shell's peers on the bus, scripted. A thread owns the queues of the registry, the daemon, the
+// configuration service and the supervisor in its own run-time folder. It answers each opcode as the
+// test says, and keeps the requests.
 #pragma once
 
 #include <cstdint>
@@ -28,9 +28,9 @@ class ScriptedPeers {
 
   const std::filesystem::path &run_folder() const { return folder_; }
 
-  /// Sets how an opcode is answered; one without an answer stays unanswered.
+  /// Sets the answer to an opcode; requests with an opcode without an answer stay unanswered.
   void answer(std::uint32_t opcode, opal::bus::Payload payload);
-  /// The registry's answer: these names, each served by the daemon's queue.
+  /// Sets the registry's answer: these names, each served by the daemon's queue.
   void register_trees(const std::vector<std::string> &names);
   /// Unbinds a queue, as when its program has died.
   void remove(opal::bus::Address address);

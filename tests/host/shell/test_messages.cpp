@@ -12,7 +12,7 @@ namespace {
 using namespace opal;
 using host::test::sentence_of;
 
-constexpr const char *unreadable = "The answer cannot be read; nothing of it is shown.";
+constexpr const char *unreadable = "The answer is malformed; none of it is shown.";
 
 Parsed parsed(const std::string &line) {
   Parsed result = parse(tree(), split_line(line).value().front());

@@ -90,12 +90,12 @@ TEST(Parser, SaysWhatIsWrongWithALine) {
 
 TEST(Parser, ListsWhatMayFollow) {
   EXPECT_EQ(choices(tree(), {"show"}, "c"),
-            (std::vector<Choice>{{"cin", "Chassis internal network VLANs"},
-                                 {"counters", "Frames of each port, as the relay counted them"}}));
+            (std::vector<Choice>{{"cin", "Show chassis internal network (CIN) VLANs"},
+                                 {"counters", "Show the frames that the relay counted on each port"}}));
   EXPECT_EQ(choices(tree(), {"show", "counters"}, ""),
-            (std::vector<Choice>{{"<cr>", "Carry it out"}, {"interface", "Only these interfaces"}}));
+            (std::vector<Choice>{{"<cr>", "Run the command"}, {"interface", "Show only these interfaces"}}));
   EXPECT_EQ(choices(tree(), {"vlan"}, ""),
-            (std::vector<Choice>{{"VLANS", "VLANs from 1 to 4095, as 3-5,200"}}));
+            (std::vector<Choice>{{"VLANS", "Enter VLANs from 1 to 4095, such as 3-5,200"}}));
   EXPECT_TRUE(choices(tree(), {"reboot"}, "").empty());
   for (const Choice &choice : choices(tree(), {}, "")) {
     EXPECT_FALSE(choice.help.empty()) << choice.text;

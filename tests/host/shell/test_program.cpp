@@ -1,4 +1,4 @@
-// The program itself: its options, what it reads, what it prints where, and its exit status.
+// The program itself: its options, its input, its two output streams, and its exit status.
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -29,7 +29,7 @@ class ProgramTest : public testing::Test {
     peers.answer(bus::opcode::save, bus::Payload(4));
   }
 
-  /// Runs the program by way of the system's shell.
+  /// Runs the program through the system's shell.
   Outcome run(const std::string &arguments) {
     const std::string line = "OPAL_RUN_DIR=" + peers.run_folder().string() + " CUSH_TREES=" TREES_FOLDER " " +
                              CUSH_PROGRAM + " " + arguments + " 2>&1";

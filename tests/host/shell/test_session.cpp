@@ -103,7 +103,7 @@ TEST_F(SessionTest, ContinuesAContextUntilItIsLeft) {
   EXPECT_EQ(run("no ci"), status_ok);
   EXPECT_TRUE(last_command().is_del);
 
-  EXPECT_EQ(run("show cin vlans"), status_ok);  // the top level's commands stay at hand
+  EXPECT_EQ(run("show cin vlans"), status_ok);  // commands of the top level stay available
   EXPECT_EQ(last_command().id, 2u);
   EXPECT_EQ(run("vlan 7"), status_ok);
   EXPECT_EQ(session.prompt(), "switch(vlan 7)# ");
@@ -144,15 +144,17 @@ TEST_F(SessionTest, StopsALineAtTheFirstFailureUnlessToldToGoOn) {
 TEST_F(SessionTest, ListsWhatMayStandNext) {
   EXPECT_EQ(run("debug tesk ?"), status_ok);
   EXPECT_EQ(out.str(),
-            "  all      All categories\n"
-            "  control  Debug messages of every message and state change\n"
-            "  packet   Debug messages of every frame\n");
+            "  all      Print debug messages of all categories\n"
+            "  control  Print debug messages for every message and state change\n"
+            "  packet   Print debug messages for every frame\n");
   EXPECT_EQ(run("sh st?"), status_ok);
-  EXPECT_EQ(out.str(), "  startup-config  The configuration that the next start takes\n");
+  EXPECT_EQ(out.str(), "  startup-config  Show the configuration that the next start uses\n");
   EXPECT_EQ(run("reboot ?"), status_syntax);
   EXPECT_EQ(run("vlan 7"), status_ok);
   EXPECT_EQ(run("c?"), status_ok);
-  EXPECT_EQ(out.str(), "  cin   Chassis internal network VLANs\n  copy  Save a configuration\n");
+  EXPECT_EQ(out.str(),
+            "  cin   Configure as chassis internal network (CIN) VLANs\n"
+            "  copy  Save a configuration\n");
 }
 
 TEST_F(SessionTest, HelpNamesEveryCommand) {
@@ -223,7 +225,7 @@ TEST_F(SilentPeersTest, AreGivenUpAfterTwoSeconds) {
 TEST_F(SessionTest, AnswerThatCannotBeReadIsOneSentence) {
   peers.answer(bus::opcode::cush_command, bus::Payload(7));
   EXPECT_EQ(run("show counters"), status_failed);
-  EXPECT_EQ(err.str(), "The answer cannot be read; nothing of it is shown.\n");
+  EXPECT_EQ(err.str(), "The answer is malformed; none of it is shown.\n");
   peers.answer(bus::opcode::list_parse_trees, bus::Payload(5));
   EXPECT_EQ(run("show counters"), status_failed);
   EXPECT_EQ(err.str(), "The registry of commands sent an answer that cannot be read.\n");

@@ -1,4 +1,4 @@
-// What tests look at in a result.
+// What tests check in a result.
 #pragma once
 
 #include "host/system/failure.h"

@@ -60,7 +60,7 @@ TEST(Failure, ChoosesTheExitStatus) {
   EXPECT_EQ(exit_status(Failure("--vlan: \"x\" is not a number", not_understood())), 2);
 }
 
-// The cause's number is not taken for an errno of the same number.
+// The cause's number is not mistaken for an errno of the same number.
 TEST(Failure, OfWordsIsNoSystemCalls) {
   EXPECT_NE(not_understood(), errno_cause(not_understood().value()));
   EXPECT_EQ(exit_status(Failure("", errno_cause(not_understood().value()))), 1);

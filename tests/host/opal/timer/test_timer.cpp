@@ -18,7 +18,7 @@ class TimerTest : public testing::Test {
  protected:
   void SetUp() override {
     ASSERT_GE(queue(), 0);
-    // Timers live as long as the process: room for those of all tests.
+    // Timers exist until the process ends, so this reserves room for those of all tests.
     ASSERT_EQ(timer_module_init(100, tick_ms), 0);
   }
 };
