@@ -40,7 +40,8 @@ host::Result<BusClient> BusClient::open(const std::filesystem::path &run_folder)
 }
 
 host::Result<bus::Payload> BusClient::ask(bus::Address destination, std::uint32_t opcode,
-                                     const bus::Payload &payload, const std::string &who, int timeout_ms) {
+                                          const bus::Payload &payload, const std::string &who,
+                                          int timeout_ms) {
   host::Result<bus::Message> answer = socket_.ask(destination, opcode, payload, timeout_ms);
   if (!answer) {
     const std::error_code cause = answer.error().cause;

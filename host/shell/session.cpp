@@ -166,8 +166,8 @@ host::Result<Output> Session::carry_out(const Command &command, const NcfgMessag
 host::Result<Output> Session::carry_out(const ShowConfigMessage &message, const Parsed &parsed) {
   return show_config_payload(message, parsed)
       .and_then([&](const bus::Payload &request) {
-        return bus_client_.ask(bus::address::rcgen, bus::opcode::show_config, request, "The configuration service",
-                         relayed_timeout_ms);
+        return bus_client_.ask(bus::address::rcgen, bus::opcode::show_config, request,
+                               "The configuration service", relayed_timeout_ms);
       })
       .and_then(read_config_text);
 }

@@ -16,7 +16,6 @@
 #include <vector>
 
 #include "host/shell/bus_client.h"
-#include "host/shell/bus_client.h"
 #include "host/shell/command_tree.h"
 #include "host/shell/output.h"
 #include "host/shell/parser.h"

@@ -5,7 +5,7 @@
 namespace chassis {
 namespace {
 
-TEST(VlanRanges, print_runs_and_survive_the_record) {
+TEST(VlanRanges, PrintRunsAndSurviveTheRecord) {
   VlanSet vlans;
   for (const std::size_t vlan : {1U, 2U, 3U, 7U, 4095U}) vlans.set(vlan);
   EXPECT_EQ(to_ranges(vlans), "1-3,7,4095");

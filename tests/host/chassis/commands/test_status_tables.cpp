@@ -7,7 +7,7 @@ namespace {
 
 class StatusTables : public Bench {};
 
-TEST_F(StatusTables, show_every_port_and_mark_what_differs) {
+TEST_F(StatusTables, ShowEveryPortAndMarkWhatDiffers) {
   start();
   const nlohmann::json status = control({{"verb", "status"}});
   const std::string tables = status_tables(status, false);

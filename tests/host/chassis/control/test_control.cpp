@@ -18,7 +18,7 @@ class Control : public Bench {
   }
 };
 
-TEST_F(Control, status_has_every_part) {
+TEST_F(Control, StatusHasEveryPart) {
   start();
   const json status = control({{"verb", "status"}});
   EXPECT_TRUE(status["ok"]);
@@ -34,7 +34,7 @@ TEST_F(Control, status_has_every_part) {
   EXPECT_EQ(status["devices"]["inb0"]["rx"], 7);
 }
 
-TEST_F(Control, link_down_withdraws_the_vlans_and_link_up_brings_them_back) {
+TEST_F(Control, LinkDownWithdrawsTheVlansAndLinkUpBringsThemBack) {
   start_subscribed();
   EXPECT_TRUE(control({{"verb", "link"}, {"port", "2"}, {"up", false}})["handled_by_daemon"]);
   auto states = next_states();
@@ -54,14 +54,14 @@ TEST_F(Control, link_down_withdraws_the_vlans_and_link_up_brings_them_back) {
   EXPECT_TRUE(fabric_.port(AsicPort{1}).link_up);
 }
 
-TEST_F(Control, an_event_that_changes_nothing_tells_nothing) {
+TEST_F(Control, AnEventThatChangesNothingTellsNothing) {
   start_subscribed();
   EXPECT_TRUE(control({{"verb", "link"}, {"port", "2"}, {"up", true}})["ok"]);
   EXPECT_TRUE(nothing_waits());
   EXPECT_TRUE(carrier_changes_.empty());
 }
 
-TEST_F(Control, vlan_down_and_up_on_a_port) {
+TEST_F(Control, VlanDownAndUpOnAPort) {
   start_subscribed();
   EXPECT_TRUE(control({{"verb", "vlan"}, {"port", "1"}, {"vlan", 100}, {"up", false}})["ok"]);
   auto states = next_states();
@@ -77,7 +77,7 @@ TEST_F(Control, vlan_down_and_up_on_a_port) {
   EXPECT_TRUE(fabric_.port(AsicPort{0}).allowed[100]);
 }
 
-TEST_F(Control, cbl_block_and_forward) {
+TEST_F(Control, CblBlockAndForward) {
   start_subscribed();
   EXPECT_TRUE(control({{"verb", "cbl"}, {"port", "1"}, {"vlan", 100}, {"forward", false}})["ok"]);
   auto forwarding = next_forwarding();
@@ -91,7 +91,7 @@ TEST_F(Control, cbl_block_and_forward) {
   EXPECT_TRUE(fabric_.port(AsicPort{0}).forwarding[100]);
 }
 
-TEST_F(Control, forwarding_of_a_port_that_is_down_is_told_when_it_comes_up) {
+TEST_F(Control, ForwardingOfAPortThatIsDownIsToldWhenItComesUp) {
   start_subscribed();
   EXPECT_TRUE(control({{"verb", "cbl"}, {"port", "4"}, {"vlan", 100}, {"forward", false}})["ok"]);
   EXPECT_TRUE(nothing_waits());
@@ -102,7 +102,7 @@ TEST_F(Control, forwarding_of_a_port_that_is_down_is_told_when_it_comes_up) {
   EXPECT_EQ(to_ranges(from_record(forwarding[0].vlan_cbl_bmp)), "200,4095");
 }
 
-TEST_F(Control, save_is_passed_to_the_daemon_and_its_result_back) {
+TEST_F(Control, SaveIsPassedToTheDaemonAndItsResultBack) {
   start();
   come_up();
   const std::string request = R"({"verb":"save"})";
@@ -124,14 +124,14 @@ TEST_F(Control, save_is_passed_to_the_daemon_and_its_result_back) {
   EXPECT_EQ(outcome["error"], "the daemon could not save its configuration (result code 0x40010009)");
 }
 
-TEST_F(Control, save_without_an_answer_is_given_up) {
+TEST_F(Control, SaveWithoutAnAnswerIsGivenUp) {
   start();
   come_up();
   const json outcome = control({{"verb", "save"}});
   EXPECT_EQ(outcome["error"], "the daemon did not save its configuration in time");
 }
 
-TEST_F(Control, save_before_the_daemon_serves_fails_at_once) {
+TEST_F(Control, SaveBeforeTheDaemonServesFailsAtOnce) {
   start();
   EXPECT_EQ(control({{"verb", "save"}})["error"], "nothing was saved: the daemon does not serve");
   EXPECT_EQ(ask_result(bus::address::overseer, bus::opcode::config_write, bus::Result{0}),
@@ -142,7 +142,7 @@ TEST_F(Control, save_before_the_daemon_serves_fails_at_once) {
             static_cast<std::uint32_t>(RCODE_UNAVAILABLE));
 }
 
-TEST_F(Control, trace_switch_reaches_the_daemon) {
+TEST_F(Control, TraceSwitchReachesTheDaemon) {
   start();
   come_up();
   const std::string request = R"({"verb":"trace","category":"packet","print":true})";
@@ -157,7 +157,7 @@ TEST_F(Control, trace_switch_reaches_the_daemon) {
   EXPECT_EQ(asked->record, 1U);
 }
 
-TEST_F(Control, an_event_is_answered_even_when_the_daemon_does_not_handle_it) {
+TEST_F(Control, AnEventIsAnsweredEvenWhenTheDaemonDoesNotHandleIt) {
   start_subscribed();
   answers_barriers_ = false;
   const json outcome = control({{"verb", "link"}, {"port", "2"}, {"up", false}});
@@ -165,7 +165,7 @@ TEST_F(Control, an_event_is_answered_even_when_the_daemon_does_not_handle_it) {
   EXPECT_FALSE(outcome["handled_by_daemon"]);
 }
 
-TEST_F(Control, wait_ready_waits_for_the_loop_of_the_daemon) {
+TEST_F(Control, WaitReadyWaitsForTheLoopOfTheDaemon) {
   start();
   EXPECT_EQ(control({{"verb", "wait-ready"}, {"bound_ms", 50}})["error"],
             "the daemon does not serve; it is starting");
@@ -173,7 +173,7 @@ TEST_F(Control, wait_ready_waits_for_the_loop_of_the_daemon) {
   EXPECT_TRUE(control({{"verb", "wait-ready"}})["ok"]);
 }
 
-TEST_F(Control, a_restart_clears_what_the_daemon_left_and_announces_again) {
+TEST_F(Control, ARestartClearsWhatTheDaemonLeftAndAnnouncesAgain) {
   start_subscribed();
   EXPECT_EQ(ask_result(bus::address::kinb, bus::opcode::kinb_vlan_add, bus::Vlan{100}), 0U);
   ASSERT_TRUE(ask(bus::address::vlan_mgr, QBUS_OPC_VLAN_FEAT_CREATE, bus::encode_feature_vlans({4, {100}})));
@@ -196,7 +196,7 @@ TEST_F(Control, a_restart_clears_what_the_daemon_left_and_announces_again) {
   EXPECT_EQ(control_plane_->status()["daemon"]["last_exit"], "tesk was ended by signal 9 (Killed)");
 }
 
-TEST_F(Control, wrong_requests_change_nothing_and_say_what_is_accepted) {
+TEST_F(Control, WrongRequestsChangeNothingAndSayWhatIsAccepted) {
   start_subscribed();
   const std::pair<const char *, const char *> rows[] = {
       {"", "the request is not a JSON object"},

@@ -5,7 +5,7 @@
 namespace chassis {
 namespace {
 
-TEST(TraceCategories, have_names) {
+TEST(TraceCategories, HaveNames) {
   EXPECT_EQ(category_number("error"), 102U);
   EXPECT_FALSE(category_number("all"));
   EXPECT_EQ(category_name(100), "packet");

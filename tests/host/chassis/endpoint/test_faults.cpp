@@ -9,7 +9,7 @@ namespace {
 
 using host::test::sentence_of;
 
-TEST(Faults, wrong_words_are_refused_and_change_nothing) {
+TEST(Faults, WrongWordsAreRefusedAndChangeNothing) {
   FaultTable faults;
   EXPECT_NE(sentence_of(faults.set("bored", "refuse"))
                 .find("no service is called \"bored\"; faults exist for board,"),

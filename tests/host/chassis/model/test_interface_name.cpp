@@ -11,7 +11,7 @@ namespace {
 
 using host::test::sentence_of;
 
-TEST(InterfaceNames, are_found_in_every_spelling) {
+TEST(InterfaceNames, AreFoundInEverySpelling) {
   Fabric fabric([](AsicPort, auto) {}, [](auto) {});
   Description description = four_ports();
   description.port_channels.push_back({7, {FrontPort{2}}, {}});
@@ -27,7 +27,7 @@ TEST(InterfaceNames, are_found_in_every_spelling) {
   EXPECT_NE(sentence_of(find_port(state, "port-channel 7")), "");
 }
 
-TEST(InterfaceNames, are_printed_as_people_write_them) {
+TEST(InterfaceNames, ArePrintedAsPeopleWriteThem) {
   EXPECT_EQ(interface_name(IfIndex{26U << 24 | 2U}), "ethernet 1/3");
   EXPECT_EQ(interface_name(IfIndex{22U << 24 | 7U}), "port-channel 7");
   EXPECT_EQ(interface_name(IfIndex{5U << 24 | 1U}), "mgmt1");

@@ -31,7 +31,7 @@ class Channels : public Bench {
   std::vector<ltlsvc_port_cbl_t> first_forwarding_;
 };
 
-TEST_F(Channels, a_channel_is_told_in_place_of_its_members) {
+TEST_F(Channels, AChannelIsToldInPlaceOfItsMembers) {
   start_subscribed(with_channel());
   ASSERT_EQ(first_states_.size(), 2U);
   EXPECT_EQ(first_states_[0].ifindex, channel_7);
@@ -44,7 +44,7 @@ TEST_F(Channels, a_channel_is_told_in_place_of_its_members) {
   EXPECT_EQ(info().fop_ifindex, ethernet | 1U);
 }
 
-TEST_F(Channels, a_member_that_goes_down_is_not_told_but_its_channel_is_told_anew) {
+TEST_F(Channels, AMemberThatGoesDownIsNotToldButItsChannelIsToldAnew) {
   start_subscribed(with_channel());
   EXPECT_TRUE(control({{"verb", "link"}, {"port", "blade2"}, {"up", false}})["handled_by_daemon"]);
   const auto states = next_states();
@@ -58,7 +58,7 @@ TEST_F(Channels, a_member_that_goes_down_is_not_told_but_its_channel_is_told_ane
   EXPECT_EQ(info().fop_ifindex, ethernet | 2U);
 }
 
-TEST_F(Channels, members_can_be_asked_for_until_the_down_notice_has_been_handled) {
+TEST_F(Channels, MembersCanBeAskedForUntilTheDownNoticeHasBeenHandled) {
   start_subscribed(with_channel());
   answers_barriers_ = false;
   const std::string request =
@@ -74,7 +74,7 @@ TEST_F(Channels, members_can_be_asked_for_until_the_down_notice_has_been_handled
   EXPECT_EQ(info().member_count, 2U);
 }
 
-TEST_F(Channels, a_port_that_joins_goes_down_before_the_channel_comes_up) {
+TEST_F(Channels, APortThatJoinsGoesDownBeforeTheChannelComesUp) {
   start_subscribed(four_ports());
   EXPECT_TRUE(control({{"verb", "channel"}, {"channel", 7}, {"port", "1/3"}, {"member", true}})["ok"]);
   const auto states = next_states();
@@ -86,7 +86,7 @@ TEST_F(Channels, a_port_that_joins_goes_down_before_the_channel_comes_up) {
   EXPECT_EQ(to_ranges(from_record(states[1].vlan_up_bmp)), "100,200,4095");
 }
 
-TEST_F(Channels, the_last_member_that_leaves_ends_the_channel_and_returns_as_a_port) {
+TEST_F(Channels, TheLastMemberThatLeavesEndsTheChannelAndReturnsAsAPort) {
   Description description = with_channel();
   description.port_channels[0].members = {FrontPort{2}};
   start_subscribed(description);
@@ -102,7 +102,7 @@ TEST_F(Channels, the_last_member_that_leaves_ends_the_channel_and_returns_as_a_p
   EXPECT_EQ(gone.rcode, static_cast<std::uint32_t>(RCODE_NOT_FOUND));
 }
 
-TEST_F(Channels, members_carry_what_the_channel_carries) {
+TEST_F(Channels, MembersCarryWhatTheChannelCarries) {
   start_subscribed(with_channel());
   EXPECT_FALSE(fabric_.port(AsicPort{1}).allowed[200]);
   EXPECT_TRUE(
@@ -115,7 +115,7 @@ TEST_F(Channels, members_carry_what_the_channel_carries) {
   EXPECT_EQ(forwarding[0].if_idx, channel_7);
 }
 
-TEST_F(Channels, a_members_own_vlans_cannot_be_changed) {
+TEST_F(Channels, AMembersOwnVlansCannotBeChanged) {
   start_subscribed(with_channel());
   const auto answer = control({{"verb", "vlan"}, {"port", "2"}, {"vlan", 100}, {"up", false}});
   EXPECT_FALSE(answer["ok"]);

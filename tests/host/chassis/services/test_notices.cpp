@@ -5,7 +5,7 @@
 namespace chassis {
 namespace {
 
-TEST(Notices, more_records_than_fit_go_in_several_messages) {
+TEST(Notices, MoreRecordsThanFitGoInSeveralMessages) {
   std::vector<LinkRecord> records(300);
   for (std::uint32_t i = 0; i < records.size(); ++i) records[i].index = IfIndex{i};
   const auto messages = encode(records);

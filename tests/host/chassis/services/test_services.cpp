@@ -24,7 +24,7 @@ vlan_feat_map_t feature_map(std::initializer_list<unsigned> features) {
   return map;
 }
 
-TEST_F(Bench, tells_a_new_subscriber_the_ports_that_are_up_and_only_once) {
+TEST_F(Bench, TellsANewSubscriberThePortsThatAreUpAndOnlyOnce) {
   start();
   subscribe(QBUS_OPC_PORTSVC_L2_PROTOCOL_STATE_CHANGE);
   const auto states = next_states();
@@ -38,7 +38,7 @@ TEST_F(Bench, tells_a_new_subscriber_the_ports_that_are_up_and_only_once) {
   EXPECT_TRUE(nothing_waits());
 }
 
-TEST_F(Bench, state_notice_of_one_port_has_these_bytes) {
+TEST_F(Bench, StateNoticeOfOnePortHasTheseBytes) {
   Description description = four_ports();
   description.ports.resize(1);
   description.ports[0].vlans = {VlanId{9}};
@@ -67,7 +67,7 @@ TEST_F(Bench, state_notice_of_one_port_has_these_bytes) {
   }
 }
 
-TEST_F(Bench, cbl_notice_of_one_port_has_these_bytes) {
+TEST_F(Bench, CblNoticeOfOnePortHasTheseBytes) {
   Description description = four_ports();
   description.ports.resize(1);
   description.ports[0].vlans = {VlanId{9}};
@@ -86,7 +86,7 @@ TEST_F(Bench, cbl_notice_of_one_port_has_these_bytes) {
   }
 }
 
-TEST_F(Bench, line_card_is_told_to_a_subscriber_when_it_is_online) {
+TEST_F(Bench, LineCardIsToldToASubscriberWhenItIsOnline) {
   start();
   subscribe(QBUS_OPC_LC_ONLINE);
   const auto message = next_message();
@@ -94,7 +94,7 @@ TEST_F(Bench, line_card_is_told_to_a_subscriber_when_it_is_online) {
   EXPECT_EQ(message->opcode, static_cast<std::uint32_t>(QBUS_OPC_LC_ONLINE));
 }
 
-TEST_F(Bench, an_offline_line_card_is_not_told_until_it_comes_online) {
+TEST_F(Bench, AnOfflineLineCardIsNotToldUntilItComesOnline) {
   start();
   EXPECT_TRUE(control({{"verb", "line-card"}, {"online", false}})["ok"]);
   subscribe(QBUS_OPC_LC_ONLINE);
@@ -103,7 +103,7 @@ TEST_F(Bench, an_offline_line_card_is_not_told_until_it_comes_online) {
   EXPECT_TRUE(next_message());
 }
 
-TEST_F(Bench, board_tells_its_identity) {
+TEST_F(Bench, BoardTellsItsIdentity) {
   start(four_ports(Board::b83));
   const auto response = ask(bus::address::board, bus::opcode::board_info, {});
   ASSERT_TRUE(response);
@@ -114,7 +114,7 @@ TEST_F(Bench, board_tells_its_identity) {
   EXPECT_EQ(info->runtime_row, 1);
 }
 
-TEST_F(Bench, ports_of_the_board_are_present_and_others_are_not) {
+TEST_F(Bench, PortsOfTheBoardArePresentAndOthersAreNot) {
   start();
   const auto up = ask_record<bus::InterfacePresent>(bus::address::portsvc, bus::opcode::portsvc_present,
                                                     bus::Interface{ethernet});
@@ -129,7 +129,7 @@ TEST_F(Bench, ports_of_the_board_are_present_and_others_are_not) {
   EXPECT_EQ(none.present, 0U);
 }
 
-TEST_F(Bench, destination_index_is_the_asic_port) {
+TEST_F(Bench, DestinationIndexIsTheAsicPort) {
   start(four_ports(Board::b83));
   const auto port = ask_record<bus::DestinationIndex>(bus::address::ltlsvc, bus::opcode::ifindex_to_di,
                                                       bus::Interface{ethernet | 4U});
@@ -140,7 +140,7 @@ TEST_F(Bench, destination_index_is_the_asic_port) {
   EXPECT_EQ(none.rcode, static_cast<std::uint32_t>(RCODE_NOT_FOUND));
 }
 
-TEST_F(Bench, ltl_is_allocated_and_released_by_vlan) {
+TEST_F(Bench, LtlIsAllocatedAndReleasedByVlan) {
   start();
   const bus::LtlRequest request{7, 100, 0, {}};
   EXPECT_EQ(ask_record<bus::LtlAnswer>(bus::address::ltlsvc, QBUS_OPC_LTLSVC_ALLOC_LTL, request).rcode, 0U);
@@ -154,7 +154,7 @@ TEST_F(Bench, ltl_is_allocated_and_released_by_vlan) {
             static_cast<std::uint32_t>(RCODE_INVALID));
 }
 
-TEST_F(Bench, classification_reaches_the_asic) {
+TEST_F(Bench, ClassificationReachesTheAsic) {
   start();
   EXPECT_EQ(ask_result(bus::address::kinb, bus::opcode::kinb_vlan_add, bus::Vlan{100}), 0U);
   EXPECT_TRUE(fabric_.classified()[100]);
@@ -166,7 +166,7 @@ TEST_F(Bench, classification_reaches_the_asic) {
   }
 }
 
-TEST_F(Bench, a_vlan_with_an_excluding_feature_is_refused) {
+TEST_F(Bench, AVlanWithAnExcludingFeatureIsRefused) {
   start();
   const auto check = [this](int vlan) {
     return ask_result(bus::address::vlan_mgr, bus::opcode::check_feature,
@@ -181,7 +181,7 @@ TEST_F(Bench, a_vlan_with_an_excluding_feature_is_refused) {
   EXPECT_EQ(check(100), 0U);
 }
 
-TEST_F(Bench, features_are_set_and_unset_by_message) {
+TEST_F(Bench, FeaturesAreSetAndUnsetByMessage) {
   start();
   const auto create = bus::encode_feature_vlans({4, {10, 20}});
   const auto answer_to = [this](std::uint32_t opcode, std::span<const std::byte> payload) {
@@ -198,7 +198,7 @@ TEST_F(Bench, features_are_set_and_unset_by_message) {
             static_cast<std::uint32_t>(RCODE_INVALID));
 }
 
-TEST_F(Bench, deleted_vlans_are_told_to_subscribers) {
+TEST_F(Bench, DeletedVlansAreToldToSubscribers) {
   start();
   subscribe(QBUS_OPC_VLAN_MGR_VLANS_DELETED);
   EXPECT_TRUE(control({{"verb", "vlan-delete"}, {"vlans", {100, 200}}})["ok"]);
@@ -210,7 +210,7 @@ TEST_F(Bench, deleted_vlans_are_told_to_subscribers) {
   EXPECT_EQ(static_cast<int>((*records)[1].vlan_id), 200);
 }
 
-TEST_F(Bench, a_payload_of_the_wrong_size_is_refused_and_counted) {
+TEST_F(Bench, APayloadOfTheWrongSizeIsRefusedAndCounted) {
   start();
   const struct {
     bus::Address service;
@@ -245,7 +245,7 @@ TEST_F(Bench, a_payload_of_the_wrong_size_is_refused_and_counted) {
   }
 }
 
-TEST_F(Bench, parse_trees_are_listed_with_their_server) {
+TEST_F(Bench, ParseTreesAreListedWithTheirServer) {
   start();
   bus::Registration registration{bus::address::tesk, {}};
   EXPECT_EQ(ask_result(bus::address::cush, bus::opcode::register_parse_tree, registration),
@@ -294,7 +294,7 @@ class Configuration : public Bench {
   }
 };
 
-TEST_F(Configuration, lines_stand_indented_under_ascending_vlans) {
+TEST_F(Configuration, LinesStandIndentedUnderAscendingVlans) {
   start();
   register_program();
   std::string text;
@@ -312,7 +312,7 @@ TEST_F(Configuration, lines_stand_indented_under_ascending_vlans) {
   EXPECT_EQ(text, "vlan 10\n  cin\n    deeper\nvlan 200\n  cin\n");
 }
 
-TEST_F(Configuration, named_vlans_are_asked_for_alone) {
+TEST_F(Configuration, NamedVlansAreAskedForAlone) {
   start();
   register_program();
   std::string text;
@@ -327,7 +327,7 @@ TEST_F(Configuration, named_vlans_are_asked_for_alone) {
   EXPECT_EQ(text, "");
 }
 
-TEST_F(Configuration, a_failing_programs_text_is_the_answer) {
+TEST_F(Configuration, AFailingProgramsTextIsTheAnswer) {
   start();
   register_program();
   std::string text;
@@ -343,7 +343,7 @@ TEST_F(Configuration, a_failing_programs_text_is_the_answer) {
   EXPECT_EQ(text, "Failed to read");
 }
 
-TEST_F(Configuration, a_silent_program_is_given_up_after_the_bound) {
+TEST_F(Configuration, ASilentProgramIsGivenUpAfterTheBound) {
   start();
   register_program();
   std::string text;
@@ -351,13 +351,13 @@ TEST_F(Configuration, a_silent_program_is_given_up_after_the_bound) {
             static_cast<std::uint32_t>(RCODE_TIMED_OUT));
 }
 
-TEST_F(Configuration, without_a_program_there_is_none) {
+TEST_F(Configuration, WithoutAProgramThereIsNone) {
   start();
   std::string text;
   EXPECT_EQ(show({}, text).rcode, static_cast<std::uint32_t>(RCODE_UNAVAILABLE));
 }
 
-TEST_F(Bench, a_refusing_service_refuses_and_a_silent_one_does_not_answer) {
+TEST_F(Bench, ARefusingServiceRefusesAndASilentOneDoesNotAnswer) {
   Description description = four_ports();
   description.faults = {"kinb-add=refuse", "chanagg=silent"};
   start(description);
@@ -370,7 +370,7 @@ TEST_F(Bench, a_refusing_service_refuses_and_a_silent_one_does_not_answer) {
   EXPECT_EQ(ask_result(bus::address::kinb, bus::opcode::kinb_vlan_add, bus::Vlan{100}), 0U);
 }
 
-TEST_F(Bench, a_delayed_answer_comes_late) {
+TEST_F(Bench, ADelayedAnswerComesLate) {
   start();
   EXPECT_TRUE(
       control({{"verb", "fault"}, {"name", "ltl-answer"}, {"mode", "delay"}, {"delay_ms", 150}})["ok"]);
@@ -382,7 +382,7 @@ TEST_F(Bench, a_delayed_answer_comes_late) {
   EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(150));
 }
 
-TEST_F(Bench, a_fault_that_does_not_exist_stops_the_start) {
+TEST_F(Bench, AFaultThatDoesNotExistStopsTheStart) {
   Description description = four_ports();
   description.faults = {"nonsense=refuse"};
   ControlPlane platform(loop_, description, fabric_, klm_, {folder_.path(), "/bin/true"}, {});

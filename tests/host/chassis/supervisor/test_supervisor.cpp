@@ -54,7 +54,7 @@ class Supervision : public ::testing::Test {
   std::string why_;
 };
 
-TEST_F(Supervision, a_daemon_that_serves_is_ready_once) {
+TEST_F(Supervision, ADaemonThatServesIsReadyOnce) {
   start("serve");
   ASSERT_TRUE(until([this] { return serving_ == 1 && supervisor_->heartbeats() == 2; }));
   EXPECT_TRUE(supervisor_->handshaken());
@@ -64,7 +64,7 @@ TEST_F(Supervision, a_daemon_that_serves_is_ready_once) {
   EXPECT_TRUE(std::filesystem::is_directory(folder_.path() / "stores" / "startup"));
 }
 
-TEST_F(Supervision, the_daemons_folder_and_empty_input_are_its_own) {
+TEST_F(Supervision, TheDaemonsFolderAndEmptyInputAreItsOwn) {
   start("", quick(),
         write_program(folder_.path() / "speak",
                       "read -r line; echo \"$OPAL_RUN_DIR $# end\"; ls /proc/self/fd | wc -l; exit 1"));
@@ -74,7 +74,7 @@ TEST_F(Supervision, the_daemons_folder_and_empty_input_are_its_own) {
   EXPECT_EQ(log.substr(log.find('\n') + 1, 2), "4\n") << "input, output, error, and the folder that ls reads";
 }
 
-TEST_F(Supervision, a_killed_daemon_serves_again_and_the_outage_is_measured) {
+TEST_F(Supervision, AKilledDaemonServesAgainAndTheOutageIsMeasured) {
   start("serve");
   ASSERT_TRUE(until([this] { return serving_ == 1; }));
   EXPECT_FALSE(supervisor_->outage());
@@ -86,14 +86,14 @@ TEST_F(Supervision, a_killed_daemon_serves_again_and_the_outage_is_measured) {
   EXPECT_NE(read_file(folder_.path() / "chassis.log").find("tesk serves again after"), std::string::npos);
 }
 
-TEST_F(Supervision, a_crash_at_the_first_start_is_survived) {
+TEST_F(Supervision, ACrashAtTheFirstStartIsSurvived) {
   start("crash-once");
   ASSERT_TRUE(until([this] { return serving_ == 1; }));
   EXPECT_EQ(supervisor_->starts(), 2);
   EXPECT_EQ(supervisor_->last_exit(), "tesk was ended by signal 6 (Aborted)");
 }
 
-TEST_F(Supervision, a_daemon_that_never_serves_is_given_up_with_its_last_words) {
+TEST_F(Supervision, ADaemonThatNeverServesIsGivenUpWithItsLastWords) {
   start("die 3");
   ASSERT_TRUE(until([this] { return !why_.empty(); }));
   EXPECT_EQ(
@@ -103,7 +103,7 @@ TEST_F(Supervision, a_daemon_that_never_serves_is_given_up_with_its_last_words) 
   EXPECT_FALSE(supervisor_->pid());
 }
 
-TEST_F(Supervision, a_daemon_that_hangs_is_ended) {
+TEST_F(Supervision, ADaemonThatHangsIsEnded) {
   SupervisorSettings settings = quick();
   settings.start_bound = milliseconds(100);
   start("hang", settings);
@@ -113,7 +113,7 @@ TEST_F(Supervision, a_daemon_that_hangs_is_ended) {
             "serve within 100ms");
 }
 
-TEST_F(Supervision, heartbeats_without_a_loop_that_answers_are_not_service) {
+TEST_F(Supervision, HeartbeatsWithoutALoopThatAnswersAreNotService) {
   SupervisorSettings settings = quick();
   settings.start_bound = milliseconds(1000);
   settings.attempts = 1;
@@ -122,7 +122,7 @@ TEST_F(Supervision, heartbeats_without_a_loop_that_answers_are_not_service) {
   EXPECT_EQ(serving_, 0);
 }
 
-TEST_F(Supervision, a_second_heartbeat_that_stays_out_ends_the_daemon) {
+TEST_F(Supervision, ASecondHeartbeatThatStaysOutEndsTheDaemon) {
   SupervisorSettings settings = quick();
   settings.heartbeat_timeout = milliseconds(50);
   start("one-beat", settings);
@@ -133,7 +133,7 @@ TEST_F(Supervision, a_second_heartbeat_that_stays_out_ends_the_daemon) {
             "tesk was ended by signal 9 (Killed) because it sent no heartbeat within 100ms");
 }
 
-TEST_F(Supervision, after_it_served_once_it_is_never_given_up) {
+TEST_F(Supervision, AfterItServedOnceItIsNeverGivenUp) {
   start("serve");
   ASSERT_TRUE(until([this] { return serving_ == 1; }));
   behave("die 1");
@@ -144,7 +144,7 @@ TEST_F(Supervision, after_it_served_once_it_is_never_given_up) {
   ASSERT_TRUE(until([this] { return serving_ == 2; }));
 }
 
-TEST_F(Supervision, pauses_double_up_to_a_limit_and_fall_back_after_good_service) {
+TEST_F(Supervision, PausesDoubleUpToALimitAndFallBackAfterGoodService) {
   SupervisorSettings settings = quick();
   settings.first_pause = milliseconds(40);
   settings.longest_pause = milliseconds(160);
@@ -156,7 +156,7 @@ TEST_F(Supervision, pauses_double_up_to_a_limit_and_fall_back_after_good_service
   EXPECT_GE(std::chrono::steady_clock::now() - begin, milliseconds(40 + 80 + 160 + 160));
 }
 
-TEST_F(Supervision, a_save_is_the_daemons_to_answer) {
+TEST_F(Supervision, ASaveIsTheDaemonsToAnswer) {
   start("serve");
   ASSERT_TRUE(until([this] { return serving_ == 1; }));
   std::optional<rcode_t> result;
@@ -165,7 +165,7 @@ TEST_F(Supervision, a_save_is_the_daemons_to_answer) {
   EXPECT_EQ(*result, 0U);
 }
 
-TEST_F(Supervision, a_save_ends_with_the_daemon_that_should_do_it) {
+TEST_F(Supervision, ASaveEndsWithTheDaemonThatShouldDoIt) {
   start("serve");
   ASSERT_TRUE(until([this] { return serving_ == 1; }));
   std::optional<rcode_t> result;
@@ -176,7 +176,7 @@ TEST_F(Supervision, a_save_ends_with_the_daemon_that_should_do_it) {
   EXPECT_EQ(*result, static_cast<rcode_t>(RCODE_TIMED_OUT));
 }
 
-TEST_F(Supervision, stop_leaves_no_process) {
+TEST_F(Supervision, StopLeavesNoProcess) {
   start("serve");
   ASSERT_TRUE(until([this] { return serving_ == 1; }));
   const pid_t pid = *supervisor_->pid();
@@ -185,7 +185,7 @@ TEST_F(Supervision, stop_leaves_no_process) {
   EXPECT_EQ(supervisor_->state(), DaemonState::stopped);
 }
 
-TEST_F(Supervision, a_missing_daemon_is_one_sentence) {
+TEST_F(Supervision, AMissingDaemonIsOneSentence) {
   Journal journal(folder_.path() / "chassis.log");
   Supervisor supervisor(loop_, faults_, journal, {folder_.path(), "/nowhere/tesk"}, {});
   EXPECT_EQ(host::test::sentence_of(supervisor.start()),
