@@ -1,5 +1,5 @@
-# The rooms of the tree are data: scripts/rooms.json names each, says what it is for and which others it may include.
-# The libraries are made from the same table, so that a room links what it may include and nothing else.
+# The rooms of the tree are data: scripts/rooms.json names each room, its purpose, and the rooms that it may include.
+# The libraries are made from the same table, so that a room links only the rooms that it may include.
 file(READ ${PROJECT_SOURCE_DIR}/scripts/rooms.json rooms_table)
 set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS scripts/rooms.json)
 
@@ -17,8 +17,8 @@ function(host_rooms list)
   set(${list} ${rooms} PARENT_SCOPE)
 endfunction()
 
-# The library of a room, in `target`: host/chassis/asic is host_chassis_asic. Rooms without sources of their own are
-# headers that every library sees.
+# The library of a room, in `target`: host/chassis/asic is host_chassis_asic. Rooms without sources contain only
+# headers, which every library sees.
 function(target_of_room room target)
   if(room MATCHES "^host/")
     string(REPLACE "/" "_" name ${room})
@@ -29,8 +29,8 @@ function(target_of_room room target)
 endfunction()
 
 # room_library([PROGRAMS source…] [PACKAGES target…])
-# The library of the folder that calls it: all its sources but those of programs, linked with the rooms that it may
-# include and with the packages from outside that it uses.
+# Makes the library of the calling folder from all its sources except those of programs. Links it with the rooms that it
+# may include and with the external packages that it uses.
 function(room_library)
   cmake_parse_arguments(PARSE_ARGV 0 with "" "" "PROGRAMS;PACKAGES")
   file(RELATIVE_PATH room ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
@@ -51,7 +51,7 @@ function(room_library)
 endfunction()
 
 # room_tests([PROGRAMS source…] [WITH target…])
-# The tests of a room, in the folder of the same name below tests/: tests/host/bus makes host_bus_tests.
+# Makes the test program of a room from the folder of the same name below tests/: tests/host/bus makes host_bus_tests.
 function(room_tests)
   cmake_parse_arguments(PARSE_ARGV 0 with "" "" "PROGRAMS;WITH")
   file(RELATIVE_PATH room ${PROJECT_SOURCE_DIR}/tests ${CMAKE_CURRENT_SOURCE_DIR})

@@ -1,7 +1,7 @@
-"""A running chassis as a script sees it: nodes, shell, events, pings and captures.
+"""Functions for scripts in a running chassis: nodes, shell, events, pings and captures.
 
 Everything here runs inside `chassis run -- …` and uses the programs that a person would use: `cush`,
-`chassis`, ping and tcpdump. Nothing sleeps: a capture is over when a frame that must arrive has arrived.
+`chassis`, ping and tcpdump. Nothing sleeps: a capture ends when a frame that must arrive has arrived.
 """
 
 from __future__ import annotations
@@ -21,7 +21,7 @@ PROBE = pathlib.Path(__file__).with_name("probe.py")
 
 
 class Unmet(Exception):
-    """Something that should be seen was not; the message says what."""
+    """Something expected was not seen; the message says what."""
 
 
 def require(truth: bool, sentence: str) -> None:
@@ -37,7 +37,7 @@ def run(*command: str, check: bool = True, timeout: float = BOUND) -> subprocess
 
 
 def cush(line: str, check: bool = True) -> str:
-    """One line to the operator's shell; its output."""
+    """Runs one line in the operator's shell; returns the output."""
     return run("cush", "-c", line, check=check).stdout
 
 
@@ -46,12 +46,12 @@ def status() -> dict:
 
 
 def event(*words: object) -> None:
-    """One event; returns once the daemon has handled what it caused."""
+    """Causes one event; returns when the daemon has handled its effects."""
     run("chassis", "event", *map(str, words))
 
 
 def restarted(starts: int) -> dict:
-    """Waits until the supervisor has started the daemon that many times and it serves; what it says of it."""
+    """Waits until the supervisor has started the daemon that many times and it serves; returns the daemon's status."""
     deadline = time.monotonic() + BOUND
     while time.monotonic() < deadline:
         event("wait-ready")
@@ -62,7 +62,7 @@ def restarted(starts: int) -> dict:
 
 
 def services_log() -> str:
-    """What the chassis's services and its supervisor wrote down."""
+    """The log of the chassis's services and its supervisor."""
     return (pathlib.Path(os.environ["OPAL_RUN_DIR"]) / "chassis.log").read_text(encoding="utf-8")
 
 
@@ -96,8 +96,8 @@ class Ping:
 
 
 def ping(node: str, interface: str, destination: str, count: int = 3, patient: bool = True) -> Ping:
-    """Pings until `count` answers are there. A ping that is not patient sends `count` requests and waits no longer
-    than a second for an answer to the last: for destinations that are expected to be silent."""
+    """Pings until `count` answers have arrived. A ping that is not patient sends `count` requests, and waits at most a
+    second for the answer to the last one: for destinations that should not answer."""
     patience = ["-w", str(int(BOUND) - 2)] if patient else ["-W", "1"]
     done = on(node, "ping", "-n", "-i", "0.1", "-c", str(count), *patience, "-I", interface, destination, check=False)
     found = re.search(r"(\d+) packets transmitted, (\d+) received", done.stdout)
@@ -106,19 +106,19 @@ def ping(node: str, interface: str, destination: str, count: int = 3, patient: b
 
 
 def send(node: str, interface: str, destination: str, length: int) -> None:
-    """One raw frame of a length by which a capture recognises it."""
+    """Sends one raw frame; a capture recognises it by its length."""
     on(node, sys.executable, "-B", str(PROBE), interface, destination, str(length))
 
 
 def tcpdump_runs_in_namespaces() -> bool:
-    """tcpdump gives its privileges up, which only a sandbox that knows more than one user allows."""
+    """tcpdump drops its privileges, which works only in a sandbox with more than one user."""
     return int(pathlib.Path("/proc/self/uid_map").read_text(encoding="ascii").split()[2]) > 1
 
 
 class Capture:
-    """tcpdump on a node's trunk0, from `with` on until the frame that ends it.
+    """Runs tcpdump on a node's trunk0, for the duration of a `with` block.
 
-    Where tcpdump cannot run in the node's namespace, because an ordinary user started the chassis, it reads what the
+    When an ordinary user started the chassis, tcpdump cannot run in the node's namespace. Then it reads what the
     chassis captures there.
     """
 
@@ -138,7 +138,7 @@ class Capture:
         return self
 
     def until(self, pattern: str, bound: float = BOUND) -> str:
-        """Reads until a line matches; everything captured so far."""
+        """Reads until a line matches; returns everything captured so far."""
         deadline = time.monotonic() + bound
         while not re.search(pattern, self.text):
             ready, _, _ = select.select([self.process.stdout], [], [], max(0, deadline - time.monotonic()))
@@ -160,10 +160,11 @@ TAG = 4
 
 def reaches(length: int, destination: str, vlan_interface: str, blades: list[str],
             silent: tuple[str, ...] = ()) -> dict[str, list[str]]:
-    """Sends one frame from the AMM; the frames of its VLAN that each blade's wire then carried.
+    """Sends one frame from the AMM; returns the frames of its VLAN that each blade's wire then carried.
 
-    A frame that never comes is proved by one that comes behind it: after the frame in question one is flooded
-    in the same VLAN, and when the blades that are not `silent` have it, one over SoL, which every blade gets.
+    A later frame proves that a frame never arrives. After the tested frame, a second frame is flooded in the same
+    VLAN. When the blades that are not `silent` have received it, a third frame over SoL follows, which every blade
+    gets.
     """
     captures = [Capture(blade, "vlan and ether proto 0x88b5") for blade in blades]
     entered = []

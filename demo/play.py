@@ -1,6 +1,6 @@
-"""Plays the demonstration inside a chassis: each step in one sentence with its evidence under it.
+"""Plays the demonstration inside a chassis: prints each step as one sentence with its evidence below.
 
-Exit status 0 only if every step was seen.
+Exit status: 0 only if every step was seen.
 """
 
 from __future__ import annotations

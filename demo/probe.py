@@ -1,8 +1,8 @@
-"""Sends one raw Ethernet frame from the namespace it runs in; whoever watches recognises it by its length.
+"""Sends one raw Ethernet frame from the namespace it runs in; a capture recognises it by its length.
 
 usage: probe.py INTERFACE DESTINATION LENGTH
 
-The frame's EtherType is 0x88b5, the one for local experiments; its source is the interface's own address.
+The frame's EtherType is 0x88b5, which is reserved for local experiments; its source is the interface's own address.
 """
 
 import socket

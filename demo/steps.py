@@ -1,6 +1,6 @@
-"""The demonstration's steps. Each one is a function that starts from whatever the chassis is in, makes what it
-needs, prints the evidence, and raises `Unmet` when something was not seen. The evidence never is the daemon's
-own word alone: it is ping's output, tcpdump's, the chassis's counters, or files."""
+"""The demonstration's steps. Each step is a function that starts from any state of the chassis, sets up what it
+needs, prints the evidence, and raises `Unmet` when something was not seen. The evidence is never only the daemon's
+own report: it is the output of ping or tcpdump, the chassis's counters, or files."""
 
 from __future__ import annotations
 
@@ -25,7 +25,7 @@ def evidence(text: str, lines: int | None = None) -> None:
 def pings(node: str, interface: str, peer: str, expect_all: bool = True, count: int = 3) -> None:
     result = lab.ping(node, interface, lab.address(peer, interface), count=count, patient=expect_all)
     evidence(f"{node} -> {peer} over {interface}: " + result.text.strip().splitlines()[-2 if expect_all else -1])
-    # A busy machine delivers several answers at once: there may be more than were waited for.
+    # A busy machine delivers several answers at once, so more answers than expected may arrive.
     seen = result.received >= count if expect_all else result.received == 0
     require(seen, f"{node} pinging {peer} over {interface}: {result.received} of {result.sent} answers, "
                   f"expected {count if expect_all else 0}")
@@ -37,7 +37,7 @@ def ensure_cin() -> None:
 
 
 def start_up() -> None:
-    """The chassis is up: an 82 board, blades on four ports, and the daemon, whose trace history tells its start."""
+    """The chassis is up: an 82 board, blades on four ports, and the daemon, whose trace history shows its start."""
     state = lab.status()
     board = state["chassis"]["board"]
     require(board == 82, f"the board is {board}, not 82")
@@ -60,14 +60,14 @@ def start_up() -> None:
 
 
 def serial_over_lan() -> None:
-    """SoL: the AMM reaches every blade over VLAN 4095, and nobody over a VLAN that is not configured."""
+    """SoL: the AMM reaches every blade over VLAN 4095, and no blade over a VLAN that is not configured."""
     for blade in BLADES:
         pings("amm", SOL_IF, blade, count=2)
     pings("amm", UNUSED_IF, "blade1", expect_all=False, count=2)
 
 
 def cin_vlan() -> None:
-    """CIN VLAN 100 is configured from the shell, listed, in the running configuration, and carries both ways."""
+    """CIN VLAN 100 is configured from the shell, listed, in the running configuration, and carries frames both ways."""
     lab.cush(f"vlan {CIN} cin")
     evidence(lab.cush("show cin vlans"))
     running = lab.cush("show running-config")
@@ -79,7 +79,7 @@ def cin_vlan() -> None:
 
 
 def learning() -> None:
-    """Learning: once blade 2 has spoken, a frame to it reaches blade 2 alone; one to an unknown address reaches all."""
+    """Learning: once blade 2 has sent, a frame to it reaches only blade 2; one to an unknown address reaches all."""
     ensure_cin()
     pings("blade2", CIN_IF, "amm", count=1)
     known = lab.mac("blade2", CIN_IF)
@@ -95,7 +95,7 @@ def learning() -> None:
 
 
 def forwarding_state() -> None:
-    """Forwarding state: while blade 2's port is blocked in VLAN 100 nothing reaches it; unblocked, everything does."""
+    """Forwarding state: while blade 2's port is blocked in VLAN 100 nothing reaches it; unblocked, every frame does."""
     ensure_cin()
     pings("blade2", CIN_IF, "amm", count=1)
     known = lab.mac("blade2", CIN_IF)
@@ -123,7 +123,7 @@ def vlan_entry(state: dict, vlan: int) -> dict:
 
 
 def last_member() -> None:
-    """The last member's link goes down: the VLAN is deactivated; link up brings it all back."""
+    """The last member's link goes down: the VLAN is deactivated; link up activates it again."""
     ensure_cin()
     require(vlan_entry(lab.status(), CIN)["classified"], f"VLAN {CIN} is not classified to the CPU to begin with")
     heard = len(lab.services_log())
@@ -144,9 +144,9 @@ def last_member() -> None:
 
 
 def counters() -> None:
-    """`show counters` of every port equals the frames that the chassis counted on the wires itself."""
+    """`show counters` shows for every port the same figures as the chassis's own count on the wires."""
     pings("amm", SOL_IF, "blade1", count=1)
-    # A stack may send a frame of its own accord between the two looks: then they are taken again.
+    # A network stack may send a frame between the two readings; then both are repeated.
     for _ in range(3):
         shown = lab.cush("show counters")
         wires = wire_counters()
@@ -166,7 +166,7 @@ def shown_counters(table: str) -> dict[str, list[int]]:
 
 
 def wire_counters() -> dict[str, list[int]]:
-    """The same, as the chassis counted on the wires."""
+    """The same counters, as the chassis counted them on the wires."""
     state = lab.status()
     wires = state["ports"] + [state["devices"]["management_link"] | {"name": "mgmt0"}]
     return {wire["name"]: [wire["tx"]["ucast"], wire["tx"]["mcast"], wire["rx"]["ucast"], wire["rx"]["mcast"]]
@@ -174,7 +174,7 @@ def wire_counters() -> dict[str, list[int]]:
 
 
 def recovery() -> None:
-    """Saved, then killed: the supervisor starts the daemon again, VLAN 100 is back, and ping works untouched."""
+    """Saved, then killed: the supervisor restarts the daemon, VLAN 100 is back, and ping works as before."""
     ensure_cin()
     lab.cush("copy running-config startup-config")
     before = lab.status()["daemon"]
@@ -188,7 +188,7 @@ def recovery() -> None:
 
 
 def deletion() -> None:
-    """The VLAN manager reports VLAN 100 deleted: gone from shell, configuration, kernel device and wire."""
+    """The VLAN manager reports VLAN 100 deleted: it is gone from shell, configuration, kernel device and wire."""
     ensure_cin()
     lab.event("vlan-delete", CIN)
     listed, running, state = lab.cush("show cin vlans"), lab.cush("show running-config"), lab.status()

@@ -1,7 +1,7 @@
 # Completion of chassis for bash.
 _chassis_subcommands="run exec status event trace capture"
 
-# What may follow an event's words.
+# The words that may follow an event's words.
 _chassis_event() {
   case $1 in
     "") echo "line-card link vlan cbl channel vlan-delete feature save daemon wait-ready fault trace" ;;
@@ -25,7 +25,7 @@ _chassis_options() {
   esac
 }
 
-# Names of the chassis that have a run folder.
+# The names of the chassis that have a run folder.
 _chassis_running() {
   local base=${CHASSIS_RUN_DIR:-${XDG_RUNTIME_DIR:-/tmp}/chassis-$(id -u)}
   [ -d "$base" ] && (cd "$base" && printf '%s\n' */) 2>/dev/null | sed -n 's,/$,,p'

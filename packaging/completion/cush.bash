@@ -8,7 +8,7 @@ _cush() {
   mapfile -t COMPREPLY < <(compgen -W "-c --json --keep-going --name --help --version" -- "$word")
 }
 
-# Names of the chassis that have a run folder.
+# The names of the chassis that have a run folder.
 _chassis_running() {
   local base=${CHASSIS_RUN_DIR:-${XDG_RUNTIME_DIR:-/tmp}/chassis-$(id -u)}
   [ -d "$base" ] && (cd "$base" && printf '%s\n' */) 2>/dev/null | sed -n 's,/$,,p'

@@ -1,9 +1,9 @@
--- Wireshark's view of a tesk chassis: what stands in front of a frame on the in-band device, and what became of a
--- frame in the daemon. docs/wireshark.md lists the fields and describes the captures that it reads.
+-- Wireshark dissector for captures of a tesk chassis: shows the header in front of a frame on the in-band device, and
+-- what happened to a frame in the daemon. docs/wireshark.md lists the fields and describes the captures that it reads.
 --
 --   kestrix   dissects a packet of an in-band device: one of the two ASIC headers, then the Ethernet frame. The
---             packet's direction decides which header it is; bytes alone cannot.
---   tesk      runs after every other dissector, on every packet: links the same frame before and behind the daemon,
+--             packet's direction decides which header it is; the bytes alone do not show it.
+--   tesk      runs after every other dissector, on every packet: links the same frame before and after the daemon,
 --             and shows why a frame was dropped.
 
 -- ---- the headers -----------------------------------------------------------------------------------------------
@@ -64,7 +64,7 @@ local function assembled(pieces, header)
   return value
 end
 
--- The bytes that a field's pieces lie in; no field leaves a byte out.
+-- The bytes that contain a field's pieces; no field leaves a byte out.
 local function extent(pieces)
   local first, last = HEADER_BYTES, 0
   for _, piece in ipairs(pieces) do
@@ -91,7 +91,7 @@ local function part(abbreviation, name, piece)
   return ProtoField.uint8(abbreviation .. "_" .. bits[1], name .. ", " .. bits[2], base.DEC, nil, mask(piece))
 end
 
--- Adds to each field of a header what Wireshark knows it by: `whole`, and `parts` of one with several pieces.
+-- Adds Wireshark's fields to each field of a header: `whole`, and `parts` when it has several pieces.
 local function declare(header, known)
   for _, field in ipairs(header.fields) do
     local short, name, display, pieces = table.unpack(field)
@@ -108,8 +108,8 @@ local function declare(header, known)
   end
 end
 
--- Whether the field is shown, or named by a filter or a column. Items that nobody looks at are most of what a packet
--- costs.
+-- Whether the field is shown, or a filter or a column names it. Adding items that nobody uses is most of the cost of a
+-- packet.
 local function is_wanted(field, tree)
   if tree:referenced(field.whole) then return true end
   for _, each in ipairs(field.parts) do
@@ -209,7 +209,7 @@ end
 
 local ethernet = Dissector.get("eth_withoutfcs")
 
--- A frame that is cut off raises an error here after Wireshark has already marked it as malformed in the tree.
+-- For a frame that is cut off, Wireshark marks it as malformed in the tree and then raises an error here.
 local function hand_on(frame, pinfo, tree) pcall(ethernet.call, ethernet, frame, pinfo, tree) end
 
 function kestrix.dissector(tvb, pinfo, tree)
@@ -274,11 +274,11 @@ local function drop_reason()
   end
 end
 
--- What is known of a packet at one of the daemon's devices, by its number: when it `arrived`, its `pair`, its `time` in
--- the daemon, whether it was `lost`; the bytes of its `frame` while the same frame is expected on the other side.
+-- The packets at the daemon's devices, by number: when a packet `arrived`, its `pair`, its `time` in the daemon,
+-- whether it was `lost`, and the bytes of its `frame` while the same frame is expected on the other side.
 local packets
--- Of each way, the numbers of the packets before the daemon from `first` to `last`, in their order, that have none
--- behind it. Those before `expected` have waited too long to get one.
+-- For each way, the numbers of the packets before the daemon that have no pair behind it, in order from `first` to
+-- `last`. Packets before `expected` have waited too long to get a pair.
 local inside
 
 local function empty_queue() return {first = 1, expected = 1, last = 0} end
@@ -309,7 +309,7 @@ local function position_of(frame, queue)
   end
 end
 
--- The daemon keeps the order of the frames of one way, so whatever went in before one that came out is lost.
+-- The daemon keeps the order of the frames of one way. So when a frame comes out, all that went in before it are lost.
 local function lose_before(position, queue)
   for earlier = queue.first, position - 1 do
     local packet = packets[queue[earlier]]
@@ -363,7 +363,7 @@ local function show_drop(reason, tree)
   item:add_proto_expert_info(dropped_note, "Dropped: " .. reason)
 end
 
--- The first of tshark's two passes (-2) has no fields unless something is filtered; the second examines what the first
+-- The first of tshark's two passes (-2) has no fields unless there is a filter; the second pass examines what the first
 -- left out.
 function tesk.dissector(tvb, pinfo, tree)
   if not arrival() then return end

@@ -1,4 +1,4 @@
-"""The rules of the house, as checks: each says what is wrong, where, and how to mend it."""
+"""The rules of the tree, as checks. Each check reports what is wrong, where, and how to fix it."""
 
 from __future__ import annotations
 
@@ -13,13 +13,13 @@ from rooms import Tree
 USAGE = """usage: python3 scripts/house [ROOT]    check the tree
        python3 scripts/house --graph   print the rooms and their arrows as Mermaid graphs
        python3 scripts/house --page    print docs/rooms.md
-Exit status: 0 when the tree keeps the rules, 1 when it does not, 2 for wrong arguments.
+Exit status: 0 when the tree follows the rules, 1 when it does not, 2 for wrong arguments.
 """
 
 
 def broken(tree: Tree) -> list[str]:
     found = [complaint for rule in walls.RULES + files.RULES for complaint in rule(tree)]
-    # The page is drawn from a table that has no circle and names rooms only.
+    # The page can only be drawn from a table that has no circle and names only rooms.
     return found or [complaint for rule in page.RULES for complaint in rule(tree)]
 
 

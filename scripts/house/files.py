@@ -1,4 +1,4 @@
-"""What each room and each file has to be."""
+"""Rules for each room and each file."""
 
 from __future__ import annotations
 
@@ -20,20 +20,20 @@ CAMEL_CASE = re.compile(r"[A-Z][A-Za-z0-9]*")
 
 def every_folder_is_a_room(tree: Tree) -> Iterator[str]:
     for folder in sorted({file.rpartition("/")[0] for file in tree.sources if tree.room_of(file) is None}):
-        yield f"{folder or '.'}: has sources, but is no room; enter it in {TABLE}, or move them"
+        yield f"{folder or '.'}: has sources, but is not a room; enter it in {TABLE}, or move the sources"
 
 
 def every_room_exists(tree: Tree) -> Iterator[str]:
-    """The table names nothing that is not there."""
+    """Everything that the table names exists."""
     for room in tree.rooms.values():
         if not (tree.root / room.name).is_dir():
-            yield f"{TABLE}: room {room.name}: there is no such folder; take the entry out"
+            yield f"{TABLE}: room {room.name}: there is no such folder; remove the entry"
         for other in room.includes:
             if other not in tree.rooms:
-                yield f"{TABLE}: room {room.name}: may include {other}, which is no room"
+                yield f"{TABLE}: room {room.name}: may include {other}, which is not a room"
         for file in room.long:
             if not (tree.root / room.name / file).is_file():
-                yield f"{TABLE}: room {room.name}: there is no file {file}; take its reason out"
+                yield f"{TABLE}: room {room.name}: there is no file {file}; remove its reason"
 
 
 def every_room_has_a_readme(tree: Tree) -> Iterator[str]:
@@ -54,11 +54,11 @@ def sizes(tree: Tree) -> Iterator[str]:
         if lines > LINES_MAX and not excused:
             yield f"{file}: {lines} lines, over {LINES_MAX}; split it by topic, or enter its reason in {TABLE}"
         elif lines <= LINES_MAX and excused:
-            yield f"{TABLE}: {file} needs no reason for its {lines} lines; take it out"
+            yield f"{TABLE}: {file} needs no reason for its {lines} lines; remove the reason"
 
 
 def one_daemon(tree: Tree) -> Iterator[str]:
-    """The daemon is linked onto a platform, never configured for one."""
+    """The daemon is linked onto a platform, never configured for it."""
     for file, text in tree.sources.items():
         if not file.startswith("tesk/"):
             continue
@@ -80,11 +80,11 @@ def standalone_headers(tree: Tree) -> Iterator[str]:
 
 
 def names_of_tests(tree: Tree) -> Iterator[str]:
-    """Tests are in files that are called so, and their names are sentences."""
+    """Tests are in files named test_NAME.cpp, and their names are sentences."""
     for file, text in tree.sources.items():
         found = list(TEST.finditer(text))
         if found and not file.rpartition("/")[2].startswith("test_"):
-            yield f"{file}: holds tests; call it test_NAME.cpp"
+            yield f"{file}: contains tests; rename it to test_NAME.cpp"
         for test in found:
             for name in test.groups():
                 if not CAMEL_CASE.fullmatch(name):
@@ -92,7 +92,7 @@ def names_of_tests(tree: Tree) -> Iterator[str]:
 
 
 def formatting(tree: Tree) -> Iterator[str]:
-    """The formatter would change nothing."""
+    """clang-format would change nothing."""
     def check(some: list[str]) -> subprocess.CompletedProcess[str]:
         return subprocess.run(["clang-format", "--dry-run", *some], cwd=tree.root, capture_output=True, text=True)
 

@@ -1,4 +1,4 @@
-"""docs/rooms.md: the rooms and the arrows between them, drawn from the table."""
+"""Draws docs/rooms.md from the table: the rooms and the arrows between them."""
 
 from __future__ import annotations
 
@@ -12,7 +12,7 @@ PRODUCT = ("include", "tesk", "host")
 
 
 def reduced(rooms: dict[str, Room]) -> list[tuple[str, str]]:
-    """Arrows of a table without circles, apart from those that a longer way replaces."""
+    """The arrows of a table without circles, without those that a longer path replaces."""
     def reaches(start: str, end: str) -> bool:
         return start == end or any(reaches(other, end) for other in rooms[start].includes)
 
@@ -21,7 +21,7 @@ def reduced(rooms: dict[str, Room]) -> list[tuple[str, str]]:
 
 
 def mermaid(arrows: list[tuple[str, str]], rooms: list[str]) -> str:
-    """A drawing of `rooms` and of what they point at."""
+    """A drawing of `rooms` and of the rooms that they point to."""
     def node(name: str) -> str:
         return name.replace("/", "_")
 
@@ -31,7 +31,7 @@ def mermaid(arrows: list[tuple[str, str]], rooms: list[str]) -> str:
 
 
 def graphs(tree: Tree) -> tuple[str, str]:
-    """The product alone, and what stands on it: two drawings that can be read instead of one that cannot."""
+    """The product, and the code that includes it: two readable drawings instead of one unreadable one."""
     def is_product(name: str) -> bool:
         return name.split("/")[0] in PRODUCT
 
@@ -50,9 +50,10 @@ def page(tree: Tree) -> str:
     return f"""# Rooms
 
 Made from `{TABLE}` by `{RENEW}`; change the table, not this page.
+The [glossary](glossary.md) explains the abbreviations.
 
-A C++ file belongs to the room with the longest folder that it lies in. It may include its own room and those that the
-table names. `./test house` fails on every other include, on a circle, and on an entry that nobody uses.
+A C++ file belongs to the room with the longest folder name that contains it. It may include its own room and the rooms
+that the table names. `./test house` fails on every other include, on a circle, and on an entry that nobody uses.
 
 | Room | What lives there | May include |
 |---|---|---|
@@ -75,7 +76,7 @@ An arrow points from a room to one that it may include. Arrows that follow from 
 def page_is_current(tree: Tree) -> Iterator[str]:
     path = tree.root / PAGE
     if not path.is_file() or path.read_text(encoding="utf-8") != page(tree):
-        yield f"{PAGE}: is not what {TABLE} gives; run {RENEW}"
+        yield f"{PAGE}: does not match {TABLE}; run {RENEW}"
 
 
 RULES = [page_is_current]

@@ -1,7 +1,7 @@
-"""The rooms of the tree, as scripts/rooms.json has them, and the includes between them.
+"""The rooms of the tree, as scripts/rooms.json lists them, and the includes between them.
 
-Every C++ file belongs to the room whose folder is the longest that it lies in. A room may include itself and the rooms
-that its entry names, nothing else.
+A C++ file belongs to the room with the longest folder name that contains it. A room may include only itself and the
+rooms that its entry names.
 """
 
 from __future__ import annotations
@@ -22,7 +22,7 @@ INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]*(["<])([^">]+)[">]', re.M)
 
 @dataclasses.dataclass(frozen=True)
 class Room:
-    """A folder with a purpose; `long` gives the reason for each of its files that may be long."""
+    """A folder with a purpose; `long` gives the reason for each file that may be long."""
 
     name: str
     purpose: str
@@ -54,7 +54,7 @@ class Include:
 
 
 def table(text: str) -> dict[str, Room]:
-    """@raise ValueError: the table's text is no table; says where"""
+    """@raise ValueError: the text is not a valid table; the message says where"""
     try:
         entries = json.loads(text)
     except json.JSONDecodeError as mistake:
@@ -102,7 +102,7 @@ class Tree:
 
     @functools.cached_property
     def arrows(self) -> dict[tuple[str, str], Include]:
-        """Who includes whom across rooms, each with the first line that does."""
+        """Which room includes which other room, each with the first line that does so."""
         found: dict[tuple[str, str], Include] = {}
         for include in self.includes:
             here, there = self.room_of(include.file), self.room_of(include.path) if include.is_project else None

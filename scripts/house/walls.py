@@ -1,4 +1,4 @@
-"""Who may include whom."""
+"""Which room may include which."""
 
 from __future__ import annotations
 
@@ -8,7 +8,7 @@ from rooms import TABLE, Tree
 
 
 def spelling(tree: Tree) -> Iterator[str]:
-    """Project headers stand in quotes, written from the root; those of the system in angle brackets."""
+    """Includes of project headers use quotes and paths from the root; includes of system headers use angle brackets."""
     for include in tree.includes:
         if include.quoted and not include.is_project:
             yield f'{include.place}: includes "{include.name}"; write project includes from the root, system ones in <>'
@@ -24,7 +24,7 @@ def walls(tree: Tree) -> Iterator[str]:
             continue
         there = tree.room_of(include.path)
         if there is None:
-            yield f'{include.place}: includes "{include.name}", which lies in no room; mend the include or {TABLE}'
+            yield f'{include.place}: includes "{include.name}", which is in no room; fix the include or {TABLE}'
         elif there != here and there.name not in here.includes:
             may = ", ".join(here.includes) or "no other room"
             yield (f'{include.place}: {here.name} may not include "{include.name}" of {there.name}, only {may}; '
@@ -32,13 +32,13 @@ def walls(tree: Tree) -> Iterator[str]:
 
 
 def unused_arrows(tree: Tree) -> Iterator[str]:
-    """The table allows nothing that nobody does. What a room without headers provides is declared elsewhere: it can only
-    be linked, and the build takes that from the table, too."""
+    """The table allows no include that no file uses. A room without headers is an exception: its declarations are
+    elsewhere, so it can only be linked, and the build reads the links from the table, too."""
     with_headers = {room.name for file in tree.sources if file.endswith(".h") and (room := tree.room_of(file))}
     for room in tree.rooms.values():
         for other in room.includes:
             if other in with_headers and (room.name, other) not in tree.arrows:
-                yield f"{TABLE}: {room.name} may include {other}, but no file of it does; take {other} out of its includes"
+                yield f"{TABLE}: {room.name} may include {other}, but no file of it does; remove {other} from its includes"
 
 
 def circle(arrows: Iterable[tuple[str, str]]) -> list[str]:
@@ -65,7 +65,7 @@ def circle(arrows: Iterable[tuple[str, str]]) -> list[str]:
 
 def no_circle_in_the_table(tree: Tree) -> Iterator[str]:
     if found := circle((room.name, other) for room in tree.rooms.values() for other in room.includes):
-        yield f"{TABLE}: the rooms may include each other in a circle, {' -> '.join(found)}; take one arrow out"
+        yield f"{TABLE}: the rooms may include each other in a circle, {' -> '.join(found)}; remove one arrow"
 
 
 def no_circle_of_includes(tree: Tree) -> Iterator[str]:

@@ -106,7 +106,7 @@ class Walls(HouseTest):
 
     def test_an_include_of_no_room(self):
         self.given("host/net/b.cpp", '#include "host/none/a.h"\n')
-        self.assertIn("lies in no room", self.one_complaint(walls.walls))
+        self.assertIn("is in no room", self.one_complaint(walls.walls))
 
     def test_project_includes_are_written_from_the_root(self):
         self.given("host/net/b.cpp", '#include "a.h"\n')
@@ -118,7 +118,7 @@ class Walls(HouseTest):
 
     def test_an_arrow_that_nobody_uses(self):
         self.table["host/run"]["includes"].append("tesk/kspace")
-        self.assertIn("take tesk/kspace out", self.one_complaint(walls.unused_arrows))
+        self.assertIn("remove tesk/kspace from", self.one_complaint(walls.unused_arrows))
 
     def test_an_arrow_to_a_room_without_headers_is_for_linking(self):
         self.table["host/values"] = {"for": "operations of include/opal", "includes": []}
@@ -126,7 +126,7 @@ class Walls(HouseTest):
         self.given("host/values/a.cpp", "")
         self.assertEqual(self.complaints(walls.unused_arrows), [])
         self.given("host/values/a.h", "")
-        self.assertIn("take host/values out", self.one_complaint(walls.unused_arrows))
+        self.assertIn("remove host/values from", self.one_complaint(walls.unused_arrows))
 
     def test_a_circle_in_the_table(self):
         self.table["host/base"]["includes"] = ["host/run"]
@@ -159,7 +159,7 @@ class Rooms(HouseTest):
 
     def test_the_rooms_that_a_room_may_include_exist(self):
         self.table["host/run"]["includes"].append("host/gone")
-        self.assertIn("host/gone, which is no room", self.one_complaint(files.every_room_exists))
+        self.assertIn("host/gone, which is not a room", self.one_complaint(files.every_room_exists))
 
     def test_the_files_of_an_entry_exist(self):
         self.table["host/run"]["long"] = {"gone.cpp": "a reason"}
