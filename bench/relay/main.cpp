@@ -1,8 +1,8 @@
 // Measures the daemon's relay beside a bare loop and beside programs of the same kind.
 //
-// It makes the chassis's sandbox, in it the daemon between inb0 and mgmt0, and every other contender between
-// a pair of devices of its own. All relays stay on one processor, the generator on another. Rounds take
-// turns, so that what disturbs the machine disturbs all.
+// It makes the chassis's sandbox. In it the daemon runs between inb0 and mgmt0, and every other contender
+// between a pair of devices of its own. All relays stay on one processor, the generator on another. Rounds
+// alternate, so that a disturbance of the machine affects all contenders.
 
 #include <fcntl.h>
 #include <fmt/core.h>
@@ -33,15 +33,15 @@ namespace fs = std::filesystem;
 struct Options {
   Settings settings;
   std::string only;  ///< "relay" or "daemon"
-  std::string json;  ///< file
+  std::string json;  ///< file name
   bool quick = false;
   bool inside = false;
 };
 
 fs::path own_program() { return fs::read_symlink("/proc/self/exe"); }
 
-/// Waits until the sandbox is complete. Its end, told through the same descriptor, then ends this process
-/// by SIGIO, whose default that is.
+/// Waits until the sandbox is complete. Later the end of the sandbox makes the same descriptor raise SIGIO,
+/// whose default action ends this process.
 void await_sandbox() {
   const char *number = std::getenv("CHASSIS_LIFELINE");
   const int lifeline = number == nullptr ? -1 : std::atoi(number);
