@@ -48,7 +48,7 @@ examples:
 
 
 class Unusable(Exception):
-    """The command line asks for what there is not."""
+    """The command line asks for something that does not exist."""
 
 
 def count(text: str) -> int:
@@ -92,7 +92,7 @@ def chosen(options: argparse.Namespace, every: list[Mutation]) -> list[Mutation]
 
 
 def only_one(folder: pathlib.Path) -> None:
-    """Takes the output folder until the process ends."""
+    """Locks the output folder until the process ends."""
     lock = os.open(folder / "lock", os.O_CREAT | os.O_RDWR)  # stays open
     try:
         fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
@@ -102,7 +102,7 @@ def only_one(folder: pathlib.Path) -> None:
 
 def run(bench: Bench, mutations: list[Mutation], journal: Journal, jobs: int) -> None:
     waiting = [mutation for mutation in mutations if mutation.key not in journal.results]
-    waiting.sort(key=lambda mutation: mutation.file.endswith(".h"))  # headers take longest
+    waiting.sort(key=lambda mutation: mutation.file.endswith(".h"))  # headers take the longest time
     progress = Progress(len(waiting))
     with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
         trials = [pool.submit(bench.try_out, mutation) for mutation in waiting]
