@@ -143,7 +143,7 @@ def run_outside() -> int:
 
 
 def main() -> int:
-    parser = argparse.ArgumentParser(description="Measures a complete chassis.")
+    parser = argparse.ArgumentParser(description="Measure a complete chassis.")
     parser.add_argument("--quick", action="store_true", help="one short round")
     parser.add_argument("--json", metavar="FILE", help="write a document for programs to this file")
     options = parser.parse_args()

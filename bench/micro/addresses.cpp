@@ -211,9 +211,9 @@ bool run(int rounds, const std::string &file) {
 int main(int count, char **words) {
   bool quick = false;
   std::string file;
-  CLI::App app{"Measures finding and learning of addresses, for every pattern of addresses."};
+  CLI::App app{"Measure finding and learning addresses, for every pattern of addresses."};
   try {
-    app.add_flag("--quick", quick, "Five rounds");
+    app.add_flag("--quick", quick, "Run five rounds");
     app.add_option("--json", file, "Write a document for programs to this file");
     app.parse(count, words);
     return run(quick ? 5 : 15, file) ? 0 : 1;

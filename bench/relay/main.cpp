@@ -111,16 +111,15 @@ void add_options(CLI::App &app, Options &options) {
   app.add_flag("--quick", options.quick, "Five short rounds, in under a minute");
   app.add_option("--rounds", settings.rounds, "Rounds of each figure")->check(CLI::Range(1u, 1000u));
   app.add_option("--frames", settings.frames, "Frames of each load")->check(CLI::Range(64u, 10'000'000u));
-  app.add_option("--window", settings.window, "Frames on their way at a time, at most")
+  app.add_option("--window", settings.window, "Most frames that are on their way at a time")
       ->check(CLI::Range(2u, 400u));
   app.add_option("--sizes", settings.sizes, "Frame lengths in bytes")
       ->delimiter(',')
       ->check(CLI::Range(frame_bytes_min, frame_bytes_max));
-  app.add_option("--only", options.only,
-                 "Only the figures of the relay beside its peers, or those of the daemon alone")
+  app.add_option("--only", options.only, "Measure only the relay beside its peers, or only the daemon alone")
       ->check(CLI::IsMember({"relay", "daemon"}));
   app.add_option("--json", options.json, "Write a document for programs to this file");
-  app.add_option("--daemon", settings.daemon, "The daemon to measure; tesk beside this program without this")
+  app.add_option("--daemon", settings.daemon, "The daemon to measure (default: tesk beside this program)")
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   app.add_flag("--inside", options.inside)->group("");
 }
@@ -137,7 +136,7 @@ void shorten(Settings &settings) {
 int main(int count, char **words) {
   Options options;
   CLI::App app{
-      "Measures the daemon's relay beside a bare loop of read and write, and beside programs of the same "
+      "Measure the daemon's relay beside a bare loop of read and write, and beside programs of the same "
       "kind."};
   add_options(app, options);
   try {
