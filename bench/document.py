@@ -1,9 +1,9 @@
-"""Writes the figures of the last bench/run into docs/performance.md, between its two markers.
+"""Write the figures of the last bench/run into docs/performance.md, between its two markers.
 
 usage: document.py
 
-Takes build/bench/relay.json, micro.json, addresses.json and chassis.json and the stored instruction counts; a part
-that has not been run is an error. The text around the tables stays as it is: read it again, and mend what no longer holds.
+Reads build/bench/relay.json, micro.json, addresses.json and chassis.json and the stored instruction counts; a part that
+has not been run is an error. The text around the tables stays as it is: read it again, and correct what no longer holds.
 """
 
 from __future__ import annotations

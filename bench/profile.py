@@ -1,10 +1,10 @@
-"""Draws where the daemon's processor time goes while it relays, as a flame graph.
+"""Draw a flame graph of the daemon's processor time while it relays.
 
-usage: profile.py [SVG]        docs/relay.svg without SVG
+usage: profile.py [SVG]        (default: docs/relay.svg)
 
-Runs the relay's benchmark and samples the daemon's stacks with perf, which needs linux-perf and a kernel that lets this
-user count. In the picture a box is a function, as wide as its share of the time, upon the function that called it;
-pointing at a box tells its name and share. Kernel functions are blue, the daemon's and its library's are orange.
+Runs the relay's benchmark and samples the daemon's stacks with perf. This needs linux-perf and a kernel that lets this
+user sample. In the picture a box is a function, as wide as its share of the time, above the function that called it.
+Point at a box to see its name and share. Kernel functions are blue; those of the daemon and its library are orange.
 """
 
 from __future__ import annotations
@@ -26,7 +26,7 @@ KERNEL, USER = "#9db8d9", "#e8b06a"
 
 @dataclass
 class Frame:
-    """A function, called from another one; the samples taken in it and in what it called."""
+    """A function called from another one, with the samples in it and in the functions that it called."""
     name: str
     kernel: bool
     samples: int = 0
@@ -40,7 +40,7 @@ class Frame:
 
 
 def record(data: pathlib.Path) -> None:
-    """Samples the benchmark and all that it starts: each round has a daemon of its own."""
+    """Samples the benchmark and all processes that it starts, because each round has a daemon of its own."""
     done = subprocess.run(["perf", "record", "--event", "cpu-clock", "--freq", "1999", "--call-graph", "dwarf,4096",
                            "--output", str(data), "--", str(BENCH), "--only", "relay", "--rounds", "1",
                            "--frames", "200000", "--sizes", "64"], capture_output=True, text=True, check=False)
@@ -49,7 +49,7 @@ def record(data: pathlib.Path) -> None:
 
 
 def stacks(data: pathlib.Path) -> Iterator[list[tuple[str, bool]]]:
-    """Each sample's functions, outermost first, and whether each is the kernel's."""
+    """The functions of each sample, outermost first, and whether each belongs to the kernel."""
     text = subprocess.run(["perf", "script", "--no-inline", "--comms", "tesk", "--fields", "ip,sym,dso", "--input", str(data)],
                           capture_output=True, text=True, check=True).stdout
     for sample in text.split("\n\n"):
@@ -60,7 +60,7 @@ def stacks(data: pathlib.Path) -> Iterator[list[tuple[str, bool]]]:
             name = name.replace("(anonymous namespace)::", "").split("<")[0].split("+0x")[0]
             functions.append((name, "kernel" in library))
         functions.reverse()
-        # Not every stack could be followed out to the loop that all of it runs in; so it is left out of all.
+        # Some stacks cannot be unwound as far as the loop that runs everything; so the loop is removed from all.
         while len(functions) > 1 and functions[0][0] in LOOP:
             functions.pop(0)
         if functions:

@@ -1,7 +1,7 @@
 // Payloads of the message bus that vary in length.
 //
-// The first byte chooses the decoder. What a decoder takes, its encoder writes so that it is taken again, and
-// written the same.
+// The first byte chooses the decoder. What a decoder accepts is encoded again; the decoder must accept the
+// result, and encoding it once more must give the same bytes.
 #include "fuzz/fuzz.h"
 #include "host/bus/codec.h"
 

@@ -1,4 +1,4 @@
-// A chassis description, as somebody writes it.
+// A chassis description, as a user writes it.
 #include "host/chassis/model/description.h"
 
 #include "fuzz/fuzz.h"

@@ -1,8 +1,8 @@
 // All that reaches the daemon, in any order: messages, commands, requests for text, frames, saves.
 //
-// After each event its tables are sound (tests/scenario/invariants.h), and in the end all memory is given
-// back. An input is a row of events: a byte that says which, two bytes of length, and what the event is made
-// of.
+// After each event the daemon's tables must be sound (tests/scenario/invariants.h); at the end all memory
+// must be freed. An input is a sequence of events: one byte for the kind, two bytes of length, and the
+// contents.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -44,7 +44,7 @@ enum Kind : std::uint8_t {
   kinds
 };
 
-/// An assertion that fails ends the program, so that the fuzzer keeps the input.
+/// Ends the program when an assertion fails, so that the fuzzer keeps the input.
 class FailureAborts : public testing::EmptyTestEventListener {
   void OnTestPartResult(const testing::TestPartResult &result) override {
     if (result.failed()) fuzz::must(false, result.message());

@@ -1,4 +1,4 @@
-// Frames at the switch ASIC's model: from any port's wire, and from the CPU behind a from-host header.
+// Frames to the model of the switch ASIC: from any port's wire, and from the CPU with a from-host header.
 #include "host/chassis/asic/fabric.h"
 
 #include "fuzz/fuzz.h"

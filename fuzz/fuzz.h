@@ -1,8 +1,8 @@
-// What every fuzz target of this folder provides, on top of libFuzzer's LLVMFuzzerTestOneInput.
+// What every fuzz target of this folder provides, besides libFuzzer's LLVMFuzzerTestOneInput.
 //
-// A target takes bytes as some door of the system takes them from outside. It fails by a sanitizer's
-// objection, by an abort (`must`), or by taking longer than its limit; it never fails because bytes were
-// refused.
+// A target passes bytes to one of the system's entry points for bytes from outside. It fails if a sanitizer
+// reports an error, if a check aborts (`must`), or if an input exceeds the time limit. It never fails because
+// bytes are refused.
 #pragma once
 
 #include <algorithm>
@@ -22,17 +22,17 @@ namespace fuzz {
 
 using Input = std::vector<std::uint8_t>;
 
-/// Inputs to begin with: bytes that an honest sender makes. Each target defines it.
+/// Inputs to begin with: bytes that a correct sender sends. Each target defines this function.
 std::vector<Input> seeds();
 
-/// Ends the program, as the input that broke a promise, when `kept` is false.
+/// Aborts the program if `kept` is false, so that the fuzzer keeps the input that broke the promise.
 inline void must(bool kept, const char *promise) {
   if (kept) return;
   std::fprintf(stderr, "broken promise: %s\n", promise);
   std::abort();
 }
 
-/// Reads every byte, so that a sanitizer sees one that is not there.
+/// Reads every byte, so that a sanitizer detects one that is out of bounds.
 inline void read_all(const void *start, std::size_t size) {
   static volatile unsigned char seen;
   for (std::size_t i = 0; i < size; ++i) seen = static_cast<const unsigned char *>(start)[i];
@@ -42,7 +42,8 @@ inline std::span<const std::byte> bytes(const std::uint8_t *data, std::size_t si
   return std::as_bytes(std::span(data, size));
 }
 
-/// Takes an input apart, front to back. What it lacks is zero, or not there.
+/// Splits an input into parts, front to back. Where it is too short, numbers are filled with zeros and byte
+/// sequences are shorter.
 class Parts {
  public:
   Parts(const std::uint8_t *data, std::size_t size) : rest_(data, size) {}
@@ -55,7 +56,7 @@ class Parts {
     return std::bit_cast<Number>(lies);
   }
 
-  /// At most so many bytes.
+  /// At most `count` bytes.
   Input bytes(std::size_t count) {
     const auto part = take(count);
     return {part.begin(), part.end()};
@@ -82,7 +83,7 @@ inline Input input_of_file(const std::filesystem::path &file) {
   return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-/// A seed whose first byte chooses, as several targets read it.
+/// A seed whose first byte chooses what to do, as in several targets.
 template <typename Bytes>
 Input chosen(std::uint8_t choice, const Bytes &rest) {
   Input input{choice};

@@ -1,6 +1,6 @@
-// Records that a program hands to the kernel module's device.
+// Records that a program passes to the kernel module's device.
 //
-// An input is a row of requests: a byte that says which, and its record.
+// An input is a sequence of requests: one byte for the kind, then the record.
 #include "host/chassis/kernel_module/klm_records.h"
 
 #include "fuzz/fuzz.h"

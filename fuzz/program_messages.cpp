@@ -1,7 +1,7 @@
-// What reaches a program's queue from other processes, through the platform library.
+// Messages that reach a program's queue from other processes, through the platform library.
 //
-// Behind an even first byte stands a datagram as it lies on the bus; behind an odd one, the payload of a
-// message of one of the daemon's opcodes. Every operation that looks into messages is given what arrives.
+// After an even first byte, the input is a datagram as on the bus. After an odd one, it is the payload of a
+// message with one of the daemon's opcodes. What arrives goes to every operation that reads messages.
 #include <cstring>
 #include <memory>
 
@@ -61,7 +61,7 @@ void look_into(const qbus_msg_ref_t &message) {
   look_into_notice(message);
 }
 
-/// Puts one datagram into the queue, whatever it holds.
+/// Puts one datagram into the queue, whatever its contents.
 void send_datagram(std::span<const std::byte> bytes) {
   static const host::Descriptor raw = bus::raw_socket();
   (void)bus::raw_send(raw, opal::test::run_folder() / "bus" / "0.721", bytes);

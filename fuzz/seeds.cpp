@@ -1,4 +1,4 @@
-// Writes a target's seeds to the folder FUZZ_SEEDS, where the fuzzer then finds them.
+// Writes a target's seeds to the folder in FUZZ_SEEDS, from which the fuzzer reads them.
 #include "fuzz/fuzz.h"
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {

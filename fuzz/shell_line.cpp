@@ -1,4 +1,4 @@
-// A line that somebody types at the shell: taken apart, looked up, and asked for what may follow it.
+// A line typed at the shell: parsed, looked up, and completed.
 #include "fuzz/fuzz.h"
 #include "host/shell/parser.h"
 

@@ -1,4 +1,4 @@
-// A configuration store's file, as the daemon finds it at start: whole, damaged or made up.
+// The file of a configuration store, as the daemon finds it at start: intact, damaged or forged.
 #include "host/opal/store.h"
 
 #include "fuzz/fuzz.h"

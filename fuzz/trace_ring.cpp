@@ -1,4 +1,4 @@
-// The file of a trace history, as a reader finds it: whole, damaged or made up.
+// The file of a trace history, as a reader finds it: intact, damaged or forged.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -10,7 +10,7 @@ namespace {
 
 namespace trace = opal::trace;
 
-/// A file without a name; `path` leads to it.
+/// A file in memory without a name; it can be opened as `path`.
 class MemoryFile {
  public:
   MemoryFile() : descriptor_(memfd_create("ring", MFD_CLOEXEC)) {}

@@ -1,9 +1,9 @@
-"""Measures a complete chassis as its user meets it: TCP throughput and round trips between the AMM and a blade over a
-CIN VLAN, who spends the processor time meanwhile, and the chassis's load at rest.
+"""Measure a complete chassis as a user sees it: TCP throughput and round trips between the AMM (the management module)
+and a blade over a CIN VLAN (chassis internal network), the processor time of each process, and the load at rest.
 
 usage: run.py [--quick] [--json FILE]
 
-Programs that a person would use measure: iperf3 and ping, in the nodes' network namespaces. Exit status: 0 when
+It measures with programs that a user would use: iperf3 and ping, in the nodes' network namespaces. Exit status: 0 when
 every limit is met, 1 when one is missed.
 """
 
@@ -41,7 +41,7 @@ def processes() -> dict[str, int]:
 
 
 class Meter:
-    """Percent of a core that daemon and chassis use, from its making until `read`."""
+    """Percent of a core that daemon and chassis use, from construction until `read`."""
 
     def __init__(self) -> None:
         self.before = {name: processor_seconds(pid) for name, pid in processes().items()}
@@ -55,12 +55,12 @@ class Meter:
 
 def idle(seconds: float) -> dict[str, float]:
     meter = Meter()
-    time.sleep(seconds)  # the measurement's window: there is no event to wait for
+    time.sleep(seconds)  # the measurement's period: there is no event to wait for
     return meter.read()
 
 
 def stream(direction: str, seconds: int) -> dict:
-    """One TCP connection; `direction` is "to blade" or "to AMM"."""
+    """Measures one TCP connection; `direction` is "to blade" or "to AMM"."""
     server = subprocess.Popen(["chassis", "exec", BLADE, "iperf3", "--server", "--one-off", "--forceflush"],
                               stdout=subprocess.PIPE, text=True)
     assert server.stdout is not None
@@ -143,7 +143,7 @@ def run_outside() -> int:
 
 
 def main() -> int:
-    parser = argparse.ArgumentParser(description="Measures a complete chassis.")
+    parser = argparse.ArgumentParser(description="Measure a complete chassis.")
     parser.add_argument("--quick", action="store_true", help="one short round")
     parser.add_argument("--json", metavar="FILE", help="write a document for programs to this file")
     options = parser.parse_args()

@@ -1,12 +1,12 @@
-"""Counts the instructions that a frame costs the daemon on the target, and compares them with the stored ones.
+"""Count the instructions that a frame costs the daemon on the target, and compare them with the stored counts.
 
-usage: count.py PROGRAM            fails when a frame costs over 5 % more than stored in powerpc.json
-       count.py PROGRAM --store    stores what is counted now
+usage: count.py PROGRAM            fail if a frame costs over 5 % more than stored in powerpc.json
+       count.py PROGRAM --store    store the new counts
 
-PROGRAM is frame_path, built for the target. It runs under the emulator, one instruction at a time; the cost of
-a frame is the difference between a run with 2 n frames and one with n, so that start and end do not count.
-Every run counts the same number, whatever else the machine does: the program gets a constant name and no environment,
-because these lie on its stack and so decide how the rest of it is aligned.
+PROGRAM is frame_path, built for the target. It runs under the emulator, one instruction at a time. The cost of n frames
+is the difference between a run with 2 n frames and one with n, so that start and end do not count. Every run counts the
+same number, whatever else the machine does: the program gets a constant name and no environment, because these are on
+its stack and decide how the rest of the stack is aligned.
 """
 
 from __future__ import annotations
@@ -18,12 +18,12 @@ import subprocess
 import sys
 
 STORED = pathlib.Path(__file__).with_name("powerpc.json")
-FRAMES = 10  # as many digits as twice as many have
+FRAMES = 10  # twice this number has as many digits
 TOLERANCE = 0.05
 
 
 def emulator() -> list[str]:
-    """The emulator with a log line for every instruction; its option has two names."""
+    """The command of the emulator with a log line for every instruction; the option has two names."""
     program = shutil.which("qemu-ppc-static") or sys.exit("count.py: qemu-ppc-static is not installed")
     help_text = subprocess.run([program, "--help"], capture_output=True, text=True, check=True).stdout
     one_at_a_time = "-one-insn-per-tb" if "-one-insn-per-tb" in help_text else "-singlestep"

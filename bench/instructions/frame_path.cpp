@@ -1,9 +1,9 @@
-// Carries a number of frames of one kind through the daemon's frame path, and does next to nothing else.
+// Sends a number of frames of one kind through the daemon's frame path, and does next to nothing else.
 //
-// The relay, the tables and the tracing are the daemon's own sources. What they call of the platform costs
-// a few constant instructions here: a read hands out the same frame again, a write takes it, every event is
-// recorded by nobody. So the instructions of a run with 2 n frames, less those of a run with n, are those of
-// n frames. See count.py.
+// The relay, the tables and the tracing are the daemon's own sources. The platform calls that they make cost
+// a few constant instructions here: a read returns the same frame again, a write accepts it, a trace event is
+// accepted and discarded. So a run with 2 n frames minus a run with n frames gives the instructions of n
+// frames. See count.py.
 
 #include <errno.h>
 #include <stdio.h>
@@ -38,7 +38,7 @@ struct Kind {
   bool carried;
 };
 
-/* One for every way through the frame path that a network can make frequent. */
+/* One kind for each way through the frame path that a network can make frequent. */
 const Kind kinds[] = {{"to-asic-unicast", true, 3, false, TESK_TPID, 4095, true},
                       {"to-asic-flood", true, 0xff, true, TESK_TPID, 4095, true},
                       {"to-asic-untagged", true, 3, false, 0x0800, 4095, false},
@@ -61,7 +61,7 @@ void allow(vlan_bitset_t *vlans) {
   bitset_set_bit(vlans, 4095);
 }
 
-/* Twenty ports that carry and forward the SoL VLAN, and on each a station that was learnt there. */
+/* Twenty ports that carry and forward the SoL VLAN (serial over LAN), and one learnt station on each. */
 void fill_tables() {
   sock_mgmt = mgmt_descriptor;
   sock_inband = inband_descriptor;
@@ -123,7 +123,7 @@ const Kind *kind_named(const char *name) {
 
 extern "C" {
 
-/* In place of the system's. */
+/* Replaces the system call. */
 ssize_t __wrap_read(int, void *buffer, size_t) {
   if (frames_left == 0) {
     errno = EAGAIN;
@@ -139,7 +139,7 @@ ssize_t __wrap_write(int, const void *, size_t length) {
   return (ssize_t)length;
 }
 
-/* In place of a platform's trace facility: everything is recorded, nothing printed, as by default. */
+/* Replaces the platform's trace facility: as by default, everything is recorded and nothing is printed. */
 int tracekit_hist_event_subtype_check(uint32_t, uint32_t) { return 0; }
 void tracekit_hist_event(uint32_t, uint32_t, const void *) {}
 tracekit_check_t tracekit_chk_int(uint32_t category, uint32_t, uint32_t, uint32_t) {

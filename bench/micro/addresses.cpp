@@ -1,8 +1,8 @@
-// What finding and learning an address costs, for every pattern of addresses and from few to many of them.
+// Measures what finding and learning an address costs, for every pattern of addresses and from few to many.
 //
-// A limit is a ratio between figures of the same run, so that it holds on any machine: to finding among
-// twenty, or to learning the first tenth. In each round all counts take turns; a figure is the least of its
-// rounds, for what disturbs the machine only adds.
+// A limit is a ratio between figures of the same run, so that it holds on any machine: the ratio to finding
+// among twenty addresses, or to learning the first tenth. All counts take turns in each round. A figure is
+// the minimum over its rounds, because disturbances of the machine only add time.
 
 #include <fmt/core.h>
 
@@ -28,21 +28,21 @@ using Clock = std::chrono::steady_clock;
 using address_pattern::Mac;
 
 constexpr std::uint32_t unknown = 1 << 20;  ///< addresses from this number on are never learnt
-constexpr std::size_t asked = 1024;         ///< different addresses that are looked up
-constexpr int turns = 10;                   ///< each of them so many times
+constexpr std::size_t asked = 1024;         ///< number of different addresses to look up
+constexpr int turns = 10;                   ///< number of look-ups of each
 constexpr std::uint32_t learnt_together = 20'000;
 
-/// More addresses than these are in no cache close to the processor.
+/// More addresses than these do not fit into a cache close to the processor.
 constexpr std::uint32_t many_to_find = 1000, many_to_learn = 10'000;
 constexpr double find_limit = 2, find_limit_of_many = 4, learn_limit = 1.5, learn_limit_of_many = 2;
 
-/// A tenth of fewer addresses tells more about the allocator than about the table.
+/// With fewer addresses, a tenth measures the allocator more than the table.
 constexpr std::uint32_t least_to_learn = 10'000;
 constexpr double no_limit = std::numeric_limits<double>::infinity();
 
 tesk_port_t port;
 
-/// Nanoseconds for each address, one for each count.
+/// Nanoseconds per address, one value for each count.
 struct Row {
   std::vector<double> known, unknown, first_tenth, last_tenth;
 };
@@ -55,7 +55,7 @@ std::vector<Mac> addresses(const AddressPattern &pattern, std::uint32_t first, s
   return macs;
 }
 
-/// Far apart from each other, so that none is found in a cache because of its neighbour.
+/// Chooses addresses far apart, so that none is in a cache because of its neighbour.
 std::vector<Mac> scattered(const std::vector<Mac> &macs) {
   std::vector<Mac> chosen;
   for (std::uint32_t i = 0; i < asked; ++i) {
@@ -93,7 +93,7 @@ void forget() { (void)tesk_fib_purge_port_entries(&port); }
 
 void keep_least(double &least, double value) { least = std::min(least, value); }
 
-/// A few addresses are learnt so many times that the clock can tell.
+/// Learns few addresses often enough for the clock to measure it.
 void measure_learning(Row &row, std::size_t column, const std::vector<Mac> &macs) {
   const std::size_t tenth = macs.size() / 10;
   double first = 0, last = 0;
@@ -128,7 +128,7 @@ Row measured(const AddressPattern &pattern, int rounds) {
   return row;
 }
 
-/// One line of the table: a figure for each count, and what misses its limit.
+/// One line of the table: a figure for each count, and a mark on those that miss their limit.
 class Line {
  public:
   explicit Line(std::string what) : what_(std::move(what)) {}
@@ -211,9 +211,9 @@ bool run(int rounds, const std::string &file) {
 int main(int count, char **words) {
   bool quick = false;
   std::string file;
-  CLI::App app{"Measures finding and learning of addresses, for every pattern of addresses."};
+  CLI::App app{"Measure finding and learning addresses, for every pattern of addresses."};
   try {
-    app.add_flag("--quick", quick, "Five rounds");
+    app.add_flag("--quick", quick, "Run five rounds");
     app.add_option("--json", file, "Write a document for programs to this file");
     app.parse(count, words);
     return run(quick ? 5 : 15, file) ? 0 : 1;

@@ -1,4 +1,4 @@
-// Building the header in front of a frame to the ASIC, field by field in the relay's order.
+// Builds the header in front of a frame to the ASIC, field by field in the relay's order.
 
 #include <benchmark/benchmark.h>
 

@@ -1,5 +1,5 @@
-// Single operations of the daemon, in nanoseconds. A limit is judged by the median where repetitions are
-// asked for, and otherwise by each run; the exit status is 1 when one is missed.
+// Measures single operations of the daemon, in nanoseconds. With repetitions, the median is compared with the
+// limit, otherwise each run. The exit status is 1 if a limit is missed.
 
 #include <benchmark/benchmark.h>
 #include <stdlib.h>
@@ -15,7 +15,7 @@
 
 namespace {
 
-/// A trace history in a folder of its own: everything recorded, nothing printed.
+/// A trace history in a folder of its own, which records everything and prints nothing.
 class History {
  public:
   History() {
@@ -44,7 +44,7 @@ struct Limit {
 
 constexpr Limit limits[] = {{"trace_line", 25}};
 
-/// The table that the library prints, and the verdicts.
+/// Prints the library's table, and the verdicts on the limits.
 class JudgingReporter : public benchmark::ConsoleReporter {
  public:
   JudgingReporter() : ConsoleReporter(OO_None) {}

@@ -1,4 +1,4 @@
-// A trace of the relay, from the macro to the event that a reader finds in the history's file, and its parts.
+// Measures a trace of the relay, from the macro to the event in the file of the history, and its parts.
 
 #include <benchmark/benchmark.h>
 
@@ -28,7 +28,7 @@ void trace_line_of_a_sent_frame(benchmark::State &state) {
 }
 BENCHMARK(trace_line_of_a_sent_frame);
 
-/// A part of an operation traces at the operation's place.
+/// A part of an operation traces with the place of the operation.
 void trace_line_of_an_operation(benchmark::State &state) {
   int length = 60;
   tesk_place_t place = {.function = "tesk_port_vlan_shadowdb_get_port_list", .line = 160};

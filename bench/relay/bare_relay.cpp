@@ -44,7 +44,7 @@ Descriptor open_packet_socket(const std::string &device) {
   return socket;
 }
 
-/// An epoll descriptor over a socket and a timer, as the daemon's message queue is one; nothing ever comes.
+/// An epoll descriptor for a socket and a timer, like the daemon's message queue. It never becomes readable.
 struct QuietQueue {
   Descriptor socket{::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
   Descriptor timer{timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC)};
@@ -62,7 +62,7 @@ struct QuietQueue {
 struct Loop {
   int queue, inband, management;
   bool relays;
-  std::array<unsigned char, buffer_bytes> buffer;  ///< one, for both directions
+  std::array<unsigned char, buffer_bytes> buffer;  ///< shared by both directions
 
   bool passes(ssize_t frame_bytes) const { return relays || frame_bytes == good_frame_bytes; }
 

@@ -1,8 +1,8 @@
-// What the daemon is compared with: the daemon's own shape without its work. It waits in `select` for the
-// same three descriptors (a queue, the in-band socket, the management socket), drains whichever is readable
-// into one buffer until it is empty, and writes each frame once. Frames to the ASIC get a header of zeros in
-// front, frames from it lose theirs; nobody looks at them. Where it discards, it reads, and writes only
-// frames of the one length by which the generator counts.
+// The baseline for the daemon: a loop of the same structure without the daemon's work. It waits in `select`
+// for the same three descriptors (a queue, the in-band socket, the management socket), drains each readable
+// one into one buffer until it is empty, and writes each frame once. It puts a header of zeros in front of
+// frames to the ASIC and removes the header of frames from it, but inspects neither. In discard mode it
+// reads all frames and writes only those of the one length by which the generator counts.
 //
 // It runs in a process of its own, which ends with this object.
 #pragma once
@@ -17,8 +17,8 @@ class BareRelay {
  public:
   enum class Work { relay, discard };
 
-  /// Opens the sockets and starts the process, which goes on after fork() without exec: it allocates nothing,
-  /// and holds the descriptors that were open. Throws Failure.
+  /// Opens the sockets and starts the process. It runs after fork() without exec, so it allocates nothing and
+  /// keeps the descriptors that were open. Throws Failure.
   BareRelay(const Wire &wire, Work work);
   ~BareRelay();
   BareRelay(const BareRelay &) = delete;

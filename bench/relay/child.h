@@ -1,5 +1,5 @@
-// A program that is measured, as a child of the benchmark: kept on one processor, its words in a file, killed
-// with this object.
+// A measured program as a child of the benchmark. It stays on one processor, its output goes to a file, and
+// it is killed with this object.
 #pragma once
 
 #include <sys/types.h>
@@ -14,9 +14,10 @@ namespace bench {
 
 class Child {
  public:
-  /// Starts the program of that name, searched for as a shell would. Its standard input stays open and empty.
+  /// Starts the program; it is searched for as a shell would. Its standard input stays open and empty.
   /// @param processor -1 for any
-  /// Throws Failure when it is not installed.
+  /// @param words the file for its output
+  /// Throws Failure if the program is not installed.
   Child(const std::vector<std::string> &command, int processor, std::filesystem::path words);
   ~Child();
   Child(const Child &) = delete;
@@ -24,7 +25,7 @@ class Child {
 
   pid_t pid() const { return pid_; }
   bool has_ended() const;
-  /// The last line that it said.
+  /// The last line of its output.
   std::string last_words() const;
 
  private:
@@ -33,7 +34,7 @@ class Child {
   host::Descriptor input_;
 };
 
-/// Runs a program to its end. Throws Failure with its last words unless it succeeds.
+/// Runs a program until it ends. Throws Failure with the last line of its output unless it succeeds.
 void run_program(const std::vector<std::string> &command);
 
 }  // namespace bench

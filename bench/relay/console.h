@@ -1,5 +1,5 @@
-// Messages to the daemon, as the shell and the platform's services send them, each with its answer awaited.
-// All throw Failure when no answer comes, or one that refuses.
+// Sends messages to the daemon, as the shell and the platform's services do, and waits for each answer. All
+// functions throw Failure if no answer comes or the answer is a refusal.
 #pragma once
 
 #include <cstdint>
@@ -17,16 +17,16 @@ class Console {
   /// Asks for the list of CIN VLANs.
   void show_vlans();
 
-  /// Configures a VLAN as CIN, or ends that.
+  /// Configures a VLAN as CIN VLAN (chassis internal network), or removes it.
   void configure_vlan(std::uint16_t vlan, bool cin);
 
   /// Saves the running configuration as the startup configuration.
   void save();
 
-  /// Tells that VLANs 1 to 4094 are now up on front port 1, or down.
+  /// Sends a notice that VLANs 1 to 4094 are now up on front port 1, or down.
   void notify_port(bool vlans_up);
 
-  /// Returns when everything sent before has been handled.
+  /// Waits until everything sent before has been handled.
   void barrier();
 
  private:

@@ -28,7 +28,7 @@ double answer_ms(const std::function<void()> &ask) {
   return ms_since(start);
 }
 
-/// What all lives of the daemon yield together, a value for each.
+/// The figures to which each life of the daemon adds one value.
 struct Tables {
   Figure rest{"Resident memory at rest", "MiB", {}, {{"daemon", "", 6}}};
   Figure growth{"Resident memory of a learnt address", "bytes", {}, {{"daemon", "", 64}}};
@@ -43,10 +43,10 @@ double resident_bytes(Lab &lab) {
   return 1024.0 * static_cast<double>(process_status(lab.daemon->pid(), "VmRSS"));
 }
 
-/// So many stations have the numbers of their addresses one behind the other, as in a full chassis.
+/// Number of stations with consecutive addresses, as in a full chassis.
 constexpr std::uint32_t consecutive_stations = 440;
 
-/// Frames between the AMM and so many stations, whatever else the table holds.
+/// Measures frames between the AMM and this many stations, whatever else the table holds.
 void relay_among(Lab &lab, Tables &tables, std::uint32_t stations, const std::string &name) {
   for (Figure *figure : {&tables.relaying, &tables.back}) {
     const Load load{.direction = figure == &tables.relaying ? Direction::to_asic : Direction::to_host,
@@ -70,7 +70,7 @@ void learn(Lab &lab, Tables &tables) {
   }
 }
 
-/// One life of the daemon.
+/// Fills the table during one life of the daemon.
 void fill_table(Lab &lab, Tables &tables, std::uint32_t round) {
   lab.restart_daemon(fmt::format("table{}", round));
   tables.rest.of("daemon").values.push_back(resident_bytes(lab) / (1 << 20));
@@ -102,7 +102,7 @@ void configure_all(Console &console, bool cin) {
   }
 }
 
-/// Each start finds what the first life of the daemon has stored.
+/// Measures starts. Each start finds what the first daemon stored.
 Figure start_figure(Lab &lab) {
   Figure figure{"Start to main loop with 14 stored VLANs", "ms", {}, {{"daemon", "", 100}}};
   lab.restart_daemon("stored");
@@ -115,7 +115,7 @@ Figure start_figure(Lab &lab) {
     figure.of("daemon").values.push_back(lab.restart_daemon("stored").start_ms());
   }
   Console console(lab.run_folder);
-  configure_all(console, false);  // refused unless all of them were there
+  configure_all(console, false);  // refused unless all of them are configured
   return figure;
 }
 
@@ -142,7 +142,7 @@ Figure notice_figure(Lab &lab) {
   return figure;
 }
 
-/// Frames in both directions on a thread of their own, as long as this lives.
+/// Sends frames in both directions on a thread of its own, as long as this object lives.
 class Saturation {
  public:
   explicit Saturation(Lab &lab)

@@ -9,7 +9,8 @@
 namespace bench {
 namespace {
 
-/// Every index that names anything; the module's loader checks the device by one that does not.
+/// True for every index that names an interface. The module's loader checks the device with one that does
+/// not.
 bool is_interface(chassis::IfIndex index) { return index.value != 0; }
 
 chassis::Description description() {

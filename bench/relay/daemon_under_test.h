@@ -1,6 +1,6 @@
-// The real daemon on the chassis's own platform services, with the benchmark where the ASIC and the AMM
-// would be: twenty ports with link, SoL on each, nothing else. What an earlier one stored
-// in the same run folder, it finds.
+// The real daemon on the chassis's own platform services. The benchmark takes the place of the ASIC and of
+// the AMM (the management module). There are twenty ports with link, and SoL (serial over LAN) on each,
+// nothing else. The daemon finds what an earlier one stored in the same run folder.
 //
 // The services run on a thread of their own, which waits while frames are relayed.
 #pragma once
@@ -34,13 +34,13 @@ class DaemonUnderTest {
   /// Starts the daemon; returns at once. Throws Failure.
   void start();
 
-  /// Waits until it serves. Throws Failure when it does not come up.
+  /// Waits until the daemon serves. Throws Failure if it does not come up.
   void wait_until_ready();
 
-  /// From the start of its process until its main loop has answered, once it is ready.
+  /// Time from the start of the process until its main loop answered. Valid once it is ready.
   double start_ms() const;
 
-  /// Of the daemon's process, once it is ready.
+  /// Process id of the daemon. Valid once it is ready.
   pid_t pid();
 
  private:
@@ -51,7 +51,7 @@ class DaemonUnderTest {
   asio::io_context loop_;
   chassis::Fabric fabric_;
   chassis::KlmDevice klm_;
-  std::promise<std::string> ready_;  ///< "" or why not
+  std::promise<std::string> ready_;  ///< "" or the reason of failure
   bool told_ = false;
   Clock::time_point started_, served_;
   chassis::ControlPlane control_plane_;

@@ -1,5 +1,5 @@
-// Why a figure cannot be taken, as one sentence. The measurements are scripts of steps: the first that fails ends
-// the run, from any depth, so they throw.
+// Why a figure cannot be measured, as one sentence. A measurement is a script of steps. The first step that
+// fails ends the run from any depth, so the steps throw.
 #pragma once
 
 #include <stdexcept>
@@ -13,7 +13,7 @@ class Failure : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// @return the value. Throws Failure with the sentence, or the cause's text where there is none.
+/// @return the value. Throws Failure with the sentence, or with the text of the cause if there is none.
 template <typename Value>
 Value must(host::Result<Value> result) {
   if (!result)

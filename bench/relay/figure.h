@@ -1,5 +1,5 @@
-// What was measured: a figure has one series for each contender, a value for each round, and limits that a
-// series is held to, absolute or as a ratio to another series of the same rounds.
+// The results of measurements. A figure has one series for each contender, with one value for each round. It
+// also has limits for its series: absolute ones, or ratios to another series of the same rounds.
 #pragma once
 
 #include <optional>
@@ -11,7 +11,7 @@ namespace bench {
 struct Series {
   std::string contender;
   std::vector<double> values;
-  std::string refusal;  ///< why there are no values, or none that count
+  std::string refusal;  ///< why there are no values, or no valid ones
 };
 
 /// "The subject costs at most `most` times the reference", or, without a reference, at most `most`.
@@ -36,10 +36,10 @@ struct Verdict {
 
 double median(std::vector<double> values);
 
-/// Median over the rounds of the quotient of two series. Nothing when one has no values.
+/// Median over the rounds of the quotient of two series. Nothing if one has no values.
 std::optional<double> ratio(const Figure &figure, const std::string &subject, const std::string &reference);
 
-/// Nothing when there are no values to judge.
+/// The verdict on a limit; nothing if there are no values to judge.
 std::optional<Verdict> judge(const Figure &figure, const Limit &limit);
 
 }  // namespace bench

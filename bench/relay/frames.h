@@ -1,7 +1,7 @@
-// The frames of the benchmark, byte by byte as they stand on either device.
+// The frames of the benchmark, byte by byte as on either device.
 //
-// Every frame carries its number behind its addresses, tag and type, so that one that is missing, doubled,
-// changed or out of order is seen. Stations have numbers too: station n was learnt on ASIC port n % 20.
+// Every frame carries its number after its addresses, tag and type, so that a missing, duplicate, changed or
+// reordered frame is detected. Stations have numbers too: station n was learnt on ASIC port n % 20.
 #pragma once
 
 #include <array>
@@ -16,7 +16,7 @@ using Bytes = std::vector<std::byte>;
 using Mac = std::array<std::uint8_t, 6>;
 
 inline constexpr std::uint16_t sol_vlan = 4095;
-inline constexpr std::uint16_t foreign_vlan = 7;  ///< nobody carries it
+inline constexpr std::uint16_t foreign_vlan = 7;  ///< no port carries it
 inline constexpr std::uint8_t asic_ports = 20;
 
 inline constexpr Mac amm{0x02, 0, 0, 0, 0, 1};
@@ -26,11 +26,11 @@ inline std::uint8_t port_of_station(std::uint32_t number) {
   return static_cast<std::uint8_t>(number % asic_ports);
 }
 
-/// Smallest frame on a wire, and the largest of the benchmark.
+/// Size of the smallest frame on a wire, and of the largest one of the benchmark.
 inline constexpr std::size_t frame_bytes_min = 60;
 inline constexpr std::size_t frame_bytes_max = 1522;
 
-/// Where a frame's number stands, in one that has a tag and in one that has none.
+/// Offset of a frame's number, in a tagged and in an untagged frame.
 inline constexpr std::size_t number_in_tagged = 18;
 inline constexpr std::size_t number_in_untagged = 14;
 
@@ -39,10 +39,10 @@ Bytes untagged_frame(std::size_t bytes);
 void set_destination(std::span<std::byte> frame, const Mac &mac);
 void set_source(std::span<std::byte> frame, const Mac &mac);
 
-/// What the ASIC puts in front of a frame that it sends up.
+/// The header that the ASIC puts in front of a frame to the CPU.
 Bytes to_host_header(std::uint8_t ingress_port, std::uint16_t vlan, bool tagged);
 
-/// What the daemon puts in front of a frame: one port, or all of a flood.
+/// The header that the daemon puts in front of a frame, for one port or for the ports of a flood.
 Bytes from_host_header(std::uint32_t ltl, bool flood);
 
 }  // namespace bench

@@ -29,7 +29,7 @@ void await_relay(const Wire &wire) {
   }
 }
 
-/// Lets a relay see every station and the AMM, one frame at a time, so that it knows them all.
+/// Sends a relay one frame from each station and from the AMM, one at a time, so that it learns them all.
 void meet(const Wire &wire) {
   for (const Direction direction : {Direction::to_host, Direction::to_asic, Direction::to_host}) {
     run_load(wire, {.direction = direction, .frames = Lab::stations, .window = 1, .stations = Lab::stations});

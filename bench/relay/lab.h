@@ -1,9 +1,9 @@
-// Everything that is measured side by side, and how often: the contenders stand ready all the time, so that
-// their rounds can take turns.
+// All contenders that are measured side by side, and the settings. The contenders run all the time, so that
+// their rounds can alternate.
 //
 //   lab.cpp             the contenders
 //   relay_figures.cpp   frames through every contender: saturated, one at a time, flooded, rejected
-//   daemon_figures.cpp  what concerns the daemon alone: its tables, its start, its memory, its answers
+//   daemon_figures.cpp  figures of the daemon alone: its tables, its start, its memory, its answers
 #pragma once
 
 #include <filesystem>
@@ -33,18 +33,19 @@ struct Settings {
 
 class Lab {
  public:
-  /// Throws Failure when the daemon or the bare loop cannot run; a peer that cannot is noted.
+  /// Throws Failure if the daemon or the bare loop cannot run. Peers that cannot are listed in
+  /// `absent_peers`.
   explicit Lab(const Settings &settings);
 
-  /// The AMM and so many stations talk.
+  /// Number of stations that exchange frames with the AMM (the management module).
   static constexpr std::uint32_t stations = 20;
 
-  /// Ends the daemon and both bare loops, and starts them anew on new devices. Where devices and processes
-  /// happen to lie in memory makes them faster or slower for all their life, by more than the limits allow,
-  /// so that a figure of one set of them is not the program's.
+  /// Ends the daemon and both bare loops and starts them again on new devices. The memory addresses that
+  /// devices and processes happen to get make them faster or slower as long as they live, by more than the
+  /// limits allow. So the figure of a single set of them says little about the program.
   void make_anew();
 
-  /// Ends the daemon and starts another one, which learns these stations; a run folder of that name is made.
+  /// Ends the daemon, starts another one with a run folder of that name, and teaches it these stations.
   DaemonUnderTest &restart_daemon(const std::string &run_folder);
 
   struct AbsentPeer {
@@ -58,19 +59,19 @@ class Lab {
   std::optional<DaemonUnderTest> daemon;
   std::vector<Peer> peers;
   std::vector<AbsentPeer> absent_peers;
-  std::filesystem::path run_folder;  ///< of the daemon that runs
+  std::filesystem::path run_folder;  ///< of the running daemon
 
  private:
   void start_peers();
   void make_wires();
 };
 
-/// Figures of the relay beside its peers. Every daemon figure needs a fresh daemon, which is started in
-/// there.
+/// Figures of the relay and its peers, and of the daemon alone. Each daemon figure needs a fresh daemon;
+/// daemon_figures starts it.
 std::vector<Figure> relay_figures(Lab &lab);
 std::vector<Figure> daemon_figures(Lab &lab);
 
-/// Teaches a relay where stations are: so many, from a first one on.
+/// Teaches a relay where `count` stations are, from number `first` on.
 void teach(const Wire &wire, std::uint32_t first, std::uint32_t count);
 
 }  // namespace bench

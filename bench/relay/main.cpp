@@ -1,8 +1,8 @@
 // Measures the daemon's relay beside a bare loop and beside programs of the same kind.
 //
-// It makes the chassis's sandbox, in it the daemon between inb0 and mgmt0, and every other contender between
-// a pair of devices of its own. All relays stay on one processor, the generator on another. Rounds take
-// turns, so that what disturbs the machine disturbs all.
+// It makes the chassis's sandbox. In it the daemon runs between inb0 and mgmt0, and every other contender
+// between a pair of devices of its own. All relays stay on one processor, the generator on another. Rounds
+// alternate, so that a disturbance of the machine affects all contenders.
 
 #include <fcntl.h>
 #include <fmt/core.h>
@@ -33,15 +33,15 @@ namespace fs = std::filesystem;
 struct Options {
   Settings settings;
   std::string only;  ///< "relay" or "daemon"
-  std::string json;  ///< file
+  std::string json;  ///< file name
   bool quick = false;
   bool inside = false;
 };
 
 fs::path own_program() { return fs::read_symlink("/proc/self/exe"); }
 
-/// Waits until the sandbox is complete. Its end, told through the same descriptor, then ends this process
-/// by SIGIO, whose default that is.
+/// Waits until the sandbox is complete. Later the end of the sandbox makes the same descriptor raise SIGIO,
+/// whose default action ends this process.
 void await_sandbox() {
   const char *number = std::getenv("CHASSIS_LIFELINE");
   const int lifeline = number == nullptr ? -1 : std::atoi(number);
@@ -111,16 +111,15 @@ void add_options(CLI::App &app, Options &options) {
   app.add_flag("--quick", options.quick, "Five short rounds, in under a minute");
   app.add_option("--rounds", settings.rounds, "Rounds of each figure")->check(CLI::Range(1u, 1000u));
   app.add_option("--frames", settings.frames, "Frames of each load")->check(CLI::Range(64u, 10'000'000u));
-  app.add_option("--window", settings.window, "Frames on their way at a time, at most")
+  app.add_option("--window", settings.window, "Most frames that are on their way at a time")
       ->check(CLI::Range(2u, 400u));
   app.add_option("--sizes", settings.sizes, "Frame lengths in bytes")
       ->delimiter(',')
       ->check(CLI::Range(frame_bytes_min, frame_bytes_max));
-  app.add_option("--only", options.only,
-                 "Only the figures of the relay beside its peers, or those of the daemon alone")
+  app.add_option("--only", options.only, "Measure only the relay beside its peers, or only the daemon alone")
       ->check(CLI::IsMember({"relay", "daemon"}));
   app.add_option("--json", options.json, "Write a document for programs to this file");
-  app.add_option("--daemon", settings.daemon, "The daemon to measure; tesk beside this program without this")
+  app.add_option("--daemon", settings.daemon, "The daemon to measure (default: tesk beside this program)")
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   app.add_flag("--inside", options.inside)->group("");
 }
@@ -137,7 +136,7 @@ void shorten(Settings &settings) {
 int main(int count, char **words) {
   Options options;
   CLI::App app{
-      "Measures the daemon's relay beside a bare loop of read and write, and beside programs of the same "
+      "Measure the daemon's relay beside a bare loop of read and write, and beside programs of the same "
       "kind."};
   add_options(app, options);
   try {

@@ -24,8 +24,8 @@ double clock_ns(clockid_t clock) {
   return static_cast<double>(time.tv_sec) * 1e9 + static_cast<double>(time.tv_nsec);
 }
 
-/// One frame through the relay. The generator looks again and again, so that its own waking up is no part
-/// of the time.
+/// Sends one frame through the relay. The generator polls without sleeping, so that its own wake-up is not
+/// part of the time.
 void carry_one(Stream &stream) {
   const auto deadline = Clock::now() + lost_after;
   if (!stream.send_one()) {

@@ -20,7 +20,7 @@ std::unique_ptr<Child> start(const std::vector<std::string> &command, const fs::
   return std::make_unique<Child>(command, processor, folder / (command.front() + ".log"));
 }
 
-/// Waits until a program has brought something about, looking every millisecond.
+/// Waits until `is_so` returns true for something that a program does. Checks every millisecond.
 void await(const Child &child, const std::string &what, const std::function<bool()> &is_so) {
   const auto deadline = Clock::now() + start_bound;
   while (!is_so()) {

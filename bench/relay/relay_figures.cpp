@@ -14,8 +14,7 @@ struct Contestant {
   std::function<double()> measure;
 };
 
-/// Lets a fresh relay do what is done for the first time before it is measured beside those that ran for
-/// long.
+/// Lets a fresh relay do its first-time work before it is measured against relays that have run for long.
 void warm_up(const Wire &wire) {
   for (const Direction direction : {Direction::to_host, Direction::to_asic}) {
     run_load(wire,
@@ -23,8 +22,8 @@ void warm_up(const Wire &wire) {
   }
 }
 
-/// Rounds in which the contestants take turns, each beginning with another one. Each round has a daemon and
-/// bare loops of its own. An invalid run ends the contestant's series.
+/// Runs rounds in which the contestants take turns; each round begins with another one. Each round has a new
+/// daemon and new bare loops. An invalid run ends the contestant's series.
 void run_rounds(Figure &figure, Lab &lab, const std::vector<Contestant> &contestants) {
   for (const Contestant &contestant : contestants) {
     figure.of(contestant.name);

@@ -1,4 +1,4 @@
-// The figures as a table for people and as a versioned document for programs.
+// Writes the figures as a table for people and as a versioned document for programs.
 #pragma once
 
 #include <string>

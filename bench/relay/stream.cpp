@@ -22,8 +22,8 @@ constexpr int probe_pause_ms = 1;
 constexpr std::uint32_t rejected_stride = 64;
 constexpr std::uint32_t all_ports = (1u << asic_ports) - 1;
 
-/// What the kernel charges a receive buffer for a frame, at most: its room is up to twice its length, and
-/// its record comes on top.
+/// The most that the kernel charges a receive buffer for a frame: up to twice its length for the data, and a
+/// record on top.
 std::size_t charge_of(std::size_t frame_bytes) { return 2 * frame_bytes + 1024; }
 
 bool wait_readable(int descriptor, int timeout_ms) {
@@ -45,7 +45,7 @@ Bytes frame_of(Shape shape, Rejection rejection, std::size_t bytes) {
   return tagged_frame(vlan_of(rejection), bytes);
 }
 
-/// What the generator puts in front of a frame.
+/// The bytes that the generator puts in front of a frame.
 Bytes front_of_sent(Shape shape, Direction direction, Rejection rejection) {
   if (shape == Shape::ethernet) {
     return {};
@@ -57,7 +57,7 @@ Bytes front_of_sent(Shape shape, Direction direction, Rejection rejection) {
   return front;
 }
 
-/// What is to stand in front of a frame that comes out; the header's bytes are filled in for each frame.
+/// The bytes expected in front of a frame that comes out. The header's bytes are filled in for each frame.
 Bytes front_of_expected(Shape shape, Direction direction) {
   if (shape == Shape::ethernet) {
     return {};
@@ -109,7 +109,7 @@ Stream::Stream(const Wire &wire, const Load &load)
   flood_header_ = from_host_header(all_ports, true);
 }
 
-/// Fills in a frame's addresses, its number, and towards the host the port that it comes in by.
+/// Fills in a frame's addresses and number and, towards the host, its ingress port.
 void Stream::address(Prepared &prepared, std::uint32_t number) const {
   const std::uint32_t turn = load_.first_station + number % load_.stations;
   const std::span<std::byte> frame = std::span(prepared.bytes).subspan(prepared.frame_at);
@@ -162,7 +162,7 @@ bool Stream::take_one() {
   const std::uint32_t number = taken_ + stride_ - 1;
   const auto came = std::span(buffer_).first(static_cast<std::size_t>(length));
   const Bytes &expected = expected_frame(number);
-  // The flags of the packet information are the kernel's.
+  // The kernel sets the flags of the packet information, so they are not compared.
   const std::ptrdiff_t flags = shape_ == Shape::ethernet ? 0 : 2;
   if (number >= sent_ || came.size() != expected.size() ||
       !std::equal(came.begin() + flags, came.end(), expected.begin() + flags)) {

@@ -1,15 +1,14 @@
-// A stream of frames through a relay, in one direction: makes them, and takes back and checks each that comes
-// out.
+// A stream of frames through a relay, in one direction: sends frames, receives them again and checks each.
 //
-// Frames go in bursts of `window`, faster than a relay takes them, and the next burst goes when the last one
-// has come back: so a relay that has begun finds work until the burst is done, and whether it is a little
-// faster or slower than the generator does not decide how often it must wait. The generator looks for frames
-// without sleeping, so that no relay pays for waking it. A window is never larger than what a relay's receive
-// buffer holds, or the kernel would drop frames that the relay never saw. A frame that is missing, doubled,
-// changed or out of order makes the run invalid: it ends with a Failure.
+// Frames are sent in bursts of `window`, faster than a relay reads them. The next burst is sent when the last
+// one has come back. So a relay that has begun finds work until the burst is done, and its speed relative to
+// the generator does not decide how often it waits. The generator polls for frames without sleeping, so that
+// no relay pays for waking it. A window never exceeds a relay's receive buffer, because the kernel would drop
+// frames before the relay sees them. A missing, duplicate, changed or reordered frame makes the run invalid:
+// it ends with a Failure.
 //
-// Of a stream that a relay is to reject, every 64th frame is a good one, the only kind that may come out:
-// it tells that those before it have been read.
+// In a stream that a relay must reject, every 64th frame is a good one, the only kind that may come out. When
+// it comes out, the frames before it have been read.
 #pragma once
 
 #include <array>
@@ -26,43 +25,43 @@ enum class Direction {
 };
 const char *direction_name(Direction direction);
 
-/// Why a relay is to reject the frames.
+/// Why a relay must reject the frames.
 enum class Rejection { none, wrong_vlan, untagged, not_member };
 
-/// Whether a burst waits for the last one, or every frame that comes back is replaced at once.
+/// Whether a burst waits for the last one, or each frame that comes back is replaced at once.
 enum class Pace { bursts, steady };
 
 struct Load {
   Direction direction = Direction::to_asic;
-  std::size_t frame_bytes = 64;  ///< of the Ethernet frame, without frame check sequence
+  std::size_t frame_bytes = 64;  ///< size of the Ethernet frame without its frame check sequence
   std::uint32_t frames = 0;
   std::uint32_t window = 128;
   Pace pace = Pace::bursts;
-  bool flood = false;               ///< to everyone instead of to stations
+  bool flood = false;               ///< floods instead of addressing stations
   std::uint32_t first_station = 0;  ///< to the ASIC: destinations; to the host: sources
-  std::uint32_t stations = 1;       ///< that take turns
+  std::uint32_t stations = 1;       ///< number of stations that take turns
   Rejection rejection = Rejection::none;
 };
 
-/// The largest window up to `limit` that fits a socket's receive buffer.
+/// The largest window up to `limit` that fits into a socket's receive buffer.
 std::uint32_t fitting_window(std::uint32_t limit, std::size_t frame_bytes);
 
-/// Bytes of the good frames in a stream of rejected ones, whose frames are longer.
+/// Size of the good frames in a stream of rejected ones; the rejected frames are longer.
 inline constexpr std::size_t good_frame_bytes = frame_bytes_min;
 
 class Stream {
  public:
   Stream(const Wire &wire, const Load &load);
 
-  /// Sends a burst if it is time, and takes what has come; never waits. @return whether it did anything
+  /// Sends a burst if it is time, and receives what has come. Never waits. @return whether it did anything
   bool step();
-  /// Sends one frame and takes one that came out, for a frame at a time. @return whether there was one
+  /// Send one frame, and receive one that came out: for one frame at a time. @return whether it was possible
   bool send_one();
   bool take_one();
 
   bool done() const { return taken_ == load_.frames; }
   std::uint32_t sent() const { return sent_; }
-  std::uint32_t taken() const { return taken_; }  ///< that are known to have been relayed or rejected
+  std::uint32_t taken() const { return taken_; }  ///< number of frames known to have been relayed or rejected
   int way_out() const { return way_out_; }
 
  private:
@@ -81,18 +80,18 @@ class Stream {
   int entrance_, way_out_;
   std::uint32_t stride_;
   Prepared good_, rejected_, expected_;
-  std::array<Bytes, asic_ports> headers_;  ///< of a frame to each port, and of a flood
+  std::array<Bytes, asic_ports> headers_;  ///< for a frame to each port, and for a flood
   Bytes flood_header_;
   std::uint32_t sent_ = 0;
   std::uint32_t taken_ = 0;
   std::array<std::byte, 4096> buffer_{};
 };
 
-/// Runs a stream to its end. @return how long it took
+/// Runs a stream until its end. @return how long it took
 std::chrono::nanoseconds run_load(const Wire &wire, const Load &load);
 
-/// Sends frames until one comes out, for a relay that may not yet be there. @return when it came; nothing
-/// when the deadline came first
+/// Sends frames until one comes out, for a relay that may still be starting. @return when it came; nothing if
+/// the deadline passed first
 std::optional<std::chrono::steady_clock::time_point> await_first_frame(
     const Wire &wire, std::chrono::steady_clock::time_point deadline);
 

@@ -36,7 +36,7 @@ Descriptor make_tap(const std::string &name) {
   return device;
 }
 
-/// Bound to the frames' own type, it does not see what the generator itself sends there.
+/// Opens a packet socket. It is bound to the frames' own type, so it does not see what the generator sends.
 Descriptor open_packet_socket(const std::string &name) {
   must(chassis::set_link_up(name, true));
   Descriptor socket(::socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));

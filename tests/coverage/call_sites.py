@@ -1,9 +1,9 @@
 """Call sites: the places of the daemon that call the platform, and which of them were not seen to succeed and to fail.
 
-The places come from the linked test program, whose coverage build keeps every call as a call: each call instruction in
-a function of tesk/ to an operation. Its return address is what the stand-in notes at run time. An operation that is
-called through a pointer has no such instruction; where tesk/ takes its address, it has to be seen at a call through a
-pointer in the same file.
+The places come from the linked test program; its coverage build keeps every call as a call. A place is a call
+instruction in a function of tesk/ whose target is an operation. The stand-in notes the return address at run time. A
+call through a pointer does not name its operation: if a file of tesk/ takes the address of an operation, that operation
+must be seen at a call through a pointer in the same file.
 """
 
 from __future__ import annotations
@@ -19,7 +19,7 @@ FUNCTION = re.compile(r"^[0-9a-f]+ <(\S+)>:$")
 INSTRUCTION = re.compile(r"^\s+([0-9a-f]+):\s+(\S+)\s*(.*)$")
 TARGET = re.compile(r"<(\w+)>$")
 DECLARATION = re.compile(r"^(?!static|typedef|extern \")\w[\w \t*]*?[\s*](\w+)\(", re.M)
-SOURCE = re.compile(r"(?:^|/)(tesk/[^/]+):(\d+)")  # a compiler cache may have kept another checkout's folder
+SOURCE = re.compile(r"(?:^|/)(tesk/[^/]+):(\d+)")  # the compiler cache may hold the path of another checkout
 OUTCOMES = ("succeeded", "failed")
 
 
@@ -29,7 +29,7 @@ class Call:
     address: int
     returns_to: int
     function: str
-    operation: str  # "" through a pointer
+    operation: str  # "" for a call through a pointer
 
 
 @dataclass(frozen=True, order=True)
@@ -38,7 +38,7 @@ class Site:
     line: int
     function: str
     operation: str
-    number: int  # among the calls of the same operation on the same line
+    number: int  # position among the calls of the same operation on the same line
 
     def __str__(self) -> str:
         number = f" ({self.number}. on this line)" if self.number > 1 else ""
@@ -65,8 +65,8 @@ def operations_of(headers: Iterable[str]) -> set[str]:
 
 
 def calls_in(disassembly: Iterable[str], operations: set[str]) -> Iterator[Call]:
-    """The calls of operations, and those through pointers; a --wrap'ped name is the operation's,
-    but for the daemon's own functions, which have encoded names."""
+    """The calls of operations, and those through pointers. A name that --wrap changed stands for the operation,
+    except for the daemon's own functions, which have encoded names."""
     function, pending = "", None
     for line in disassembly:
         header = FUNCTION.match(line)
@@ -88,13 +88,13 @@ def calls_in(disassembly: Iterable[str], operations: set[str]) -> Iterator[Call]
 
 
 def plain_name(demangled: str) -> str:
-    """A function's name without its result, namespace, template and function arguments: every instance is one place."""
+    """A function's name without result, namespace, template and function arguments: all instances are one place."""
     name = re.split(r"[(<]", demangled.replace("(anonymous namespace)::", ""))[0]
     return name.split()[-1] if name.split() else demangled
 
 
 def located(program: pathlib.Path, calls: list[Call]) -> dict[int, Site]:
-    """The sites in tesk/, by the address that they return to."""
+    """The sites in tesk/, by return address."""
     asked = "\n".join(hex(call.address) for call in calls)
     answer = subprocess.run(["addr2line", "-fC", "-e", str(program)], input=asked, capture_output=True, text=True,
                             check=True).stdout.splitlines()
@@ -113,7 +113,7 @@ def located(program: pathlib.Path, calls: list[Call]) -> dict[int, Site]:
 
 
 def addresses_taken(objects: list[pathlib.Path], operations: set[str]) -> set[tuple[str, str]]:
-    """(file, operation) for each operation whose address a file of the daemon keeps."""
+    """(file, operation) for each operation whose address a file of the daemon takes."""
     text = subprocess.run(["objdump", "-r", *map(str, objects)], capture_output=True, text=True, check=True).stdout
     taken, file = set(), ""
     for line in text.splitlines():
@@ -127,7 +127,7 @@ def addresses_taken(objects: list[pathlib.Path], operations: set[str]) -> set[tu
 
 
 def seen_at(sites: dict[int, Site], facts: Iterable[tuple[str, int, str]]) -> dict[Site, set[str]]:
-    """What was seen at each site. At a call through a pointer the operation makes a site of its own."""
+    """What was seen at each site. At a call through a pointer, each operation is a site of its own."""
     seen: dict[Site, set[str]] = {site: set() for site in sites.values() if site.operation}
     for operation, address, outcome in facts:
         site = sites.get(address)
@@ -141,7 +141,7 @@ def seen_at(sites: dict[int, Site], facts: Iterable[tuple[str, int, str]]) -> di
 
 def complaints(seen: dict[Site, set[str]], taken: Iterable[tuple[str, str]],
                exemptions: Iterable[Exemption]) -> list[str]:
-    """What is not proved, a line each, and exemptions that exempt nothing."""
+    """One line for each outcome that is not proved, and for each exemption that exempts nothing."""
     used = set()
     said = []
     for site, outcomes in sorted(seen.items()):

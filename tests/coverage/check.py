@@ -1,10 +1,10 @@
-"""Runs the unit tests of the coverage build and says what they leave unproved.
+"""Run the unit tests of the coverage build and report what they leave unproved.
 
 usage: check.py TOP [--report]
 
-Three things are counted: trace sites that a test asserts, call sites seen to succeed and to fail, and lines and
+It counts three things: trace sites that a test asserts, call sites that were seen to succeed and to fail, and lines and
 branches of tesk/. --report also writes the coverage of every file to build/test/coverage, as text and as HTML.
-Exit status 0 when everything is proved, 1 otherwise.
+Exit status: 0 when everything is proved, 1 otherwise.
 """
 
 from __future__ import annotations

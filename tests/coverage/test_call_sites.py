@@ -1,4 +1,4 @@
-"""The calls in a disassembly are found, and each has to be seen to succeed and to fail, or be exempt."""
+"""The check finds the calls in a disassembly, and requires that each is seen to succeed and to fail, or is exempt."""
 
 import unittest
 

@@ -1,4 +1,4 @@
-"""The trace sites of a source are found, and only an assertion proves one."""
+"""The check finds the trace sites of a source, and only an assertion proves one."""
 
 import unittest
 

@@ -1,8 +1,8 @@
 """Trace sites: the places of the daemon that trace, and which of them no test asserts.
 
-A site is a use of one of the TESK_… macros. The history names its function and its line, but not its file: the
-function tells it. A site of an _AT macro stands in a part of an operation: the history names the operation, and the line
-on which that calls the part. So the sites that the call leads to can have traced it, and the text decides among them.
+A site is a use of one of the TESK_… macros. The history names its function and its line, but not its file, which follows
+from the function. A site of an _AT macro is in a part of an operation: the history names the operation, and the line on
+which the operation calls the part. So any site that this call reaches can have traced it; the text decides among them.
 """
 
 from __future__ import annotations
@@ -35,7 +35,7 @@ class Site:
 
 
     def says(self, text: str) -> bool:
-        """Whether its format gives this text."""
+        """Whether its format can produce this text."""
         return re.fullmatch(".*".join(map(re.escape, CONVERSION.split(self.text))), text) is not None
 
 
@@ -57,7 +57,7 @@ class Call:
 
 
 def call_length(source: str) -> int:
-    """Characters from the start of a call to behind its closing parenthesis; literals may hold parentheses."""
+    """Number of characters of a call up to its closing parenthesis; literals may contain parentheses."""
     depth, position = 0, 0
     while position < len(source):
         literal = LITERAL.match(source, position)
@@ -72,7 +72,7 @@ def call_length(source: str) -> int:
 
 
 def function_of_each_line(source: str) -> list[str]:
-    """The function that each line belongs to; lines are counted from 1."""
+    """The function of each line; lines are counted from 1."""
     functions = [""]
     for line in source.splitlines():
         match = FUNCTION.match(line)
@@ -112,7 +112,7 @@ def calls_of(name: str, source: str) -> list[Call]:
 
 
 def parts_reached(call: Call, calls: Iterable[Call]) -> set[str]:
-    """The part that is called, and the parts that it calls in turn."""
+    """The part that is called, and all parts that it calls in turn."""
     reached, found = set(), {call.part}
     while found:
         reached |= found
@@ -121,7 +121,7 @@ def parts_reached(call: Call, calls: Iterable[Call]) -> set[str]:
 
 
 def proved_by(fact: Asserted, sites: Iterable[Site], calls: Iterable[Call]) -> list[Site]:
-    """The sites that can have traced what was asserted; more than one when nothing tells them apart."""
+    """The sites that can have traced what was asserted; several if nothing distinguishes them."""
     parts = {(call.file, part) for call in calls if (call.function, call.line) == (fact.function, fact.line)
              for part in parts_reached(call, calls)}
     found = []
@@ -140,7 +140,7 @@ def proved_by(fact: Asserted, sites: Iterable[Site], calls: Iterable[Call]) -> l
 
 
 def complaints(sources: dict[str, str], facts: Iterable[Asserted]) -> list[str]:
-    """What is not proved, a line each."""
+    """One line for each site that is not proved."""
     sites = [site for name, source in sources.items() for site in sites_of(name, source)]
     calls = [call for name, source in sources.items() for call in calls_of(name, source)]
     proved: set[Site] = set()

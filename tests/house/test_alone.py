@@ -1,4 +1,4 @@
-"""Each source compiles by itself: what lives on its neighbour's includes is found, when anything that matters changed."""
+"""The check finds a source that does not compile without its neighbour's includes, whenever a relevant file changes."""
 
 import pathlib
 import subprocess
@@ -7,7 +7,7 @@ import unittest
 
 COMMAND = pathlib.Path(__file__).resolve().parents[2] / "scripts/alone"
 
-# Compiled together, in this order, they are right.
+# Compiled together, in this order, they are valid.
 TREE = {
     "CMakeLists.txt": """cmake_minimum_required(VERSION 3.25)
 project(tiny LANGUAGES CXX)

@@ -1,4 +1,4 @@
-"""Objects that need each other are found, and named with what closes the circle."""
+"""The check finds objects that need each other, and names the symbols that close the circle."""
 
 import pathlib
 import subprocess

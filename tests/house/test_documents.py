@@ -1,4 +1,4 @@
-"""What the documents say of the tree is there."""
+"""Everything in the tree that the documents name exists."""
 
 import pathlib
 import re

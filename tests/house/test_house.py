@@ -1,4 +1,4 @@
-"""Every rule of the house finds what it forbids, and lets pass what it allows."""
+"""Every rule of the house finds what it forbids and accepts what it allows."""
 
 import contextlib
 import io
@@ -16,7 +16,7 @@ import page  # noqa: E402
 import rooms  # noqa: E402
 import walls  # noqa: E402
 
-# Upon `base` stands `net`, upon both `run`; the daemon shares its records with `net`.
+# `net` is above `base`, and `run` above both. The daemon shares its records with `net`.
 TABLE = {
     "include/opal": {"for": "the platform"},
     "tesk": {"for": "the daemon", "includes": ["include/opal"]},

@@ -1,4 +1,4 @@
-"""The mutation tool: which changes it proposes, how they are known again, and what is kept of a run."""
+"""The mutation tool: which changes it proposes, how it identifies them, and what it keeps of a run."""
 
 import pathlib
 import sys

@@ -1,4 +1,4 @@
-"""The mutation tool on a small program whose mutations have known fates."""
+"""The mutation tool on a small program whose mutations have known outcomes."""
 
 import json
 import pathlib

@@ -53,8 +53,7 @@ struct VlansDeleted {
 /** The port-index service answers the latest request for a VLAN, or with another token as `age` says. */
 struct LtlAnswer {
   uint16_t vlan;
-  uint32_t age =
-      0; /**< tokens before that of the latest request: 0 is right, all others are stale or unknown */
+  uint32_t age = 0; /**< tokens before the latest one: 0 is right, all others are stale or unknown */
   bool is_allocation = true;
   bool is_response = true;
 };

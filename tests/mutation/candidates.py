@@ -1,7 +1,7 @@
 """Every mutation of the daemon, and the choice among them.
 
-The choice is made by a number that each mutation has by itself, out of its text and the seed: so it is the same on
-every machine, and a change elsewhere in the program leaves it as it is.
+The choice depends on a number that is computed from the text of each mutation and the seed. So it is the same on every
+machine, and a change elsewhere in the program does not affect it.
 """
 
 from __future__ import annotations
@@ -14,8 +14,8 @@ from mutation import Mutation
 from operators import mutations
 
 FOLDERS = ("tesk",)
-HEADERS_OF_ITS_OWN = ("include/opal/kestrix_th_fh_hdr.h",)  # frame headers: code that is linked into the daemon
-AT_LEAST = 5  # mutations of every file come first
+HEADERS_OF_ITS_OWN = ("include/opal/kestrix_th_fh_hdr.h",)  # frame headers: code that becomes part of the daemon
+AT_LEAST = 5  # mutations of each file are chosen first
 
 
 def sources(root: pathlib.Path) -> list[tokens.Source]:
@@ -38,7 +38,7 @@ def rank(mutation: Mutation, seed: int) -> bytes:
 
 
 def spread(mutations_of_file: list[Mutation], seed: int) -> list[Mutation]:
-    """A file's mutations in the order in which they are taken: one of each kind, then the next of each kind …"""
+    """A file's mutations in the order of choice: one of each kind, then the next of each kind …"""
     taken: dict[str, int] = {}
     turns = []
     for mutation in sorted(mutations_of_file, key=lambda one: rank(one, seed)):
@@ -49,7 +49,7 @@ def spread(mutations_of_file: list[Mutation], seed: int) -> list[Mutation]:
 
 
 def choose(all_of_them: list[Mutation], count: int, seed: int) -> list[Mutation]:
-    """As many as asked for: the first few of every file, then of each in proportion to its size."""
+    """The requested number of mutations: a few of every file first, then of each file in proportion to its size."""
     files: dict[str, list[Mutation]] = {}
     for mutation in all_of_them:
         files.setdefault(mutation.file, []).append(mutation)

@@ -21,41 +21,41 @@ from workshop import PLAIN, SANITIZED, Broken, Workshop, copy_sources, fingerpri
 
 EXPLANATIONS = "tests/mutation/equivalent.toml"
 
-DESCRIPTION = """Changes the daemon one small step at a time, builds it, runs the unit tests, and lists the changes that they
-did not notice. A change is a constant, a comparison, a text, a dropped line, two calls or two arguments in the other
-order …; `--list` shows them. The checkout is only read: everything happens in a copy below the output folder."""
+DESCRIPTION = """Change the daemon one small step at a time, build it, run the unit tests, and list the changes that the tests do
+not detect. A change is a different constant, comparison or text, a dropped line, two swapped calls or arguments …;
+`--list` shows them. The checkout is only read: all work is done in a copy below the output folder."""
 
-EPILOG = """what becomes of a mutation:
-  caught            a unit test failed, the program crashed or did not end, or a sanitizer objected
-  explained         no test can tell it from the original; its reason stands in tests/mutation/equivalent.toml
-  survived          nothing noticed it: a test is missing
-  same code         the optimised object files are the original's to the byte; not counted
+EPILOG = """outcomes of a mutation:
+  caught            a unit test failed, the program crashed or did not end, or a sanitizer reported an error
+  explained         no test can distinguish it from the original; tests/mutation/equivalent.toml gives the reason
+  survived          nothing detected it: a test is missing
+  same code         the optimised object files equal the original's byte for byte; not counted
   does not compile  not counted
 
 files, in the output folder:
-  result.json       every mutation with its outcome, and the sums
-  journal.jsonl     what has been tried; the same command goes on from there after an interruption,
+  result.json       every mutation with its outcome, and the totals
+  journal.jsonl     what has been tried; after an interruption the same command continues from there,
                     as long as sources and tests are the same
 
-exit status: 0 every mutation was caught or explained, 1 some survived or an explanation is out of date, 2 the command
+exit status: 0 all mutations were caught or explained, 1 some survived or an explanation is out of date, 2 the command
 line is wrong, or the unmutated program cannot be built or fails its tests, 130 interrupted
 
 examples:
   tests/mutate                                     600 mutations, spread over all files
   tests/mutate --file tesk/tesk_qbus.cpp --count all
-  tests/mutate --survivors                         after adding a test: only what survived before
+  tests/mutate --survivors                         after adding a test: only the earlier survivors
 """
 
 
 class Unusable(Exception):
-    """The command line asks for what there is not."""
+    """The command line asks for something that does not exist."""
 
 
 def count(text: str) -> int:
     if text == "all":
         return sys.maxsize
     if not text.isdecimal() or int(text) == 0:
-        raise argparse.ArgumentTypeError(f"'{text}' is no number of mutations; a number above 0 or 'all' is accepted")
+        raise argparse.ArgumentTypeError(f"'{text}' is not a number of mutations; a number above 0 or 'all' is accepted")
     return int(text)
 
 
@@ -63,20 +63,20 @@ def parser() -> argparse.ArgumentParser:
     root = pathlib.Path(__file__).resolve().parents[2]
     made = argparse.ArgumentParser(prog="mutate", description=DESCRIPTION, epilog=EPILOG,
                                    formatter_class=argparse.RawDescriptionHelpFormatter)
-    made.add_argument("--seed", type=int, default=1, help="chooses among the mutations; the same seed, the same choice (1)")
-    made.add_argument("--count", type=count, default=600, help="mutations to make, or 'all' (600)")
-    made.add_argument("--file", action="append", default=[], help="only mutations of this file, as tesk/tesk_x.cpp; repeatable")
-    made.add_argument("--kind", action="append", default=[], help="only mutations of this kind; repeatable")
+    made.add_argument("--seed", type=int, default=1, help="choose by this seed; the same seed, the same choice (1)")
+    made.add_argument("--count", type=count, default=600, help="make this many mutations, or 'all' (600)")
+    made.add_argument("--file", action="append", default=[], help="mutate only this file, as tesk/tesk_x.cpp; repeatable")
+    made.add_argument("--kind", action="append", default=[], help="make only this kind of mutation; repeatable")
     made.add_argument("--list", action="store_true", help="show the mutations, run nothing")
-    made.add_argument("--jobs", type=count, default=2, help="mutants at the same time (2)")
-    made.add_argument("--keep", action="store_true", help="keep the results of an earlier run, but for survivors, though"
+    made.add_argument("--jobs", type=count, default=2, help="try this many mutants at the same time (2)")
+    made.add_argument("--keep", action="store_true", help="keep the results of an earlier run, except survivors, even if"
                       " sources or tests have changed since")
-    made.add_argument("--survivors", action="store_true", help="the same, and make no mutations but that run's")
-    made.add_argument("--plain", action="store_true", help="do not look at survivors again under the sanitizers: quicker, and"
+    made.add_argument("--survivors", action="store_true", help="do the same as --keep, and make only the mutations of that run")
+    made.add_argument("--plain", action="store_true", help="do not run survivors under the sanitizers: faster, but"
                       " more survive")
     made.add_argument("--fresh", action="store_true", help="forget what an earlier run tried")
-    made.add_argument("--root", type=pathlib.Path, default=root, help="the checkout (the one that this command is in)")
-    made.add_argument("--output", type=pathlib.Path, help="the output folder (build/mutation of the checkout)")
+    made.add_argument("--root", type=pathlib.Path, default=root, help="use this checkout (the one of this command)")
+    made.add_argument("--output", type=pathlib.Path, help="use this output folder (build/mutation in the checkout)")
     made.add_argument("--json", action="store_true", help="print result.json instead of the tables")
     return made
 
@@ -92,17 +92,17 @@ def chosen(options: argparse.Namespace, every: list[Mutation]) -> list[Mutation]
 
 
 def only_one(folder: pathlib.Path) -> None:
-    """Takes the output folder until the process ends."""
+    """Locks the output folder until the process ends."""
     lock = os.open(folder / "lock", os.O_CREAT | os.O_RDWR)  # stays open
     try:
         fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
     except BlockingIOError:
-        raise Unusable(f"another run works in {folder}; wait for it, or give another folder with --output") from None
+        raise Unusable(f"another run uses {folder}; wait for it, or give another folder with --output") from None
 
 
 def run(bench: Bench, mutations: list[Mutation], journal: Journal, jobs: int) -> None:
     waiting = [mutation for mutation in mutations if mutation.key not in journal.results]
-    waiting.sort(key=lambda mutation: mutation.file.endswith(".h"))  # headers take longest
+    waiting.sort(key=lambda mutation: mutation.file.endswith(".h"))  # headers take the longest time
     progress = Progress(len(waiting))
     with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
         trials = [pool.submit(bench.try_out, mutation) for mutation in waiting]
@@ -158,5 +158,5 @@ def main(words: list[str] | None = None) -> int:
         print(f"mutate: {error}", file=sys.stderr)
         return 2
     except KeyboardInterrupt:
-        print("\nmutate: interrupted; the same command goes on from here", file=sys.stderr)
+        print("\nmutate: interrupted; the same command continues from here", file=sys.stderr)
         return 130

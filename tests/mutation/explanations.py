@@ -1,6 +1,6 @@
 """Mutations that no test can catch, each with its reason.
 
-They stand in a TOML file, one table for each, known by file and text and so indifferent to moved lines:
+A TOML file lists them, with one table for each. File and text identify a mutation, so lines may move:
 
     [[equivalent]]
     file = "tesk/tesk_x.cpp"
@@ -8,8 +8,8 @@ They stand in a TOML file, one table for each, known by file and text and so ind
     changed = 'int done = 1;'
     because = "one line that says why no observer can tell"
 
-`changed = "*"` stands for every change of that line. An explanation whose line or change does not exist any more is
-stale, and so is one whose mutations are all caught.
+`changed = "*"` stands for every change of that line. An explanation is stale if its line or change no longer exists, or
+if all of its mutations are caught.
 """
 
 from __future__ import annotations
@@ -26,7 +26,7 @@ FIELDS = {"file", "original", "changed", "because"}
 
 
 class Malformed(Exception):
-    """The file of explanations does not say what it has to."""
+    """The file of explanations lacks something that it must contain."""
 
 
 @dataclasses.dataclass(frozen=True)

@@ -1,7 +1,7 @@
-"""What has been tried, kept line by line, so that an interrupted run goes on where it stopped.
+"""What has been tried, written line by line, so that an interrupted run continues where it stopped.
 
-The first line says what the results belong to: the sources and tests, by their fingerprint. Results of other sources are
-not taken over, except on request those of mutants that were not survivors: a test that was added catches no fewer.
+The first line is the fingerprint of the sources and tests to which the results belong. Results of other sources are not
+reused, except on request those of mutants that did not survive: an added test catches no fewer.
 """
 
 from __future__ import annotations
@@ -17,7 +17,7 @@ class Journal:
     def __init__(self, path: pathlib.Path, fingerprint: str, keep: bool = False):
         self.path = path
         self.results: dict[str, dict] = {}
-        self.known: set[str] = set()  # every mutation that the last run tried
+        self.known: set[str] = set()  # all mutations that the last run tried
         self.writing = threading.Lock()
         lines = self.read()
         if lines and (keep or lines[0] == {"fingerprint": fingerprint}):
@@ -29,7 +29,7 @@ class Journal:
                                                                       *self.results.values()]), encoding="utf-8")
 
     def read(self) -> list[dict]:
-        """Every whole line; the last one may have been cut short."""
+        """All complete lines; the last one may be cut."""
         lines = []
         for line in self.path.read_text(encoding="utf-8").splitlines() if self.path.exists() else ():
             try:

@@ -1,8 +1,8 @@
-"""One mutation: a span of one file and what is written there instead.
+"""One mutation: a span of one file and the text that replaces it.
 
-A mutation is known by its file and by the text of its lines before and after, not by line numbers: so an explanation
-and a result still belong to it when lines above it come and go. Where the same lines occur more than once in a file,
-they are told apart by their order.
+A mutation is identified by its file and by the text of its lines before and after, not by line numbers. So an
+explanation or a result still belongs to it when lines above it come and go. If the same lines occur several times in a
+file, their order distinguishes them.
 """
 
 from __future__ import annotations
@@ -19,8 +19,8 @@ class Mutation:
     end: int
     replacement: str
     line: int
-    original: str  # the lines that it touches, blanks folded
-    changed: str  # the same lines after it
+    original: str  # the lines that it changes, with runs of blanks folded
+    changed: str  # the same lines after the change
     occurrence: int = 0
 
     @property
@@ -50,7 +50,7 @@ def make(file: str, kind: str, source: str, start: int, end: int, replacement: s
 
 
 def numbered(mutations: list[Mutation]) -> list[Mutation]:
-    """Each text with its occurrence; what two kinds propose for the same place is proposed once."""
+    """Numbers the occurrences of each text. If two kinds propose the same change, it is kept once."""
     seen: dict[tuple, list[int]] = {}
     result = []
     for mutation in sorted(mutations, key=lambda one: (one.start, one.end)):

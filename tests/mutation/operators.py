@@ -1,5 +1,5 @@
-"""The kinds of small step by which a program can be wrong. Each is a generator over a source that yields
-(start, end, replacement). A step that does not compile costs a moment and is not counted, so none has to be careful.
+"""The kinds of small change that make a program wrong. Each is a generator over a source that yields
+(start, end, replacement). A change that does not compile costs little and is not counted, so no kind has to avoid it.
 """
 
 from __future__ import annotations
@@ -20,7 +20,7 @@ ASSIGNED = {"++": "--", "--": "++", "+=": "-=", "-=": "+=", "|=": "&=", "&=": "|
 JOINED = {"&&": "||", "||": "&&"}
 CATEGORIES = {"PKT": "CTRL", "CTRL": "ERR", "ERR": "CTRL"}
 TRACE = re.compile(r"TESK_(PKT|CTRL|ERR)(_AT)?")
-# Words of names that come in pairs; a name with the one is mistaken for that with the other, where there is such a name.
+# Pairs of words in names. A name with one word is replaced by the name with the other word, if that exists.
 TWINS = (("tx", "rx"), ("ucast", "mcast"), ("lower", "upper"), ("up", "down"), ("mgmt", "inband"), ("add", "del"),
          ("set", "clear"), ("set", "unset"), ("ltl", "cbl"), ("vlan_bmp", "shadow_vlan_bmp"), ("th", "fh"),
          ("debug", "cfg"), ("running", "startup"), ("port", "vlan"), ("name", "name2"), ("pkt", "ctrl"))
@@ -31,7 +31,7 @@ def replaced(token: Token, text: str) -> Step:
 
 
 def constants(source: Source) -> Iterator[Step]:
-    """A number is one more, and a number above one is nothing; true is false."""
+    """A number is one more, and a number above one is zero; true is false."""
     for token in source.tokens:
         if token.kind == "number":
             digits = token.text.rstrip("uUlL")
@@ -44,14 +44,14 @@ def constants(source: Source) -> Iterator[Step]:
 
 
 def enumerators(source: Source) -> Iterator[Step]:
-    """A named number is its neighbour, or one more when it stands alone."""
+    """An enumerator is replaced by its neighbour, or by one more if it is the only one."""
     for token in source.tokens:
         if token.brace in (FUNCTION, RECORD) and token.text in source.neighbours:
             yield replaced(token, source.neighbours[token.text])
 
 
 def twins(source: Source) -> Iterator[Step]:
-    """A name is mistaken for its counterpart."""
+    """A name is replaced by its counterpart."""
     for token in source.tokens:
         if token.kind != "name" or token.brace != FUNCTION:
             continue
@@ -63,7 +63,7 @@ def twins(source: Source) -> Iterator[Step]:
 
 
 def signs(table: dict[str, str]) -> Callable[[Source], Iterator[Step]]:
-    """A sign between two operands is another one."""
+    """An operator between two operands is replaced by another one."""
     def step(source: Source) -> Iterator[Step]:
         for before, token in zip(source.tokens, source.tokens[1:]):
             between = before.kind in ("name", "number", "char") or before.text in (")", "]")
@@ -73,7 +73,7 @@ def signs(table: dict[str, str]) -> Callable[[Source], Iterator[Step]]:
 
 
 def conditions(source: Source) -> Iterator[Step]:
-    """What was to hold must not hold: a condition is negated, a negation dropped, a choice always the same."""
+    """A condition is negated, a negation is dropped, or a choice always takes the same side."""
     for i, token in enumerate(source.tokens):
         if token.text in ("if", "while") and source.tokens[i + 1].text == "(":
             inside = source.tokens[i + 2:source.closing(i + 1)]
@@ -89,7 +89,7 @@ def conditions(source: Source) -> Iterator[Step]:
 
 
 def texts(source: Source) -> Iterator[Step]:
-    """A text has a letter too many at its beginning, or lacks its last one."""
+    """A text has an extra character at its start, or lacks its last one."""
     for before, token in zip(source.tokens, source.tokens[1:]):
         if token.kind == "string" and before.text != "extern":
             yield token.start + 1, token.start + 1, "~"
@@ -113,7 +113,7 @@ def dropped(source: Source) -> Iterator[Step]:
 
 
 def reordered(source: Source) -> Iterator[Step]:
-    """Two calls stand in the other order."""
+    """Two calls are swapped."""
     for first, second in statements.neighbours(source):
         one, other = source.text[slice(*first)], source.text[slice(*second)]
         if one != other:
@@ -121,7 +121,7 @@ def reordered(source: Source) -> Iterator[Step]:
 
 
 def swapped(source: Source) -> Iterator[Step]:
-    """Two arguments of a call stand in the other order."""
+    """Two arguments of a call are swapped."""
     for first, second in statements.argument_pairs(source):
         one, other = source.text[slice(*first)], source.text[slice(*second)]
         if one != other:
@@ -146,6 +146,6 @@ KINDS: dict[str, Callable[[Source], Iterator[Step]]] = {
 
 
 def mutations(source: Source) -> list[Mutation]:
-    """Every mutation of a file, in the order of its text."""
+    """All mutations of a file, in the order of its text."""
     return numbered([make(source.file, kind, source.text, *step)
                      for kind, steps in KINDS.items() for step in steps(source)])

@@ -1,4 +1,4 @@
-"""How far a run is: on a terminal one line that is written over, in a log a line now and then."""
+"""The progress of a run: on a terminal one line that is overwritten, in a log a line now and then."""
 
 from __future__ import annotations
 

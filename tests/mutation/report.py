@@ -1,4 +1,4 @@
-"""What came out: a table by kind and by file, the survivors, and the same for programs."""
+"""The results: a table by kind and by file, the survivors, and the same for programs."""
 
 from __future__ import annotations
 
@@ -16,7 +16,7 @@ COLUMNS = ("made", INVALID, SAME, "counted", CAUGHT, EXPLAINED, SURVIVED)
 
 
 class Outcome:
-    """The mutations that were tried, with what became of each."""
+    """The mutations that were tried, with the outcome of each."""
 
     def __init__(self, mutations: list[Mutation], results: dict[str, dict], known: list[Explanation]):
         self.results = results
@@ -32,7 +32,7 @@ class Outcome:
         return [mutation for mutation in self.mutations if self.of(mutation) == outcome]
 
     def explained_in_vain(self) -> list[Explanation]:
-        """Explanations of mutations that were tried and all caught."""
+        """Explanations whose mutations were tried and all caught."""
         needed = [self.explanation[mutation.key] for mutation in self.that(EXPLAINED)]
         found = [self.explanation[mutation.key] for mutation in self.that(CAUGHT) if mutation.key in self.explanation]
         return [one for one in dict.fromkeys(found) if one not in needed]
@@ -50,7 +50,7 @@ class Outcome:
 
 
 def share(counts: dict[str, int]) -> float:
-    """What is caught of what counts, in per cent."""
+    """The percentage of the counted mutations that is caught."""
     return 100.0 * counts[CAUGHT] / counts["counted"] if counts["counted"] else 100.0
 
 

@@ -10,7 +10,7 @@ Span = tuple[int, int]
 
 NO_CALL = ("if", "for", "while", "switch", "return", "sizeof", "alignof", "static_assert", "__attribute__")
 JUMPS = ("break", "continue")
-# What a statement starts with that is neither an expression nor a declaration.
+# Words at the start of statements that are neither expressions nor declarations.
 CLAUSES = ("return", "if", "for", "while", "switch", "case", "default", "else", "do", "goto", "break", "continue",
            "using", "typedef", "static_assert", "extern", "namespace")
 DECLARATORS = ("const", "static", "auto", "constexpr", "struct", "enum", "unsigned", "char", "int")
@@ -23,7 +23,7 @@ def is_declaration(statement: list[Token]) -> bool:
 
 
 def plain(source: Source) -> Iterator[tuple[int, list[Token]]]:
-    """Each statement that ends in a semicolon of its own, with the position of its first token."""
+    """Each statement that ends with its own semicolon, with the position of its first token."""
     found = source.tokens
     begin = 0
     depth = 0
@@ -65,7 +65,7 @@ def removable(source: Source) -> Iterator[Span]:
 
 
 def neighbours(source: Source) -> Iterator[tuple[Span, Span]]:
-    """Pairs of calls, whose results nobody keeps, that follow each other in a block."""
+    """Pairs of consecutive calls in a block whose results are not used."""
     previous: tuple[int, list[Token]] | None = None
     for begin, statement in plain(source):
         if statement[0].text in CLAUSES or is_declaration(statement) or not calls(statement):

@@ -1,7 +1,8 @@
 """C++ source as tokens: enough to find the places that a mutation may change, and no more.
 
-Comments, preprocessor directives, attributes and static assertions are no tokens, the body of a macro is. Each token knows the kind of brace that it
-stands in, because the same words mean different things in a function, a record and an initialiser.
+Comments, preprocessor directives, attributes and static assertions are no tokens; the body of a macro is. Each token
+knows the kind of its innermost brace, because the same words mean different things in a function, a record and an
+initialiser.
 """
 
 from __future__ import annotations
@@ -30,7 +31,7 @@ class Token:
     kind: str  # string, char, number, name or sign
     text: str
     start: int
-    brace: str  # what the innermost brace around it holds
+    brace: str  # what the innermost brace around it contains
 
     @property
     def end(self) -> int:
@@ -39,7 +40,7 @@ class Token:
 
 @dataclasses.dataclass(frozen=True)
 class Source:
-    """One file, and what the whole program calls things."""
+    """One file, and the names of the whole program."""
 
     file: str
     text: str
@@ -51,7 +52,7 @@ class Source:
         return tokens(self.text)
 
     def closing(self, position: int) -> int:
-        """Where the bracket that opens at a position is closed."""
+        """The position at which the bracket that opens at a position is closed."""
         depth = 0
         for i in range(position, len(self.tokens)):
             depth += (self.tokens[i].text in "([{") - (self.tokens[i].text in ")]}")
@@ -61,14 +62,14 @@ class Source:
 
 
 def blanked(text: str) -> str:
-    """The text without what is no token; every other place keeps its offset."""
+    """The text with everything blanked that is no token; the rest keeps its offset."""
     for pattern in (DIRECTIVE, UNCHANGED):
         text = pattern.sub(lambda match: " " * len(match.group()), text)
     return text
 
 
 def opened(before: list[Token], outer: str) -> str:
-    """What a brace holds that opens behind these tokens."""
+    """What a brace after these tokens contains."""
     head = []
     for token in reversed(before):
         if token.text in (";", "{", "}"):
@@ -100,7 +101,7 @@ def tokens(text: str) -> list[Token]:
 
 
 def enumerator_neighbours(text: str) -> dict[str, str]:
-    """Each enumerator with the one that follows it in its enumeration; the only one with itself plus one."""
+    """Each enumerator with the next one of its enumeration; an only one with itself plus one."""
     result = {}
     for match in ENUMERATION.finditer(COMMENT.sub("", text)):
         names = [part.split("=")[0].strip() for part in match[1].split(",")]

@@ -1,10 +1,11 @@
-"""One mutant's fate: built, run, and looked at twice when nothing noticed it.
+"""One mutant: it is built, run, and examined again if no test detects it.
 
-A changed header concerns nearly every test as well, and tests compile slowly. So the daemon is built with it first, and
-then the one test that noticed: what it still notices is caught. All tests are built only when that leaves a doubt.
+Nearly every test includes a changed header as well, and tests compile slowly. So first only the daemon is built with the
+header. If a test then fails, that test is built with it too; if it still fails, the mutant is caught. All tests are built
+only if that leaves a doubt.
 
-A mutant that the unit tests pass is compiled once more, optimised: one whose code is the original's to the byte is no
-change at all. What is left runs under the sanitizers, whose suite is a part of the tests too.
+A mutant that passes the unit tests is compiled once more, optimised. If its code equals the original's byte for byte, it
+is no change at all. The others run under the sanitizers, whose suite is part of the tests too.
 """
 
 from __future__ import annotations
@@ -30,9 +31,9 @@ SURVIVED = "survived"
 
 ARGUMENTS = ("--gtest_fail_fast", "--gtest_brief=1")
 MEMORY_BYTES = 2 << 30
-SECONDS_AT_LEAST = 1.0  # processor time; a loop ends there
+SECONDS_AT_LEAST = 1.0  # processor time; ends a mutant that loops
 TIMES_THE_ORIGINAL = 20.0
-PATIENCE = 100.0  # wall time for each second of processor time, on a machine that others use as well
+PATIENCE = 100.0  # wall time for each second of processor time, on a shared machine
 
 
 @dataclasses.dataclass(frozen=True)
@@ -47,7 +48,7 @@ class Invalid(Exception):
 
 
 class Bench:
-    """Tries mutants, any number of them at the same time."""
+    """Tries mutants, any number at the same time."""
 
     def __init__(self, workshops: list[Workshop], folder: pathlib.Path):
         self.workshops = workshops  # the plain one first
@@ -56,7 +57,7 @@ class Bench:
         self.making_ready = threading.Lock()
 
     def ready(self, workshop: Workshop, jobs: int) -> None:
-        """Builds the original when it is first needed, and sees that it passes."""
+        """Builds the original when it is first needed, and checks that it passes."""
         with self.making_ready:
             if workshop.flavour in self.limits:
                 return
@@ -70,7 +71,7 @@ class Bench:
 
     def run(self, workshop: Workshop, program: pathlib.Path, seconds: int, only: str = "*") -> Run:
         limited = ["prlimit", f"--cpu={seconds}", "--core=0"]
-        if workshop.flavour == PLAIN:  # the sanitizers reserve addresses far beyond
+        if workshop.flavour == PLAIN:  # the sanitizers reserve far more addresses
             limited.append(f"--as={MEMORY_BYTES}")
         with tempfile.TemporaryFile(dir=self.folder) as output:
             try:
@@ -109,7 +110,7 @@ class Bench:
         return SURVIVED, ""
 
     def tests(self, workshop: Workshop, mutation: Mutation, place: pathlib.Path) -> Run:
-        """Runs the tests of the mutant, all of which are built only when fewer do not settle it."""
+        """Runs the tests of the mutant. All of them are built only if fewer cannot decide."""
         limit = self.limits[workshop.flavour]
         every = workshop.affected(mutation.file)
         parts = [one for one in every if workshop.is_library_part(one)]
@@ -144,7 +145,7 @@ def build(workshop: Workshop, mutation: Mutation, place: pathlib.Path, parts: li
 
 
 def is_same_code(workshop: Workshop, mutation: Mutation, place: pathlib.Path) -> bool:
-    """Optimised and without lines for a debugger, the daemon's objects are the original's to the byte."""
+    """Whether the daemon's objects equal the original's byte for byte, optimised and without debug lines."""
     flags = ("-O2", "-g0")
     for one in filter(workshop.is_library_part, workshop.affected(mutation.file)):
         mutant, made = workshop.command(one, mutation, place, *flags)
@@ -157,7 +158,7 @@ def is_same_code(workshop: Workshop, mutation: Mutation, place: pathlib.Path) ->
 
 
 def judged(output: str, status: int) -> Run:
-    """What the program's output and its end say."""
+    """The verdict from the program's output and exit status."""
     place = re.search(r"(\w+\.cpp):\d+: Failure", output)
     failed = re.search(r"^\[  FAILED  \] ([\w./]+)", output, re.M)
     objection = re.search(r"(?:ERROR: AddressSanitizer|runtime error): .{0,80}", output)

@@ -1,9 +1,9 @@
-"""Where mutants are built: a copy of the sources, the unit tests built from it, and commands that rebuild as little as
-one changed file needs.
+"""Where mutants are built: a copy of the sources, the unit tests built from it, and commands that rebuild only what one
+changed file needs.
 
-The copy lies in the folder that the tool is given; the checkout itself is only read. The unit tests are built there once
-by the project's own description, without optimisation; its compile and link commands are then repeated for a mutant
-with the changed file in front of the include path and every object that depends on it in place of its original.
+The copy is in the output folder; the checkout itself is only read. The unit tests are built there once from the project's
+own build files, without optimisation. For a mutant, the same compile and link commands are repeated. The changed file
+comes first in the include path, and every object that depends on it replaces its original.
 """
 
 from __future__ import annotations
@@ -24,7 +24,7 @@ PLAIN, SANITIZED = "plain", "sanitized"
 
 
 class Broken(Exception):
-    """The unmutated program cannot be built or fails its tests: there is nothing to measure."""
+    """The unmutated program cannot be built or fails its tests, so there is nothing to measure."""
 
 
 @dataclasses.dataclass(frozen=True)
@@ -69,7 +69,7 @@ class Workshop:
         return result.stdout
 
     def read_commands(self) -> None:
-        """Ninja tells its commands and, after the build, which files each object was made of."""
+        """Reads from Ninja the commands and, after the build, the files that each object depends on."""
         made_of = self.dependencies()
         for line in self.must("ninja", "-C", str(self.build), "-t", "commands", TARGET).splitlines():
             words = tuple(word for word in shlex.split(line) if word not in (":", "&&"))
@@ -95,11 +95,11 @@ class Workshop:
         return [one for one in self.compilations if path in one.inputs]
 
     def is_library_part(self, compilation: Compilation) -> bool:
-        """Whether the object reaches the program through a library: the daemon's and the stand-in's do, a test's does not."""
+        """Whether the object is linked from a library: the daemon's and the stand-in's are, a test's is not."""
         return compilation.object not in self.link
 
     def command(self, one: Compilation, mutation: Mutation, place: pathlib.Path, *more: str) -> tuple[list[str], pathlib.Path]:
-        """Compiles an object of the mutant. @return the command and the object that it makes"""
+        """How to compile an object of the mutant. @return the command and the object that it makes"""
         overlay = place / "overlay"
         own = str(self.copy / mutation.file) == one.source
         source = str(overlay / mutation.file) if own else one.source
@@ -108,7 +108,7 @@ class Workshop:
         return [*one.command(overlay, source, str(target)), *more], target
 
     def link_command(self, objects: dict[str, str], program: pathlib.Path) -> list[str]:
-        """Objects of the program are replaced; those of a library stand in front of it, so that its own are not taken."""
+        """Replaces objects of the program. Objects of a library are linked before it, so that they take precedence."""
         words = [str(program) if word == f"bin/{TARGET}" else objects.get(word, word) for word in self.link]
         added = [new for old, new in objects.items() if old not in self.link]
         at = words.index("-o")
@@ -121,7 +121,7 @@ def copied_files(root: pathlib.Path) -> list[str]:
 
 
 def fingerprint(root: pathlib.Path) -> str:
-    """Changes with any file that a result depends on."""
+    """A fingerprint that changes with any file that a result depends on."""
     digest = hashlib.sha256()
     for name in copied_files(root):
         digest.update(name.encode() + b"\0" + (root / name).read_bytes() + b"\0")
@@ -129,7 +129,7 @@ def fingerprint(root: pathlib.Path) -> str:
 
 
 def copy_sources(root: pathlib.Path, copy: pathlib.Path) -> None:
-    """Brings the copy up to date; what has not changed keeps its time, so that it is not built again."""
+    """Updates the copy. Unchanged files keep their time, so that they are not built again."""
     wanted = copied_files(root)
     for name in wanted:
         source, target = root / name, copy / name

@@ -1,6 +1,6 @@
-"""The daemon does the same on the PC and on the target: one story, two transcripts, no difference.
+"""The daemon does the same on the PC and on the target: the two transcripts of one story do not differ.
 
-Environment: TRANSCRIPT_PC and TRANSCRIPT_TARGET name the files that the program `transcript` wrote on each.
+Environment: TRANSCRIPT_PC and TRANSCRIPT_TARGET name the files that the program `transcript` wrote on the two.
 """
 
 from __future__ import annotations
@@ -17,7 +17,7 @@ from transcripts import DIVIDER, PC, TARGET, differences
 
 SOURCES = pathlib.Path(__file__).resolve().parents[2] / "tesk"
 
-# Traces that are no errors and still need something to go wrong.
+# Traces that are not errors but still occur only when something goes wrong.
 MISFORTUNES = {
     "No active interfaces\\n": "the management port is always among them",
     "%s:Could not retrieve HW port number for ifindex [0x%x]\\n": "a context always has its number",

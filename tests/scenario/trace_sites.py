@@ -1,4 +1,4 @@
-"""The places in the daemon's sources that trace, and which of them a transcript shows."""
+"""Trace sites: the places in the daemon's sources that trace, and which of them a transcript shows."""
 
 from __future__ import annotations
 
@@ -19,7 +19,7 @@ class Site(NamedTuple):
     format: str
 
     def is_in(self, lines: list[str]) -> bool:
-        """Whether a line of this category has this text. The transcript shows a line end as it is written."""
+        """Whether a line of this category has this text. The transcript escapes line ends as the sources do."""
         text = ".*".join(re.escape(part) for part in CONVERSION.split(self.format))
         line = re.compile(rf"{self.category}[^:]*: {text}")
         return any(line.fullmatch(candidate) for candidate in lines)

@@ -1,10 +1,10 @@
-"""Compares what the daemon did in one story on two machines.
+"""Compare what the daemon did in one story on two machines.
 
 usage: transcripts.py PC TARGET
 
-The daemon's behaviour is equal line by line. Requests to the kernel module are equal in meaning: the same
-records, each in its machine's byte order, behind the request number that its machine's encoding gives.
-Exit status 0 when that is so, 1 with a diff otherwise, 2 for a file that is no transcript.
+The daemon's behaviour must be equal line by line. Requests to the kernel module must be equal in meaning: the
+same records, each in its machine's byte order and with the request number in its machine's encoding.
+Exit status: 0 when they are equal, 1 with a diff otherwise, 2 for a file that is no transcript.
 """
 
 from __future__ import annotations
@@ -29,7 +29,7 @@ RECORDS = {
 
 
 class Machine(NamedTuple):
-    """How a machine encodes a request: byte order, and the direction bits of a request's number."""
+    """How a machine encodes a request: the byte order, and the direction bits of the request number."""
     name: str
     order: str
     write: int
@@ -60,7 +60,7 @@ def number_of(machine: Machine, request: str) -> int:
 
 @functools.cache
 def meaning(machine: Machine, line: str) -> str:
-    """A request line as name and values; a line that the machine does not know stays as it is."""
+    """A request line as name and values; a line with an unknown request stays as it is."""
     number, _, record = line.partition(" ")
     for request, (_, layout) in RECORDS.items():
         if int(number, 16) == number_of(machine, request):
@@ -72,7 +72,7 @@ def meaning(machine: Machine, line: str) -> str:
 
 @functools.cache
 def padding_is_clear(machine: Machine, line: str) -> bool:
-    """The bytes between the fields carry nothing, so packing the values again gives the same record."""
+    """Whether the bytes between the fields are zero: packing the values again then gives the same record."""
     name, _, values = meaning(machine, line).partition(" ")
     if name not in RECORDS:
         return False
@@ -81,7 +81,7 @@ def padding_is_clear(machine: Machine, line: str) -> bool:
 
 
 def diff(pc: list[str], target: list[str], part: str, context: int) -> list[str]:
-    """From the first line that differs on; what is before it is long, and equal."""
+    """A diff from the first line that differs; what is before it is long, and equal."""
     first = next((place for place, (one, other) in enumerate(zip(pc, target)) if one != other),
                  min(len(pc), len(target)))
     start = max(first - context, 0)
@@ -91,7 +91,7 @@ def diff(pc: list[str], target: list[str], part: str, context: int) -> list[str]
 
 
 def differences(pc_text: str, target_text: str) -> list[str]:
-    """A unified diff of behaviour and of the requests' meaning; empty when both machines did the same."""
+    """A unified diff of the behaviour and of the meaning of the requests; empty if both machines did the same."""
     pc, target = parse(pc_text), parse(target_text)
     found = diff(pc.behaviour, target.behaviour, "", 2)
     sent = {machine: [meaning(machine, line) for line in transcript.requests]

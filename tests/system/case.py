@@ -1,8 +1,8 @@
 """A system test: the real daemon on the virtual chassis.
 
 A method marked `@in_chassis(…)` runs inside a chassis of its own: the runner starts `chassis run … -- python3 -m
-unittest THIS.TEST`, and in there the method's body runs. Afterwards nothing of the chassis may be left on the machine.
-The programs under test are those of the folder TESK_BIN, build/host/bin without it.
+unittest THIS.TEST`, which runs the body of the method. Afterwards nothing of the chassis may be left on the machine.
+The programs under test are in the folder TESK_BIN (default build/host/bin).
 """
 
 from __future__ import annotations
@@ -25,7 +25,7 @@ BOUND = 60.0
 
 
 def chassis(*words: object, timeout: float = BOUND, **more: object) -> subprocess.CompletedProcess:
-    """Runs the `chassis` program outside any sandbox, with a run folder of the test's own."""
+    """Runs the `chassis` program outside any sandbox, with the test's own run folder."""
     folder = ROOT / "build" / "system"
     folder.mkdir(parents=True, exist_ok=True)
     environment = os.environ | {"CHASSIS_RUN_DIR": str(folder), "PATH": f"{BIN}:{os.environ['PATH']}"} | more.pop("env", {})
@@ -34,7 +34,7 @@ def chassis(*words: object, timeout: float = BOUND, **more: object) -> subproces
 
 
 def in_chassis(description: str | None = None, *options: str):
-    """Marks a test that runs inside a chassis: the built-in one, or that of an example file."""
+    """Marks a test that runs inside a chassis: the built-in one, or the one of an example file."""
     def mark(method):
         @functools.wraps(method)
         def start(self: unittest.TestCase) -> None:
@@ -50,7 +50,7 @@ def in_chassis(description: str | None = None, *options: str):
 
 
 def description(text: str) -> str:
-    """A chassis description in a file of its own; the caller removes it."""
+    """Writes a chassis description to a file of its own. The caller removes the file."""
     with tempfile.NamedTemporaryFile("w", suffix=".yaml", delete=False, encoding="utf-8") as file:
         file.write(text)
     return file.name

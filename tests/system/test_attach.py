@@ -41,7 +41,7 @@ class Attach(unittest.TestCase):
         with socket.socket(socket.AF_PACKET, socket.SOCK_RAW, socket.ntohs(3)) as wire:
             wire.bind(("v0", 0))
             wire.settimeout(lab.BOUND)
-            # Auxiliary data tell of the tag, which the kernel takes off what it hands to a socket.
+            # The kernel removes the tag before it passes a frame to a socket; the auxiliary data carry it.
             wire.setsockopt(263, 8, 1)  # SOL_PACKET, PACKET_AUXDATA of <linux/if_packet.h>
             running = subprocess.Popen(
                 [str(BIN / "chassis"), "run", file, "--", "sh", "-c", script], stdin=subprocess.DEVNULL,

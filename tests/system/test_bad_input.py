@@ -1,4 +1,4 @@
-"""Wrong input gets one sentence on standard error, a status of 1 or 2, and leaves nothing running."""
+"""Wrong input causes one sentence on standard error and exit status 1 or 2, and leaves nothing running."""
 
 import os
 import subprocess

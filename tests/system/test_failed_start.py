@@ -1,5 +1,5 @@
-"""Each service that fails while the daemon starts: either the daemon ends with its words and its status and the
-chassis says so, or it goes on and serves."""
+"""A service fails while the daemon starts: either the daemon ends with its own message and exit status and the
+chassis reports that, or the daemon continues and serves."""
 
 import unittest
 

@@ -1,4 +1,4 @@
-"""Memory, start-up time and idle load, against the bounds that the product promises."""
+"""Memory, start-up time and idle load are within the limits that the product promises."""
 
 import json
 import os
@@ -39,7 +39,7 @@ class Figures(unittest.TestCase):
         state = lab.status()
         pids = [state["daemon"]["pid"], int(lab.run("pgrep", "-o", "-x", "chassis").stdout)]
         before, started = sum(map(processor_seconds, pids)), time.monotonic()
-        time.sleep(3)  # the measurement's window: there is no event to wait for
+        time.sleep(3)  # the measurement's period: there is no event to wait for
         load = (sum(map(processor_seconds, pids)) - before) / (time.monotonic() - started)
         self.assertLess(load, 0.01)
 

@@ -1,4 +1,4 @@
-"""When a chassis ends, however it ends, nothing of it is left on the machine."""
+"""However a chassis ends, nothing of it is left on the machine."""
 
 import os
 import pathlib
@@ -20,7 +20,7 @@ def machine() -> dict[str, object]:
         if entry.name.isdigit():
             try:
                 name, rest = re.fullmatch(r"\d+ \((.*)\) (.*)\n?", (entry / "stat").read_text()).groups()
-                dead = rest.startswith("Z")  # ended, and not yet reaped by the machine's own first process
+                dead = rest.startswith("Z")  # ended, but not yet reaped by the machine's first process
                 if name in ours and not dead:
                     processes.append((entry.name, name))
             except OSError:

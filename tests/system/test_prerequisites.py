@@ -1,4 +1,4 @@
-"""What the machine must have: without it, one sentence that says what is missing, and status 1."""
+"""Without a prerequisite on the machine, a program prints one sentence that says what is missing, and exits with 1."""
 
 import subprocess
 import unittest

@@ -1,4 +1,4 @@
-"""The start-up configuration, whole and broken."""
+"""The start-up configuration, intact and broken."""
 
 import os
 import pathlib

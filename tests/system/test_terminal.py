@@ -1,4 +1,4 @@
-"""The shell as somebody types at it: on a terminal of its own, with editing, completion, history and interruption."""
+"""The shell as a user types at it: on a terminal of its own, with editing, completion, history and interruption."""
 
 import os
 import unittest
@@ -28,7 +28,7 @@ class Terminal(unittest.TestCase):
         self.an_end_of_file_ends_the_shell()
 
     def enter(self, line: str, prompt: str = PROMPT) -> str:
-        """What the shell shows between the echo of the line and its next prompt."""
+        """Types a line. @return the output between the echo of the line and the next prompt"""
         self.shell.send(line + "\r")
         self.shell.expect_exact("\r\n")
         self.shell.expect_exact(prompt)

@@ -15,7 +15,7 @@
 
 namespace {
 
-/** Frees the entries of a table of chains. */
+/** Frees the entries of a hash table. */
 template <class Entry, size_t size, class Release>
 void empty(Entry *(&buckets)[size], Release release) {
   for (Entry *&head : buckets) {

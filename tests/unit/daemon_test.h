@@ -1,9 +1,9 @@
 /* The fixture of every unit test: a clean daemon on a fresh platform.
  *
- * A test starts as the process does, with all globals at their initial values and nothing allocated, and
- * ends with the checks of the stand-in. Between the two it calls the daemon's functions directly, or runs
- * the whole of main. A fixture derived from this one brings the daemon to the state that its tests are
- * about and forgets how it got there. */
+ * A test starts like the process, with all globals at their initial values and nothing allocated. It ends
+ * with the checks of the stand-in. In between it calls the daemon's functions directly, or runs the whole
+ * of main. A derived fixture brings the daemon to the state that its tests need and then forgets the record
+ * of that. */
 #pragma once
 
 #include <gtest/gtest.h>
@@ -19,12 +19,12 @@ class DaemonTest : public testing::Test {
   DaemonTest();
   ~DaemonTest() override;
 
-  /** Runs main until it ends, or waits for good in its loop. */
+  /** Runs main until it ends or would wait forever in its loop. */
   static Ending start();
 
   /** Starts the port layer, the VLAN table and the MAC table, with a bound queue and an open device. */
   static void bring_up_tables();
 
-  /** A message reaches the queue and the loop serves it. */
+  /** Puts a message into the queue and lets the loop serve it. */
   static void receive(Message message);
 };

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Lists the formats of all traces of the daemon, for a test that tries every one of them.
+"""List the formats of all traces of the daemon, for a test that tries each of them.
 
 usage: formats.py OUTPUT SOURCE…
 
-Writes a line FORMAT("format", argument, …) for each different format, each argument being text(), number()
-or unsigned_number(), which the test defines."""
+Writes one line FORMAT("format", argument, …) for each different format. An argument is text(), number() or
+unsigned_number(), which the test defines."""
 import pathlib
 import re
 import sys

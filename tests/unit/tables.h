@@ -1,12 +1,12 @@
-/* What the tests of the port and VLAN tables share: the lines that one step of the daemon leaves in the
- * record, and the short way to a table's state.
+/* Shared by the tests of the port and VLAN tables: the lines that one step of the daemon leaves in the
+ * record, and short ways to bring a table to a state.
  *
- * A step that several operations have in common (a port pushed to the kernel module, a VLAN's mask set)
- * is one expression here, so that a test's table shows the steps in their order and not their parts:
+ * A step that several operations share (a port pushed to the kernel module, a VLAN's mask set) is one
+ * expression here. So a test's table shows the order of the steps and not their parts:
  *
  *     expect(lines(port_pushed("0x1a000003 type 26 asic 3 [4095 blk]"), ltl_set(4095, 0x8), vlan_marked()));
  *
- * Every trace of a step is part of it, the empty ones of the kernel adapter included. */
+ * A step includes all of its traces, also the empty ones of the kernel adapter. */
 #pragma once
 
 #include <cstdarg>
@@ -24,7 +24,7 @@
 #include "tesk/tesk_vlan.h"
 #include "tests/unit/daemon_test.h"
 
-/** One table of expected lines out of lines and steps. */
+/** Joins lines and steps into one table of expected lines. */
 template <class... Parts>
 Lines lines(const Parts &...parts) {
   Lines all;
@@ -39,7 +39,7 @@ Lines lines(const Parts &...parts) {
   return all;
 }
 
-/** A text, printf style. */
+/** Formats a text as printf does. */
 __attribute__((format(printf, 1, 2))) inline std::string format(const char *pattern, ...) {
   char text[512];
   va_list arguments;
@@ -49,7 +49,7 @@ __attribute__((format(printf, 1, 2))) inline std::string format(const char *patt
   return text;
 }
 
-/** What begins a traced text: the name of the function that traces. */
+/** A trace whose text begins with the name of the function that traces. */
 inline Line control_of(const std::string &function, const std::string &text) {
   return control(function, function + text);
 }
@@ -112,17 +112,17 @@ inline Lines deactivated(uint32_t vlan, uint32_t token) {
       format("ltlsvc_send_ltl_dealloc(30, 0, 7, %u, 0, 0)", vlan), token_kept(vlan, token));
 }
 
-/** An interface index becomes the ASIC port of the same number. */
+/** An interface index is converted to the ASIC port of the same number. */
 inline Lines converted(uint32_t if_index) {
   return lines(format("ltlsvc_lib_ifidx_to_di(0x%x)", if_index),
                control_of("tesk_ifindex_to_kes_port",
                           format(":IfIndex [0x%x], Kestrix Port[%u]\n", if_index, if_index & 0xffff)));
 }
 
-/** The key of a CIN VLAN's record as the store's operations show it. */
+/** The key of a CIN VLAN's record (CIN: chassis internal network) as the record of a test shows it. */
 inline std::string shown_key(uint32_t vlan) { return format("00000000%08x", vlan); }
 
-/** The look at whether a VLAN is in the running store; `result` is "exists" or "does not exist". */
+/** A VLAN is looked up in the running store; `result` is "exists" or "does not exist". */
 inline Lines looked_up(uint32_t vlan, const char *result) {
   return lines("kvs_fetch(1, " + shown_key(vlan) + ")",
                control_of("tesk_kvs_get_cin_vlan_config",
@@ -141,12 +141,12 @@ inline Lines unstored(uint32_t vlan) {
                           format(": VLAN (%u) configuration deleted from KVS\n", vlan)));
 }
 
-/** A VLAN leaves the ports, none of which is a member, the management side, the store and the table. */
+/** A VLAN without member ports is removed from the management side, the store and the table. */
 inline Lines removed(uint32_t vlan) {
   return lines(control_of("tesk_port_vlan_delete", ":\n"), port_marked(), unstored(vlan), vlan_removed(vlan));
 }
 
-/** The VLAN manager is told that this program is, or is no longer, a feature in VLANs. */
+/** The program sends the VLAN manager that it is, or no longer is, a feature in VLANs. */
 inline Lines feature_sent(const char *opcode, const std::string &text, uint32_t token, const char *name) {
   return lines(format("fu_qbus_send(30, {node 0xfe000000, sap 167}, %s, '%s', 0, 0)", opcode, text.c_str()),
                format("qbus_drop(30, request %u)", token),
@@ -174,7 +174,7 @@ inline vlan_bitset_t vlan_set(const std::vector<uint32_t> &vlans) {
 
 inline std::string shown_set(const vlan_bitset_t &set) { return shown_bits(&set); }
 
-/** A context that is in no table; the test or the table it is put into frees it. */
+/** A context that is in no table. The test frees it, or the table that it is entered in. */
 inline tesk_port_t *loose_port(uint32_t if_index, uint8_t asic_port) {
   auto *port = static_cast<tesk_port_t *>(std::calloc(1, sizeof(tesk_port_t)));
   port->if_idx = if_index;
@@ -184,7 +184,7 @@ inline tesk_port_t *loose_port(uint32_t if_index, uint8_t asic_port) {
   return port;
 }
 
-/** An entry of the VLAN table; null for an absent VLAN. */
+/** The entry of a VLAN in the VLAN table; null if there is none. */
 inline const vlan_hash_entry_t *vlan_entry(uint16_t vlan) {
   vlan_hash_entry_t **link = tesk_vlan_hash_find_(vlan);
   return link == nullptr ? nullptr : *link;
@@ -209,32 +209,32 @@ inline Bytes state_notice(const std::vector<portsvc_l2_port_state_t> &ports) {
   return payload;
 }
 
-/** The interface manager reports ports; the handler runs. */
+/** Runs the handler with a notice in which the interface manager reports ports. */
 inline void report(const Bytes &notice) {
   qbus_msg_ref_t message = hold({.opcode = QBUS_OPC_PORTSVC_L2_PROTOCOL_STATE_CHANGE, .payload = notice});
   tesk_handle_l2_protocol_state_changed_msg(&message);
 }
 
-/** A port is up in VLANs, and how it got there is forgotten. @return its context */
+/** Brings a port up in VLANs and forgets the record of that. @return its context */
 inline tesk_port_t *port_is_up(uint32_t if_index, const std::vector<uint32_t> &vlans) {
   report(state_notice({port_state(if_index, PORTSVC_LINK_UP, vlans)}));
   forget();
   return tesk_ifindex_hash_find(if_index);
 }
 
-/** A shell command reaches its function with a handle. */
+/** Calls the function of a shell command with the command's handle. */
 inline void run_command(const Command &command, void (*function)(cmd_rx_handle_t *, qbus_msg_ref_t *)) {
   qbus_msg_ref_t message = hold(message_of_command(command));
   const std::unique_ptr<uint64_t[]> scratch(new uint64_t[cmd_req_handle_get_1(&message) / 8 + 1]);
   function(cmd_req_handle_get_2(&message, scratch.get()), &message);
 }
 
-/** A payload that ends early. */
+/** The first `length` bytes of a payload. */
 inline Bytes cut(const Bytes &whole, size_t length) {
   return {whole.begin(), whole.begin() + static_cast<ptrdiff_t>(length)};
 }
 
-/** The fixture of a daemon whose tables are up, with CIN VLANs from its store. */
+/** Fixture of a daemon whose tables are up, with CIN VLANs from its store. */
 class TablesTest : public DaemonTest {
  protected:
   explicit TablesTest(const std::vector<int32_t> &cin_vlans = {}) {

@@ -11,7 +11,7 @@ namespace {
 constexpr int32_t set_request = 3, delete_request = 4;
 constexpr int32_t other_requests[] = {-1, 0, 1, 2, 5, 6, 7};
 
-/** A request: its header, with what it says of its body's length, and the body. */
+/** A request: its header, which states `data_size` as the length of the body, and the body. */
 Bytes request(int32_t kind, uint32_t data_size, const Bytes &body) {
   return Payload().raw(kind).u32(data_size).zeros(NCFG_HEADER_BYTES - 8).bytes(body);
 }
@@ -88,7 +88,7 @@ TEST_F(DebugRequest, OfAnotherKindForControlLeavesTheFlag) {
 }
 
 TEST_F(DebugRequest, ForControlRecordsItsBareTextOnlyWhilePacketsAreRecorded) {
-  when("tracekit_hist_event_subtype_check").call(4).returns(1);  // after Enter, Set, Flag: the bare text
+  when("tracekit_hist_event_subtype_check").call(4).returns(1);  // after Enter, Set and Flag: the bare text
   asks(set_request, 1);
   expect(lines(acknowledged, trace("DBG_CTRL Set\n"), trace("$$$$ CTRL Flag ON!! $$$$\n"), done));
 }
@@ -344,7 +344,7 @@ TEST_F(ShellRequest, WithoutMemoryForItsHandleIsRefused) {
   expect(refused);
 }
 
-// Taken before any test runs: a program's start leaves the switch as it is.
+// Read before any test runs: the switch as it is when the program starts.
 const boolean disabled_at_start = tesk_l2switch_disable;
 
 TEST(RelaySwitch, IsOnWhenTheProgramStarts) { EXPECT_FALSE(disabled_at_start); }

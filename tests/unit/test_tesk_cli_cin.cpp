@@ -1,4 +1,4 @@
-/* The CIN VLAN command, plain and "no" form, and its answers. */
+/* The command for CIN VLANs (chassis internal network), its plain and "no" forms, and its answers. */
 #include "tesk/tesk_cli.h"
 #include "tests/unit/tables.h"
 
@@ -12,7 +12,7 @@ using Ranges = std::vector<std::pair<uint32_t, uint32_t>>;
 Line ok() { return "cmd_rsp_send_ok(command 3)"; }
 Line nok(const std::string &text) { return Line("cmd_rsp_send_nok(command 3, 0, '" + text + "')"); }
 
-/** What a command begins with once its list is accepted. */
+/** The first lines of a command whose list is accepted. */
 Lines started(int is_no_form) {
   return lines(control(command, format("is_del[%d]\n", is_no_form)), "cmd_mrange_create(0x13030007)");
 }
@@ -32,7 +32,7 @@ Line not_configured(uint32_t vlan) {
 Line set_succeeded() { return control(command, "tesk_send_set_feat_in_vlan succeeded.\n"); }
 Line unset_succeeded() { return control(command, "tesk_send_unset_feat_in_vlan succeeded.\n"); }
 
-/** The rejected ranges that go with an answer. */
+/** The rejected ranges in an answer. */
 Lines rejected(const Ranges &ranges) {
   Lines all = {"cmd_mrange_create(0x13030007)"};
   for (const auto &[lower, upper] : ranges)
@@ -137,7 +137,7 @@ TEST_F(CinCommand, ForNoRangesDoesNothingAndSucceeds) {
 }
 
 TEST_F(CinCommand, MarksTheTwoExcludingFeaturesAndItsOwnInTheirMaps) {
-  when("bitset_set_bit").call(3).returns(0);  // met only when all three are marked
+  when("bitset_set_bit").call(3).returns(0);  // is used only if all three are marked
   configure(Ranges{});
   expect(lines(started(0), ok()));
 }
@@ -230,7 +230,7 @@ TEST_F(CinCommand, ForTheSameVlansOverAndOverSucceedsEachTime) {
 TEST_F(CinCommand, AnnouncesNoMoreVlansThanItHasRoomFor) {
   for (uint16_t vlan = 101; vlan <= 170; ++vlan) EXPECT_TRUE(tesk_vlan_hash_insert(vlan));
   when("vlan_feat_create_build_qbus_local").returns(12).gives(-1);
-  configure(Ranges(64, {101, 170}));  // 64 x 70 successes, each configured already
+  configure(Ranges(64, {101, 170}));  // 64 x 70 successes; all are already configured
   EXPECT_EQ(count_of(error(command, "tesk_send_set_feat_in_vlan failed for 4094 vlans.\n")), 1u);
   EXPECT_EQ(count_of(ok()), 1u);
   ignore_rest();
@@ -334,7 +334,7 @@ TEST_F(NoCinCommand, NeverFillsTheLastByteOfItsBufferWithText) {
   Ranges odd = {{10, 10}, {901, 901}};
   for (uint32_t vlan = 1001; odd.size() < 27; vlan += 2) odd.emplace_back(vlan, vlan);
   no_configure(odd);
-  std::string text = "901";  // with 25 more it would be 128 long
+  std::string text = "901";  // 25 more would make it 128 long
   for (uint32_t vlan = 1001; vlan <= 1047; vlan += 2) text += "," + std::to_string(vlan);
   EXPECT_EQ(count_of(nok("Failed to delete CIN VLAN(s) " + text + "\n")), 1u);
   ignore_rest();

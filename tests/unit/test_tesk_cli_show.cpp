@@ -11,14 +11,14 @@ Line attribute(uint32_t id, uint32_t value) {
   return Line(format("cmd_rsp_attr_add(0x%x, 0x%x, 4)", id, value));
 }
 
-/** One record as it is answered. */
+/** The lines of one record in an answer. */
 Lines answered(uint32_t if_index, Counters counters) {
   return {attribute(0x14c20004, if_index), attribute(0x14c20006, counters.tx_ucast),
           attribute(0x14c20007, counters.tx_mcast), attribute(0x14c20008, counters.rx_ucast),
           attribute(0x14c20009, counters.rx_mcast)};
 }
 
-/** A record of a port that the kernel module knows, read. */
+/** Counters are read of a port that the kernel module knows. */
 Lines counters_read(uint32_t if_index) {
   return lines(entered("tesk_krnl_get_port_counters"),
                format("ioctl(31, get_port_counters, 0x%x)", if_index));
@@ -70,7 +70,7 @@ TEST_F(ShowCounters, OfARangeAnswersItsPortsInOrder) {
 }
 
 TEST_F(ShowCounters, PutTheNameOfEachInterfaceTogether) {
-  when("snprintf_if_index").call(3).returns(0);  // met only when each of the three is named
+  when("snprintf_if_index").call(3).returns(0);  // is used only if each of the three is named
   of(interface_ranges({{ethernet(3), ethernet(5)}}));
   EXPECT_EQ(count_of(sent), 1u);
   ignore_rest();

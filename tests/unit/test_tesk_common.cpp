@@ -1,11 +1,11 @@
-/* What every file of the daemon shares, as the program starts with it. */
+/* Variables that every file of the daemon shares: their values when the program starts. */
 #include "tesk/tesk_common.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
-// Taken before any test runs.
+// Read before any test runs.
 const boolean vorlund_at_start = vorlund_platform;
 const boolean relay_off_at_start = tesk_l2switch_disable;
 const boolean heartbeat_sent_at_start = tesk_overseer_hbt_sent;

@@ -21,7 +21,7 @@ size_t entries() {
 class MacTable : public DaemonTest {
  protected:
   MacTable() { tesk_init_fib(); }
-  ~MacTable() override { expect({}); }  // the table calls nobody and traces nothing
+  ~MacTable() override { expect({}); }  // the table makes no calls and traces nothing
 
   static tesk_port_t *learnt_on(const Mac &mac, uint16_t vlan = 100) {
     return tesk_fib_hash_lookup(mac.data(), vlan);

@@ -1,5 +1,5 @@
-/* The MAC table with so many addresses that it is indexed: it stays the same table, and finding an address
- * takes few compares whatever pattern the addresses have. */
+/* The MAC table with so many addresses that it has an index: its contents stay the same, and finding an
+ * address takes few compares whatever pattern the addresses have. */
 #include "tesk/tesk_fib_index.h"
 
 #include <algorithm>
@@ -20,7 +20,7 @@ Mac address(uint32_t number) {
           0x55, static_cast<uint8_t>(number >> 8),  static_cast<uint8_t>(number)};
 }
 
-/** What the table has to be: its chains, from their heads. */
+/** What the table must contain: its chains, each from its head. */
 class ReferenceTable {
  public:
   struct Entry {
@@ -49,7 +49,7 @@ class ReferenceTable {
   std::array<Chain, 32> chains_;
 };
 
-/** Every entry is in its place in its chain, and is found by the link that leads to it. */
+/** Whether each entry is in its place in its chain, and a look-up returns the link to it. */
 ::testing::AssertionResult equal(const ReferenceTable &reference) {
   for (uint8_t bucket = 0; bucket < 32; ++bucket) {
     tesk_fib_entry_t **link = &fib_bucket[bucket];
@@ -178,7 +178,7 @@ TEST_F(ManyAddresses, AreIndexedAnewAfterTheIndexWasLost) {
 
 TEST_F(ManyAddresses, AreWalkedWhileMemoryForMoreIsShort) {
   learn_range(0, 256, &ports[0]);
-  fail_allocation(2);  // the first is the entry
+  fail_allocation(2);  // the first allocation is the entry
   learn_range(256, 257, &ports[0]);
   EXPECT_FALSE(is_indexed());
   EXPECT_EQ(live_blocks(), 257u);
@@ -228,7 +228,7 @@ TEST_F(ManyAddresses, AreForgottenAtStartUpWithTheIndex) {
 
 /* ---- patterns ---- */
 
-/** How many entries are compared with an address until it is found, or known to be unknown. */
+/** How many entries are compared with an address until it is found, or found to be unknown. */
 uint32_t compares(const Mac &mac) {
   uint32_t count = 0;
   const auto is_it = [&](const tesk_fib_entry_t *entry) {
@@ -298,7 +298,7 @@ TEST_P(Pattern, HasAsManyAddressesAsNumbers) {
 INSTANTIATE_TEST_SUITE_P(Addresses, Pattern, testing::ValuesIn(address_patterns),
                          [](const auto &pattern) { return std::string(pattern.param.name); });
 
-/** On processors of either byte order. */
+/** The same on processors of either byte order. */
 TEST(AddressHash, IsMadeOfTheBytesInTheirOrder) {
   EXPECT_EQ(tesk_fib_index_hash(Mac{0, 0, 0, 0, 0, 0}.data()), 0u);
   EXPECT_EQ(tesk_fib_index_hash(Mac{0x02, 0, 0, 0, 0, 0x01}.data()), 0xb173da7du);

@@ -1,4 +1,5 @@
-/* Formats taken apart by the compiler: every format of the daemon against snprintf, with random arguments. */
+/* Formats that are parsed at compile time: compares every format of the daemon with snprintf, with random
+ * arguments. */
 #include "tesk/tesk_format.h"
 
 #include <gtest/gtest.h>
@@ -16,7 +17,7 @@ namespace {
 constexpr size_t buffer_bytes = 1024;
 constexpr int runs_of_each_format = 4096;
 
-/** The same arguments on every run and on every machine. */
+/** Returns the same words in every run and on every machine. */
 uint32_t random_word() {
   static uint64_t state = 0x9e3779b97f4a7c15;
   state ^= state << 13;
@@ -25,7 +26,7 @@ uint32_t random_word() {
   return static_cast<uint32_t>(state >> 32);
 }
 
-/** Numbers of all lengths, and those at which something changes. */
+/** Returns numbers of all lengths, and boundary values. */
 uint32_t random_number() {
   constexpr std::array<uint32_t, 10> edges = {0,     1,          9,          10,         9999,
                                               10000, 0x7fffffff, 0x80000000, 0xfffffffe, 0xffffffff};
@@ -37,7 +38,7 @@ uint32_t random_number() {
 int32_t number() { return static_cast<int32_t>(random_number()); }
 uint32_t unsigned_number() { return random_number(); }
 
-/** Mostly short as names are, now and then so long that the message is cut in any of its parts. */
+/** Mostly as short as names; sometimes so long that any part of the message can be cut. */
 const char *text() {
   static const std::string characters = [] {
     std::string all;
@@ -71,7 +72,7 @@ template <tesk_format_text Format, class... Arguments>
                                        << buffer.data() << "\n  length   " << length;
 }
 
-/** The daemon's buffer, and now and then one that cuts the message where it likes. */
+/** Mostly the size of the daemon's buffer; sometimes one that cuts the message anywhere. */
 size_t random_size() { return random_word() % 8 == 0 ? 1 + random_word() % 128 : buffer_bytes; }
 
 template <tesk_format_text Format, class Arguments>

@@ -1,4 +1,4 @@
-/* The interface-index table: buckets, entering, finding, taking out, and its mirror in the kernel module. */
+/* The interface-index table: buckets, inserting, finding, deleting, and its mirror in the kernel module. */
 #include <iterator>
 
 #include "tesk/tesk_krnl_adapter.h"
@@ -10,7 +10,7 @@ constexpr uint32_t unknown_type = 0x99000001;
 
 class InterfaceTable : public TablesTest {
  protected:
-  /** Enters a fresh context and forgets how. */
+  /** Inserts a new context and forgets the record of that. */
   static tesk_port_t *has(uint32_t if_index) {
     tesk_port_t *port = loose_port(if_index, static_cast<uint8_t>(if_index));
     EXPECT_TRUE(tesk_ifindex_hash_insert(if_index, port));
@@ -138,7 +138,7 @@ TEST_F(InterfaceTable, TakesAMiddleEntryOutAndKeepsItsNeighbours) {
   EXPECT_EQ(tesk_ifindex_hash_find(ethernet(35)), nullptr);
   EXPECT_NE(tesk_ifindex_hash_find(ethernet(3)), nullptr);
   EXPECT_NE(tesk_ifindex_hash_find(port_channel(3)), nullptr);
-  std::free(middle);  // the context is not the table's to free
+  std::free(middle);  // the table does not free the context
 }
 
 TEST_F(InterfaceTable, TakesAnEntryOutThoughTheKernelModuleRefuses) {

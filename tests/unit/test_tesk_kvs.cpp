@@ -1,4 +1,4 @@
-/* The stores: how the startup and running stores come to be at start, and the save request. */
+/* The stores: how the startup and running stores are created at start, and the save request. */
 #include "tesk/tesk_kvs.h"
 
 #include "opal/overseer.h"
@@ -8,7 +8,7 @@ namespace {
 
 class Stores : public DaemonTest {
  protected:
-  /** An existing store with a version, open. */
+  /** Makes a startup store of this version and opens it. */
   static uint32_t startup_of_version(uint32_t version, const std::vector<int32_t> &vlans = {}) {
     store(startup_store).versions[1] = version;
     store_cin_vlans(startup_store, vlans);
@@ -105,7 +105,7 @@ class RunningStore : public Stores {
   static constexpr const char *maker = "tesk_kvs_create_and_open_config_kvs";
   static constexpr uint32_t untouched = 99;
 
-  /** Makes the running store from a reference, 0 for none. */
+  /** Makes the running store from a reference store; 0 for none. */
   rcode_t make(uint32_t reference) {
     char uri[] = "running:tesk_cfg";
     return tesk_kvs_create_and_open_config_kvs(uri, &handle, reference);
@@ -113,7 +113,7 @@ class RunningStore : public Stores {
 
   static Line failed(const std::string &text) { return error_of(maker, text); }
 
-  /** A fresh store whose handle is `created`, up to its opening. */
+  /** A new store with the handle `created` is made, up to its opening. */
   static Lines made_fresh(uint32_t created) {
     return {"kvs_create('running:tesk_cfg')", Line(format("kvs_version_set(%u, 1, 0x1)", created)),
             Line(format("kvs_max_value(%u, 256)", created))};
@@ -252,7 +252,7 @@ TEST_F(RunningStore, IsMadeUnderTheRunningUriFromTheOpenStartupStore) {
   ignore_rest();
 }
 
-// Taken before any test runs: a program's start leaves the handles as they are.
+// Read before any test runs: the handles as they are when the program starts.
 const kvs_service_t handles_at_start[] = {tesk_debug_kvs, tesk_kvs_cfg, tesk_kvs_startup_cfg};
 
 TEST(StoreHandles, AreNoneWhenTheProgramStarts) {

@@ -18,7 +18,7 @@ class CinRecords : public DaemonTest {
   static const auto &records() { return store(running_store).records; }
 };
 
-/** What the listing answers; its list is freed. */
+/** The result of the listing. Frees the list. */
 struct Listing {
   explicit Listing(kvs_service_t kvs = 1) {
     uint16_t count = 99;

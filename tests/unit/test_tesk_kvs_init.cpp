@@ -1,4 +1,4 @@
-/* The stores at start, and how the debug store comes to be. */
+/* The stores at start, and how the debug store is created. */
 #include "tesk/tesk_kvs.h"
 #include "tests/unit/tables.h"
 
@@ -140,7 +140,7 @@ TEST_F(DebugStore, HasItsVersionSetOrReportsMinusOne) {
 
 class StoresAtStart : public DaemonTest {
  protected:
-  /** An existing store with a version, open. */
+  /** Makes a startup store of this version and opens it. */
   static uint32_t startup_of_version(uint32_t version, const std::vector<int32_t> &vlans = {}) {
     store(startup_store).versions[1] = version;
     store_cin_vlans(startup_store, vlans);

@@ -12,7 +12,8 @@
 
 namespace {
 
-/** Blades on ASIC ports 3 and 4, members of the SoL VLAN and of CIN VLAN 100, all forwarding. */
+/** Blades on ASIC ports 3 and 4, members of the SoL VLAN (serial over LAN) and of CIN VLAN 100 (chassis
+ * internal network), all forwarding. */
 class Relay : public DaemonTest {
  protected:
   Relay() {
@@ -41,7 +42,7 @@ class Relay : public DaemonTest {
 
   static void learn(const Mac &mac, tesk_port_t *port) { tesk_fib_hash_insert(mac.data(), port, 100); }
 
-  /** One management frame is relayed; the drain ends with an empty socket. */
+  /** Lets the relay drain the management socket, which holds one frame. */
   static void from_management(const Bytes &frame) {
     arrives(second_socket, frame);
     EXPECT_EQ(tesk_rx_mgmt(), -1);
@@ -161,7 +162,7 @@ TEST_F(Relay, DropsAFrameOfAVlanThatNobodyConfigured) {
 }
 
 TEST_F(Relay, TakesTheVlanFromTheLowTwelveBitsOfTheTag) {
-  from_management(tagged_frame(blade_mac, amm_mac, 0));  // the upper bits are all set
+  from_management(tagged_frame(blade_mac, amm_mac, 0));  // the upper bits of the tag are all set
   expect({read_mgmt, rx_mgmt("Received traffic over non-SoL/CIN VLAN(0)\n"), read_mgmt});
 }
 
@@ -461,7 +462,7 @@ TEST_F(Relay, DropsAFrameOfAVlanThatItsPortIsNotAMemberOf) {
   expect_counts(blade->rx_stats, 0, 0);
 }
 
-/* Each fault is mended in its turn; the last that is left is the VLAN. */
+/* The test corrects one fault after the other; the last one left is the VLAN. */
 TEST_F(Relay, NamesTheFirstOfAFramesFaults) {
   Bytes whole = from_asic(20, untagged_frame(amm_mac, blade_mac));
   whole[1] = whole[2] = 0;

@@ -1,4 +1,4 @@
-/* The relay's two sockets: how they are opened, and what each failure leaves behind. */
+/* The relay's two sockets: how they are opened, and what remains after each failure. */
 #include <cerrno>
 
 #include "tesk/tesk_l2switch.h"
@@ -16,7 +16,7 @@ class RelaySockets : public DaemonTest {
     expect(lines, location);
   }
 
-  /** The lines of the in-band socket, with the first `count` of them. */
+  /** The first `count` lines of the in-band socket. */
   static Lines inband(size_t count = 5) {
     return first(
         {"socket(17, 3, 0xf102)", "fcntl(41, F_GETFL)", "fcntl(41, F_SETFL, O_RDWR|O_NONBLOCK)",
@@ -24,7 +24,7 @@ class RelaySockets : public DaemonTest {
         count);
   }
 
-  /** The in-band socket's lines and the first `count` of the management socket. */
+  /** The lines of the in-band socket and the first `count` lines of the management socket. */
   static Lines both(size_t count = 5) {
     Lines lines = inband();
     const Lines more =

@@ -124,7 +124,7 @@ class PortContext : public TablesTest {
     return port;
   }
 
-  /** The SoL VLAN is missing from its table. */
+  /** Removes the SoL VLAN (serial over LAN) from the VLAN table. */
   static void sol_is_absent() {
     ASSERT_TRUE(tesk_vlan_hash_delete(4095));
     forget();
@@ -349,7 +349,7 @@ TEST_F(PortContext, IsDeletedThoughTheSolVlanIsAbsent) {
   expect(lines(error_of(deletion, ":Failed to retrieve Kestrix Port ID\n"), port_removed(ethernet(3))));
 }
 
-/* The entry once kept pointing at the context that had been freed, and the next walk read it. */
+/* Once the entry kept its pointer to the freed context, and the next walk read that. */
 TEST_F(PortContext, WhoseEntryCannotBeFoundAtItsEndLeavesTheEntryWithoutContext) {
   ASSERT_NE(tesk_create_port_context(ethernet(3), 3), nullptr);
   const ifindex_hash_entry_t *entry = *tesk_ifindex_hash_find_(ethernet(3));
@@ -361,7 +361,7 @@ TEST_F(PortContext, WhoseEntryCannotBeFoundAtItsEndLeavesTheEntryWithoutContext)
   ignore_rest();
 }
 
-/* The entry was looked up a second time, and the answer was not looked at. */
+/* Once the entry was looked up a second time, and the result was not checked. */
 TEST_F(PortContext, ThatCannotJoinTheSolVlanNeedsNoSecondLookUpOfItsEntry) {
   sol_is_absent();
   when("if_index_get_port").call(3).returns(RCODE_INVALID);

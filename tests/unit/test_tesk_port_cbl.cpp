@@ -1,4 +1,4 @@
-/* CBL notices: in which VLANs each port forwards. */
+/* CBL notices, which say in which VLANs each port forwards. */
 #include "tesk/tesk_krnl_adapter.h"
 #include "tests/unit/tables.h"
 
@@ -27,7 +27,7 @@ void announce(const Bytes &notice) {
 
 Line printed(const std::string &set) { return control_of(one_port, ": Port 1a000003 CBL[" + set + "]\n"); }
 
-/** A VLAN's forwarding ports after port 3 changed. */
+/** A VLAN's forwarding ports change because of port 3. */
 Lines vlan_now(uint32_t vlan, uint32_t cbl) {
   return lines(entry_marked(), control_of("tesk_vlan_cbl_change_one_port",
                                           format(": Port[1a000003], VLAN[%u], CBL[%05x]\n", vlan, cbl)));

@@ -1,4 +1,4 @@
-/* Port state notices: contexts that come and go, VLANs that ports join and leave, the shadow set. */
+/* Port state notices: creating and deleting contexts, ports that join and leave VLANs, the shadow set. */
 #include "tesk/tesk_krnl_adapter.h"
 #include "tests/unit/tables.h"
 
@@ -27,7 +27,7 @@ Line instance_deleted(uint32_t if_index) {
   return control_of(handler, format(":Instance deleted for Port (0x%x)\n", if_index));
 }
 
-/** A physical port's context is created while the SoL VLAN has no other port. */
+/** A physical port's context is created while the SoL VLAN (serial over LAN) has no other port. */
 Lines created(uint32_t port) {
   return lines(converted(ethernet(port)),
                port_pushed(format("0x%x type 26 asic %u [4095 blk]", ethernet(port), port)),
@@ -44,14 +44,14 @@ Line exists(uint32_t port) {
   return control_of(handler, format(":TESK Port (0x%x)UP and instance exists\n", ethernet(port)));
 }
 
-/** A port of the vorlund board turns out to be a downlink. */
+/** A port of the vorlund board is found to be a downlink. */
 Lines downlink(uint32_t port) {
   return lines(
       converted(ethernet(port)),
       control_of("tesk_port_is_downlink_ifindex", format(":IfIndex [0x%x] Downlink Port\n", ethernet(port))));
 }
 
-/** A daemon with the CIN VLAN 10. */
+/** A daemon with CIN VLAN 10 (chassis internal network). */
 class PortState : public TablesTest {
  protected:
   PortState() : TablesTest({10}) {}

@@ -137,7 +137,7 @@ TEST_F(Downlink, IsDeniedToAnIndexThatCannotBeConvertedOnTheVorlundBoard) {
       error_of("tesk_port_is_downlink_ifindex", ":Failed to derive Kestrix port for ifindex 0x1a000003\n")));
 }
 
-/** A context of a port-channel, and one of a port, in no table. */
+/** A context of a port-channel or of a port, in no table. */
 class PortMap : public TablesTest {
  protected:
   ~PortMap() override { std::free(port); }

@@ -1,4 +1,4 @@
-/* Walks over the port contexts: a VLAN taken out of all, the ports of a VLAN, the ports to be pushed. */
+/* Walks over the port contexts: removing a VLAN from all, listing a VLAN's ports, listing dirty ports. */
 #include "tesk/tesk_krnl_adapter.h"
 #include "tests/unit/tables.h"
 
@@ -13,19 +13,19 @@ class PortWalk : public TablesTest {
     return port;
   }
 
-  /** An entry whose context failed after it was entered. */
+  /** Inserts an entry whose context failed after that. */
   static void has_entry_without_context(uint32_t if_index) {
     EXPECT_TRUE(tesk_ifindex_hash_insert(if_index, nullptr));
     forget();
   }
 
-  /** Ports 0 … count-1, each with a VLAN in its shadow set. */
+  /** Creates ports 0 … count-1, each with a VLAN in its shadow set. */
   static void shadows_hold(uint32_t count, uint16_t vlan) {
     for (uint32_t i = 0; i < count; ++i) tesk_port_shadow_add_vlan(has(ethernet(i)), vlan);
   }
 };
 
-/** What the shadow look-up answers; its list is freed. */
+/** The result of the look-up in the shadow sets. Frees the list. */
 struct PortList {
   explicit PortList(uint16_t vlan) {
     uint32_t size = 99;

@@ -104,7 +104,7 @@ TEST(QueueRecords, LieAsTheMessageServiceReadsThem) {
   EXPECT_EQ(sizeof(qbus_addr_t), 8u);
 }
 
-/** Messages reach a daemon with one VLAN record that waits to be pushed to the kernel module. */
+/** A daemon with one VLAN record that waits to be pushed to the kernel module. */
 class Dispatch : public DaemonTest {
  protected:
   Dispatch() {
@@ -165,8 +165,8 @@ TEST_F(Dispatch, DropsTheSupervisorsMessageWithoutSynchronising) {
   expect({"qbus_recv(30, 0)", "overseer_dispatch(message 0x5c2d)", "qbus_drop(30, message 0x5c2d)"});
 }
 
-/** Answers that hand no message to the program. An opcode that nobody serves: a handler that is asked for it
- * traces an error. */
+/** Answers with which the program must not handle the message. No handler serves its opcode, so that an
+ * attempt to dispatch it traces an error. */
 class DispatchOfATakenMessage : public Dispatch, public testing::WithParamInterface<int> {};
 
 INSTANTIATE_TEST_SUITE_P(Answers, DispatchOfATakenMessage, testing::Values(-2, 2));

@@ -1,4 +1,4 @@
-/* Running-configuration text: "cin" and "no cin" under the VLANs that were asked about. */
+/* Running-configuration text: "cin" and "no cin" under the requested VLANs. */
 #include "tesk/tesk_cli.h"
 #include "tesk/tesk_kvs.h"
 #include "tesk/tesk_qbus.h"
@@ -12,14 +12,14 @@ constexpr int running = 1, startup = 2;
 
 Line trace(const std::string &text) { return control(callback, text); }
 
-/** What every answer begins with. */
+/** The first lines of every answer. */
 Lines described(int configuration, int display) {
   return {"rcgen_elem_add(738, 1, 11)", "rcgen_elem_property_set(1, 2)",
           "rcgen_elem_dependency_add(1, 383, 2)",
           trace(format("info: rcgen type %d, display type %d\n", configuration, display))};
 }
 
-/** The walk over a store that holds some VLANs. */
+/** The walk over a store that holds this many VLANs. */
 Lines listed(uint32_t handle, uint32_t vlans) {
   Lines walk = {Line(format("kvs_move2location(%u, 1)", handle))};
   for (uint32_t i = 0; i < vlans; ++i) walk.push_back(Line(format("kvs_move2location(%u, 3)", handle)));

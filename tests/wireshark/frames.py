@@ -11,5 +11,5 @@ FROM_HOST = bytes.fromhex("91 01 08 00 40 00 00 00 00 00")
 
 
 def ping(number: int) -> bytes:
-    """Pings that differ."""
+    """Pings that differ by number."""
     return PING[:-1] + bytes([number])

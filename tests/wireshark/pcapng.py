@@ -12,7 +12,7 @@ START = 1_700_000_000_123_456_789  # nanoseconds
 
 @dataclass
 class Packet:
-    """What passes a point. `at`: nanoseconds after the capture's start; `wire_length`: of a packet that was cut."""
+    """A packet at a point. `at`: nanoseconds after the capture's start; `wire_length`: full length of a cut packet."""
 
     point: str
     data: bytes

@@ -1,4 +1,4 @@
-"""Runs tshark with the dissector over packets, and reads what it says of each."""
+"""Runs tshark with the dissector over packets, and reads its dissection of each."""
 
 from __future__ import annotations
 
@@ -27,7 +27,7 @@ class Frame:
         return bool(self._of(name))
 
     def show(self, name: str) -> str:
-        """The one value of a field."""
+        """The only value of a field."""
         found = self._of(name)
         if len(found) != 1:
             raise AssertionError(f"{name} is there {len(found)} times, among {self.names()}")
@@ -38,12 +38,12 @@ class Frame:
         return {"True": 1, "False": 0}[text] if text in ("True", "False") else int(text, 0)
 
     def place(self, name: str) -> tuple[int, int]:
-        """Position and size of the bytes that belong to a field."""
+        """Position and size of a field's bytes."""
         (found,) = self._of(name)
         return int(found.get("pos", "-1")), int(found.get("size", "-1"))
 
     def line(self, name: str) -> str:
-        """A field as the details pane shows it."""
+        """The text of a field in the details pane."""
         (found,) = self._of(name)
         return found.get("showname", "")
 
@@ -51,7 +51,7 @@ class Frame:
         return [item.get("name", "") for item in self.items if item.get("name")]
 
     def protocols(self) -> list[str]:
-        """The protocols of the packet, in their order; tshark wraps lone items in one of its own."""
+        """The protocols of the packet, in order; tshark wraps lone items in a protocol of its own."""
         names = [item.get("name", "") for item in self.items if item.tag == "proto"]
         return [name for name in names if name != "fake-field-wrapper"]
 
@@ -71,7 +71,7 @@ class Shark(unittest.TestCase):
         return done.stdout
 
     def dissect(self, packets: list[Packet], *arguments: str) -> list[Frame]:
-        """What Wireshark shows once the whole file was read."""
+        """The packets as Wireshark shows them once it has read the whole file."""
         said = self.tshark(packets, "-2", "-Y", "frame", "-T", "pdml", *arguments)
         frames = [Frame(packet) for packet in xml.fromstring(said).iter("packet")]
         self.assertEqual(len(frames), len(packets))

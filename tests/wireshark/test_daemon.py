@@ -1,4 +1,4 @@
-"""The same frame before and behind the daemon, and what became of those that have no other side."""
+"""The dissector links the same frame before and behind the daemon, and marks frames that have no other side."""
 
 import unittest
 
@@ -19,7 +19,7 @@ def behind(frame, at, to_amm=True):
 
 class Daemon(Shark):
     def pairs(self, packets, *arguments):
-        """Number of each frame's pair, 0 without one."""
+        """Number of each frame's pair; 0 if it has none."""
         return [frame.number("tesk.pair") if frame.has("tesk.pair") else 0 for frame in self.dissect(packets, *arguments)]
 
     def lost(self, packets):

@@ -1,4 +1,4 @@
-"""Both ASIC headers: every bit of them is shown in its field, and every field at its bytes."""
+"""Both ASIC headers: the dissector shows every bit in its field, and every field at its bytes."""
 
 import unittest
 
@@ -6,7 +6,7 @@ from frames import FROM_HOST, PING, TO_HOST
 from pcapng import IN, OUT, Packet
 from shark import Shark
 
-# What each bit of a byte makes its field, from bit 7 down to bit 0.
+# The value of the field when only this bit is set, for each bit of a byte, from bit 7 down to bit 0.
 TO_HOST_BITS = [
     "reason_code=128 reason_code=64 reason_code=32 reason_code=16 reason_code=8 reason_code=4 reason_code=2 reason_code=1",
     "oup=2 oup=1 plid=16 plid=8 plid=4 plid=2 plid=1 ce=1",
@@ -36,7 +36,7 @@ TO_HOST_FULL = {"reason_code": 255, "oup": 7, "plid": 31, "ce": 1, "tags_exist":
                 "vlan": 4095, "iup": 7, "rsvd": 4095, "fc2": 1, "fcoe": 1, "ts": 65535}
 FROM_HOST_FULL = {"vlan": 4095, "mc": 1, "ce": 1, "ltl": 1048575, "tags_exist": 511, "rsvd2": 15, "up": 7,
                   "rsvd1": 2047, "diag_pkt": 1, "fc2": 1, "fcoe": 1, "ts": 65535}
-# Where each field is highlighted: first byte and number of bytes; pieces lie in one byte.
+# Where each field is highlighted: first byte and number of bytes. A piece is in one byte.
 TO_HOST_PLACES = {
     "reason_code": (0, 1), "oup": (1, 2), "oup_0_1": (1, 1), "oup_2": (2, 1), "plid": (1, 1), "ce": (1, 1),
     "tags_exist": (2, 2), "tags_exist_0_2": (2, 1), "tags_exist_3_8": (3, 1), "rw_type": (2, 1),
@@ -52,7 +52,7 @@ FROM_HOST_PLACES = {
     "up": (5, 2), "up_0": (5, 1), "up_1_2": (6, 1), "rsvd1": (6, 2), "rsvd1_0_2": (6, 1), "rsvd1_3_10": (7, 1),
     "diag_pkt": (6, 1), "fc2": (6, 1), "fcoe": (6, 1), "ts": (8, 2), "ts_0_7": (8, 1), "ts_8_15": (9, 1),
 }
-# The pieces of one value of each, as the details pane shows them.
+# The pieces of some fields, each with one value, as the details pane shows them.
 TO_HOST_PIECES = {"vlan": "VLAN: 100", "vlan_0_4": "0010 0... = VLAN, bits 0-4: 4",
                   "vlan_5_11": ".000 0011 = VLAN, bits 5-11: 3", "ingress_plid": "Ingress port id: 5",
                   "ingress_plid_0_1": "01.. .... = Ingress port id, bits 0-1: 1",
@@ -63,7 +63,7 @@ FROM_HOST_PIECES = {"vlan": "VLAN: 100", "vlan_0_5": "1001 00.. = VLAN, bits 0-5
 
 
 def one_bit(bit: int) -> bytes:
-    """A header in which one bit is set; bit 0 is the first byte's highest."""
+    """A header in which one bit is set; bit 0 is the highest bit of the first byte."""
     header = bytearray(10)
     header[bit // 8] = 0x80 >> bit % 8
     return bytes(header)

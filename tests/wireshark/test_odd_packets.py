@@ -1,4 +1,4 @@
-"""Packets that are cut, empty or of no direction: shown as far as they go, and never an error of the script."""
+"""Packets that are cut, empty or without direction: the dissector shows what there is, and its script never fails."""
 
 import unittest
 

@@ -1,4 +1,4 @@
-"""Installed as README.md says, Wireshark finds the dissector and the profile, and the columns are filled."""
+"""After installation as in README.md, Wireshark finds the dissector and the profile, and fills the columns."""
 
 import os
 import pathlib
@@ -38,7 +38,7 @@ class Profile(Shark):
         return self.tshark(PACKETS, "-C", "tesk", "-2", "-Y", "frame", *arguments, env=self.home, load=False)
 
     def test_the_columns(self):
-        rows = [[cell.strip() for cell in line.replace("→\t", "").split("\t")]  # tshark's own, beside addresses
+        rows = [[cell.strip() for cell in line.replace("→\t", "").split("\t")]  # tshark adds arrows beside addresses
                 for line in self.installed("-T", "tabs").splitlines()]
         addresses = ("100", "10.0.100.11", "10.0.100.1", "ICMP")
         self.assertEqual([row[1:13] for row in rows][:5], [
