@@ -48,7 +48,7 @@ std::optional<sockaddr_un> socket_address(const std::filesystem::path &name) {
   return address;
 }
 
-/// A buffer in which the largest message fits; the kernel cuts the wish to what it allows.
+/// Requests a buffer that holds the largest message; the kernel reduces it to the size that it allows.
 void widen(int fd, int option, int forced_option) {
   const int bytes = 1 << 20;
   if (setsockopt(fd, SOL_SOCKET, forced_option, &bytes, sizeof bytes) != 0)
@@ -62,7 +62,7 @@ host::Descriptor make_socket() {
   return descriptor;
 }
 
-/// A name is stale when its socket is gone: nobody listens behind it any more.
+/// A name is stale when its socket is gone: no process listens on it any more.
 bool is_stale(const sockaddr_un &address) {
   const host::Descriptor probe = make_socket();
   if (!probe) return false;
@@ -70,7 +70,8 @@ bool is_stale(const sockaddr_un &address) {
          errno == ECONNREFUSED;
 }
 
-/// Held while a name is bound, so that two takers of a stale name do not remove each other's.
+/// A lock, held while a name is bound, so that two processes that take over a stale name do not remove
+/// each other's.
 host::Result<host::Descriptor> lock_names(const std::filesystem::path &folder) {
   const std::filesystem::path names = folder / "bus";
   if (mkdir(names.c_str(), 0700) != 0 && errno != EEXIST) return errno_failure();
@@ -113,10 +114,10 @@ struct Datagram {
   std::vector<std::byte> payload;
 };
 
-/// Of a receive that failed; an interrupted one found nothing.
+/// The failure of a receive; an interrupted receive found no message.
 host::Failed nothing_taken() { return failure(errno_cause(errno == EINTR ? EAGAIN : errno)); }
 
-/// Takes one datagram off the socket, whatever it is.
+/// Receives one datagram from the socket, well-formed or not.
 host::Result<Datagram> take_datagram(int fd) {
   const ssize_t size = recv(fd, nullptr, 0, MSG_PEEK | MSG_TRUNC | MSG_DONTWAIT);
   if (size < 0) return nothing_taken();
@@ -221,7 +222,7 @@ host::Result<> Socket::send_by_any(Address destination, const Header &header,
   message.msg_iov = parts.data();
   message.msg_iovlen = parts.size();
 
-  // EAGAIN stands for the peer's full queue and for the sender's own full buffer alike.
+  // EAGAIN means either that the peer's queue is full or that the sender's own buffer is full.
   std::size_t next_helper = 0;
   int fd = descriptor_.get();
   while (sendmsg(fd, &message, MSG_DONTWAIT | MSG_NOSIGNAL) < 0) {

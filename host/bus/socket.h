@@ -1,17 +1,17 @@
 // A bound datagram socket of the message bus.
 //
 // Every queue is one Unix datagram socket, named by its address, in the run-time folder's `bus/`
-// ("0.721", "fe000000.167"). The kernel keeps message boundaries, vouches for the sender, and makes the
+// ("0.721", "fe000000.167"). The kernel keeps message boundaries, identifies the sender, and makes the
 // descriptor readable, level-triggered, while a message waits; there is no queue in user space.
 //
-// How many messages may wait is the kernel's net.unix.max_dgram_qlen of the network namespace in which
-// the receiver was bound; the chassis sets it to 1024. What a sender may have under way is bounded by its
-// socket's send buffer too, so a Socket that finds its buffer full goes on with up to seven helpers.
+// The kernel's net.unix.max_dgram_qlen limits how many messages may wait, in the network namespace in
+// which the receiver was bound; the chassis sets it to 1024. The send buffer of a sender's socket also
+// limits its unreceived messages, so a Socket whose buffer is full continues with up to seven helpers.
 //
-// A failure has a cause and no sentence: most are ordinary, and who sends knows to whom.
+// A failure has a cause and no sentence: most are ordinary, and the sender knows the receiver.
 //
-// A Socket belongs to one thread. Whoever may enter the bus folder (mode 0700) may name any address as
-// his own in a header; that he is the same user is checked against the kernel's word for every datagram.
+// A Socket belongs to one thread. Any process that may enter the bus folder (mode 0700) may put any source
+// address in a header. For every datagram, the sender's credentials from the kernel must name the same user.
 #pragma once
 
 #include <chrono>
@@ -40,12 +40,12 @@ struct SocketCounters {
 
 class Socket {
  public:
-  /// Binds `address` in `folder`/bus. A name left behind by a dead owner is taken over; one whose
-  /// owner lives is refused with EADDRINUSE. ENOENT: `folder` does not exist. ENAMETOOLONG: `folder` is
+  /// Binds `address` in `folder`/bus. Takes over a name that a dead owner left. EADDRINUSE: the owner of
+  /// the name is alive. ENOENT: `folder` does not exist. ENAMETOOLONG: `folder` is
   /// longer than a socket's name can be (about 85 characters).
   static host::Result<Socket> bind(const std::filesystem::path &folder, Address address);
 
-  /// Binds a fresh address of its own, for programs that only ask (SAPs from 0x10000 up).
+  /// Binds an unused address, for programs that only ask (SAPs from 0x10000 up).
   static host::Result<Socket> bind_ephemeral(const std::filesystem::path &folder);
 
   Socket(Socket &&) noexcept;
@@ -62,17 +62,17 @@ class Socket {
   host::Result<> send(Address destination, Kind kind, std::uint32_t opcode, std::uint32_t token,
                       std::span<const std::byte> payload);
 
-  /// Takes the next well-formed message; malformed datagrams before it are counted and dropped, a
-  /// bounded number in one call; never waits. EAGAIN: there was no message.
+  /// Takes the next well-formed message; never waits. Counts and drops malformed datagrams before it, a
+  /// limited number in one call. EAGAIN: there was no message.
   host::Result<Message> receive();
 
   /// From now on `ask` busy-polls this long for an answer before it sleeps: to sleep and be woken takes
   /// longer than most services take to answer.
   void busy_poll_for(std::chrono::microseconds busy_poll_time) { busy_poll_time_ = busy_poll_time; }
 
-  /// Sends a request and waits for its response, at most `timeout_ms`; other messages that arrive in
-  /// the meantime are dropped, so the socket must be one that only asks. ETIMEDOUT: no response came;
-  /// other causes as of `send`.
+  /// Sends a request and waits for its response, at most `timeout_ms`. Drops other messages that arrive
+  /// in the meantime, so the socket must be one that only asks. ETIMEDOUT: no response came; other
+  /// causes as for `send`.
   host::Result<Message> ask(Address destination, std::uint32_t opcode, std::span<const std::byte> payload,
                             int timeout_ms);
 

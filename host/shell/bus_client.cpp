@@ -15,9 +15,9 @@ std::string reason(const std::error_code &error, int timeout_ms) {
     return "is not running";
   }
   if (error == std::errc::no_buffer_space) {
-    return "takes no more messages: its queue is full";
+    return "accepts no more messages: its queue is full";
   }
-  return fmt::format("cannot be asked: {}", error.message());
+  return fmt::format("cannot be reached: {}", error.message());
 }
 
 }  // namespace
@@ -57,14 +57,14 @@ host::Result<bus::Address> BusClient::server_of(const std::string &tree) {
   }
   const auto trees = bus::decode_parse_trees(*answer);
   if (!trees) {
-    return host::failure("The registry of commands sent an answer that cannot be read.");
+    return host::failure("The registry of commands sent a malformed answer.");
   }
   for (const bus::ParseTree &registered : *trees) {
     if (bus::text_of(registered.name) == tree) {
       return registered.server;
     }
   }
-  return host::failure(fmt::format("No program serves this command now: \"{}\" has not registered.", tree));
+  return host::failure(fmt::format("No program serves this command: \"{}\" has not registered.", tree));
 }
 
 }  // namespace shell

@@ -1,5 +1,5 @@
-// The shell's end of the message bus: asks a service or a program, and waits for its answer, a bounded
-// time.
+// The shell's end of the message bus: sends a request to a service or a program, and waits for the answer
+// with a timeout.
 //
 // The sentence of a failure says who did not answer and why.
 #pragma once
@@ -17,12 +17,12 @@ namespace shell {
 /// How long a program may take to answer a command.
 inline constexpr int answer_timeout_ms = 2000;
 
-/// How long a service may take that asks a program itself, and gives up on it after 2 s.
+/// How long a service may take that asks a program itself with a timeout of 2 s.
 inline constexpr int relayed_timeout_ms = 3000;
 
 class BusClient {
  public:
-  /// @param run_folder the chassis's (host/bus/socket.h)
+  /// @param run_folder run-time folder of the chassis (host/bus/socket.h)
   static host::Result<BusClient> open(const std::filesystem::path &run_folder);
 
   /// @param who for messages: "the supervisor"

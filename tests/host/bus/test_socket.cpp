@@ -234,7 +234,7 @@ class Answers {
   std::thread thread_;
 };
 
-/// How long an asker looks for its answer before it sleeps.
+/// How long an asker busy-polls for its answer before it sleeps.
 class AskingSocketTest : public SocketTest, public testing::WithParamInterface<std::chrono::microseconds> {};
 INSTANTIATE_TEST_SUITE_P(Attention, AskingSocketTest,
                          testing::Values(std::chrono::microseconds(0), std::chrono::microseconds(100),

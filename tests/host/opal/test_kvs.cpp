@@ -64,7 +64,7 @@ class KvsTest : public testing::Test {
       result.push_back(key);
     return result;
   }
-  TemporaryFolder folder_{"/dev/shm"};  ///< every write is synced, which a disk makes slow
+  TemporaryFolder folder_{"/dev/shm"};  ///< in memory: every write is synced, which is slow on a disk
 };
 
 TEST_F(KvsTest, KeepsRecordsVersionsAndLimitsAcrossAClose) {

@@ -31,7 +31,7 @@ void put(kvs_service_t store, uint32_t key, std::string value) {
   ASSERT_EQ(kvs_store(store, 1, &key_datum, &value_datum), RCODE_SUCCESS);
 }
 
-/// A store in which every record says the same.
+/// Makes a store in which every record has the same value.
 void make_store(const TemporaryFolder &folder, const std::string &name, const std::string &value) {
   rcode_t rcode = 0;
   const kvs_service_t store = kvs_create(uri(folder, name).c_str(), &rcode);
@@ -68,7 +68,7 @@ std::string content(const TemporaryFolder &folder, const std::string &name) {
   return count == records ? common : "short";
 }
 
-/// Snapshots the two sources onto the destination in turn, for ever.
+/// Snapshots the two sources to the destination in turn, without end.
 [[noreturn]] void snapshot_for_ever(const TemporaryFolder &folder, int started) {
   rcode_t rcode = 0;
   const kvs_service_t sources[] = {kvs_open(uri(folder, "odd").c_str(), &rcode),
@@ -109,7 +109,7 @@ TEST(SnapshotCrash, TheDestinationIsTheOldStoreOrTheNewOne) {
   EXPECT_GT(even, 0);
 }
 
-/// Replaces a record again and again, until killed with a transaction perhaps half-way.
+/// Replaces records without end; the kill may come in the middle of a transaction.
 [[noreturn]] void write_for_ever(const TemporaryFolder &folder, int started) {
   rcode_t rcode = 0;
   const kvs_service_t store = kvs_open(uri(folder, "destination").c_str(), &rcode);

@@ -191,7 +191,7 @@ TEST_F(SessionTest, GivesProgramsADocumentForALineThatCannotBeRead) {
 TEST_F(SessionTest, SaysWhenNoProgramServesACommand) {
   peers.register_trees({"other"});
   EXPECT_EQ(run("show counters"), status_failed);
-  EXPECT_EQ(err.str(), "No program serves this command now: \"tesk\" has not registered.\n");
+  EXPECT_EQ(err.str(), "No program serves this command: \"tesk\" has not registered.\n");
   EXPECT_EQ(run("show running-config"), status_ok);
 }
 
@@ -228,7 +228,7 @@ TEST_F(SessionTest, AnswerThatCannotBeReadIsOneSentence) {
   EXPECT_EQ(err.str(), "The answer is malformed; none of it is shown.\n");
   peers.answer(bus::opcode::list_parse_trees, bus::Payload(5));
   EXPECT_EQ(run("show counters"), status_failed);
-  EXPECT_EQ(err.str(), "The registry of commands sent an answer that cannot be read.\n");
+  EXPECT_EQ(err.str(), "The registry of commands sent a malformed answer.\n");
 }
 
 TEST(BusClient, OutsideAnyChassisIsRefused) {

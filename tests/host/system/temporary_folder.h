@@ -1,4 +1,4 @@
-// A folder of its own for one test, removed with all in it at the end.
+// A temporary folder for one test, removed with its contents at the end.
 #pragma once
 
 #include <cstdlib>
