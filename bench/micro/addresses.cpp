@@ -20,7 +20,7 @@
 #include <vector>
 
 #include "tesk/tesk_fib.h"
-#include "tests/platform/address_patterns.h"
+#include "tests/standin/address_patterns.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <iterator>
 
-#include "tests/platform/address_patterns.h"
+#include "tests/standin/address_patterns.h"
 
 namespace model {
 

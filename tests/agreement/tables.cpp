@@ -9,9 +9,9 @@
 #include "tesk/tesk_l2switch.h"
 #include "tesk/tesk_port.h"
 #include "tesk/tesk_vlan.h"
-#include "tests/platform/memory.h"
-#include "tests/platform/module.h"
-#include "tests/platform/store.h"
+#include "tests/standin/memory.h"
+#include "tests/standin/module.h"
+#include "tests/standin/store.h"
 
 namespace model {
 

@@ -5,7 +5,7 @@
 #include <iterator>
 #include <sstream>
 
-#include "tests/platform/address_patterns.h"
+#include "tests/standin/address_patterns.h"
 
 namespace model {
 

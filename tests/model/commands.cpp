@@ -56,7 +56,7 @@ std::vector<uint32_t> interfaces_of(uint32_t lower, uint32_t upper) {
 
 void Model::command(const std::function<void()> &serve) {
   message(0x1dff, [&] {
-    if (platform_.allocates() && !platform_.met("cmd_req_handle_get_2")) {
+    if (platform_.allocates() && !platform_.matching_refusal("cmd_req_handle_get_2")) {
       serve();
     } else {
       platform_.say("cmd_rsp_send_nok", std::string("null"), 0, "Can't get handle for cli request!!!");

@@ -2,7 +2,7 @@
 #include <ostream>
 
 #include "tests/model/event.h"
-#include "tests/platform/text.h"
+#include "tests/standin/text.h"
 
 namespace model {
 

@@ -6,7 +6,7 @@
 
 #include "tests/model/event.h"
 #include "tests/model/state.h"
-#include "tests/platform/address_patterns.h"
+#include "tests/standin/address_patterns.h"
 
 namespace model {
 

@@ -52,7 +52,7 @@ void Platform::begin_event(const Event &event) {
 
 bool Platform::allocates() { return allocations_left_ == 0 || --allocations_left_ != 0; }
 
-const Refusal *Platform::met(std::string_view operation) {
+const Refusal *Platform::matching_refusal(std::string_view operation) {
   if (!refusal_ || refusal_->operation != operation) return nullptr;
   return ++calls_ == refusal_->call ? &*refusal_ : nullptr;
 }
@@ -87,7 +87,7 @@ bool Platform::send_feature(bool is_set, const std::vector<int32_t> &vlans) {
   std::string text = std::string(is_set ? "set" : "unset") + " feature 4 in";
   for (const int32_t vlan : vlans) text += " " + std::to_string(vlan);
   const Refusal *builder =
-      met(is_set ? "vlan_feat_create_build_qbus_local" : "vlan_feat_delete_build_qbus_local");
+      matching_refusal(is_set ? "vlan_feat_create_build_qbus_local" : "vlan_feat_delete_build_qbus_local");
   if (builder != nullptr) return builder->result.value_or(0) == 0;  // no payload, or an empty one
   const auto opcode = hex(is_set ? 0x5c2du : 0x5c2eu);
   if (!does("fu_qbus_send", queue_handle, std::string("{node 0xfe000000, sap 167}"), opcode, text.c_str(), 0,

@@ -16,8 +16,8 @@
 #include <vector>
 
 #include "tests/model/event.h"
-#include "tests/platform/record.h"
-#include "tests/platform/text.h"
+#include "tests/standin/record.h"
+#include "tests/standin/text.h"
 
 namespace model {
 
@@ -59,13 +59,13 @@ class Platform {
   }
 
   /** Counts a call that leaves no line. @return the refusal that applies to it, null if there is none */
-  const Refusal *met(std::string_view operation);
+  const Refusal *matching_refusal(std::string_view operation);
 
   /** Records a call and counts it. @return the refusal that applies to it, null if there is none */
   template <class... Arguments>
   const Refusal *ask(std::string_view operation, const Arguments &...arguments) {
     say(operation, arguments...);
-    return met(operation);
+    return matching_refusal(operation);
   }
 
   /** Records a call and counts it. @return whether it succeeds */

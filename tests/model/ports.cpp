@@ -167,7 +167,7 @@ void Model::port_reported(const PortReport &report) {
 
 void Model::happens(const PortState &notice) {
   message(0xf407, [&] {
-    if (!platform_.met("portsvc_parse_l2_protocol_state_change"))
+    if (!platform_.matching_refusal("portsvc_parse_l2_protocol_state_change"))
       for (const PortReport &report : notice.ports) port_reported(report);
   });
 }

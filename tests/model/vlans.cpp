@@ -142,7 +142,7 @@ bool Model::remove_vlan(Vlan &vlan) {
 
 void Model::happens(const VlansDeleted &notice) {
   message(0x5c22, [&] {
-    if (platform_.met("vlan_mgr_parse_notification_msg_local")) return;
+    if (platform_.matching_refusal("vlan_mgr_parse_notification_msg_local")) return;
     std::vector<int32_t> removed;
     for (const int32_t announced : notice.vlans) {
       const auto number = static_cast<uint16_t>(announced);

@@ -18,7 +18,8 @@ import subprocess
 
 from mutation import Mutation
 
-COPIED = ("CMakeLists.txt", "cmake", "include", "tesk", "tests/CMakeLists.txt", "tests/platform", "tests/unit", "host/values")
+COPIED = ("CMakeLists.txt", "cmake", "scripts/rooms.json", "include", "tesk", "tests/CMakeLists.txt", "tests/standin",
+          "tests/unit", "host/values")
 TARGET = "unit_tests"
 PLAIN, SANITIZED = "plain", "sanitized"
 

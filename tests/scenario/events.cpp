@@ -5,8 +5,8 @@
 #include "opal/portsvc.h"
 #include "opal/rcgen.h"
 #include "opal/vlan_mgr.h"
-#include "tests/platform/services.h"
-#include "tests/platform/shell.h"
+#include "tests/standin/services.h"
+#include "tests/standin/shell.h"
 
 using namespace standin;
 

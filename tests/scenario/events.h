@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "tests/platform/message.h"
-#include "tests/platform/system.h"
+#include "tests/standin/message.h"
+#include "tests/standin/system.h"
 
 using Numbers = std::vector<uint32_t>;
 using Ranges = std::vector<std::pair<uint32_t, uint32_t>>;

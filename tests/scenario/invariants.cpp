@@ -11,9 +11,9 @@
 #include "tesk/tesk_krnl_adapter.h"
 #include "tesk/tesk_port.h"
 #include "tesk/tesk_vlan.h"
-#include "tests/platform/memory.h"
-#include "tests/platform/module.h"
-#include "tests/platform/services.h"
+#include "tests/standin/memory.h"
+#include "tests/standin/module.h"
+#include "tests/standin/services.h"
 
 using namespace standin;
 

@@ -19,7 +19,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/platform/record.h"
+#include "tests/standin/record.h"
 
 /** @return one sentence for each invariant that is broken; empty if all hold */
 std::vector<std::string> broken_invariants();

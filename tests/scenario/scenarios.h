@@ -5,7 +5,7 @@
 #include <ostream>
 #include <span>
 
-#include "tests/platform/system.h"
+#include "tests/standin/system.h"
 
 struct Scenario {
   const char *name;

@@ -8,8 +8,8 @@
 #include <cstdio>
 #include <map>
 
-#include "tests/platform/standin.h"
 #include "tests/scenario/story.h"
+#include "tests/standin/standin.h"
 
 using namespace standin;
 

@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/platform/standin.h"
+#include "tests/standin/standin.h"
 
 int tesk_main(int argc, char **argv);
 

@@ -5,7 +5,7 @@
 #include <array>
 #include <cstdint>
 
-#include "tests/platform/system.h"
+#include "tests/standin/system.h"
 
 using Mac = std::array<uint8_t, 6>;
 

@@ -9,7 +9,7 @@
 #include <random>
 #include <utility>
 
-#include "tests/platform/address_patterns.h"
+#include "tests/standin/address_patterns.h"
 #include "tests/unit/daemon_test.h"
 #include "tests/unit/frames.h"
 

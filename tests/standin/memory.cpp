@@ -1,11 +1,11 @@
-#include "tests/platform/memory.h"
+#include "tests/standin/memory.h"
 
 #include <gtest/gtest.h>
 
 #include <unordered_map>
 
-#include "tests/platform/sites.h"
-#include "tests/platform/system.h"
+#include "tests/standin/sites.h"
+#include "tests/standin/system.h"
 
 extern "C" {
 void *__real_malloc(size_t size);

@@ -1,12 +1,12 @@
-#include "tests/platform/record.h"
+#include "tests/standin/record.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <iterator>
 
-#include "tests/platform/sites.h"
-#include "tests/platform/text.h"
+#include "tests/standin/sites.h"
+#include "tests/standin/text.h"
 
 namespace standin {
 

@@ -1,4 +1,4 @@
-#include "tests/platform/message.h"
+#include "tests/standin/message.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 #include <map>
 #include <memory>
 
-#include "tests/platform/script.h"
+#include "tests/standin/script.h"
 
 namespace standin {
 
@@ -146,7 +146,7 @@ uint32_t qbus_opc_get(const qbus_msg_ref_t *reference) {
 
 void *qbus_payload_get(const qbus_msg_ref_t *reference) {
   const Held *held = find(reference);
-  return quiet("qbus_payload_get").hands<void>(held == nullptr ? nullptr : held->payload.get());
+  return quiet("qbus_payload_get").returns_pointer<void>(held == nullptr ? nullptr : held->payload.get());
 }
 
 uint32_t qbus_payload_size_get(const qbus_msg_ref_t *reference) {

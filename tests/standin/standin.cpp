@@ -1,4 +1,4 @@
-#include "tests/platform/standin.h"
+#include "tests/standin/standin.h"
 
 namespace standin {
 

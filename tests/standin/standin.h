@@ -9,17 +9,17 @@
  * end(). */
 #pragma once
 
-#include "tests/platform/failures.h"  // IWYU pragma: export
-#include "tests/platform/memory.h"    // IWYU pragma: export
-#include "tests/platform/message.h"   // IWYU pragma: export
-#include "tests/platform/module.h"    // IWYU pragma: export
-#include "tests/platform/record.h"    // IWYU pragma: export
-#include "tests/platform/script.h"    // IWYU pragma: export
-#include "tests/platform/services.h"  // IWYU pragma: export
-#include "tests/platform/shell.h"     // IWYU pragma: export
-#include "tests/platform/store.h"     // IWYU pragma: export
-#include "tests/platform/system.h"    // IWYU pragma: export
-#include "tests/platform/trace.h"     // IWYU pragma: export
+#include "tests/standin/failures.h"  // IWYU pragma: export
+#include "tests/standin/memory.h"    // IWYU pragma: export
+#include "tests/standin/message.h"   // IWYU pragma: export
+#include "tests/standin/module.h"    // IWYU pragma: export
+#include "tests/standin/record.h"    // IWYU pragma: export
+#include "tests/standin/script.h"    // IWYU pragma: export
+#include "tests/standin/services.h"  // IWYU pragma: export
+#include "tests/standin/shell.h"     // IWYU pragma: export
+#include "tests/standin/store.h"     // IWYU pragma: export
+#include "tests/standin/system.h"    // IWYU pragma: export
+#include "tests/standin/trace.h"     // IWYU pragma: export
 
 namespace standin {
 

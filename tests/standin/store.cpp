@@ -1,10 +1,10 @@
-#include "tests/platform/store.h"
+#include "tests/standin/store.h"
 
 #include <algorithm>
 #include <deque>
 
 #include "opal/kvs.h"
-#include "tests/platform/script.h"
+#include "tests/standin/script.h"
 
 namespace standin {
 
@@ -138,13 +138,13 @@ const kvs_datum_t *kvs_fetch(kvs_service_t handle, const kvs_datum_t *key, rcode
   Open *open = opened(handle);
   if (open == nullptr) {
     *rcode = answer.gives<rcode_t>(RCODE_INVALID);
-    return answer.hands<const kvs_datum_t>(nullptr);
+    return answer.returns_pointer<const kvs_datum_t>(nullptr);
   }
   Store &in = store(open->uri);
   const auto found = find_record(in, key);
   *rcode = answer.gives(static_cast<rcode_t>(found == in.records.end() ? RCODE_NOT_FOUND : RCODE_SUCCESS));
   const bool is_found = *rcode == RCODE_SUCCESS && found != in.records.end();
-  return answer.hands(is_found ? hand_out(*open, found->second) : nullptr);
+  return answer.returns_pointer(is_found ? hand_out(*open, found->second) : nullptr);
 }
 
 rcode_t kvs_store(kvs_service_t handle, uint32_t option, const kvs_datum_t *key, const kvs_datum_t *value) {
@@ -176,9 +176,9 @@ const kvs_datum_t *kvs_move2location(kvs_service_t handle, uint32_t where, rcode
   const Answer answer = call("kvs_move2location", handle, where);
   Open *open = opened(handle);
   *rcode = answer.gives(static_cast<rcode_t>(open == nullptr ? RCODE_INVALID : RCODE_SUCCESS));
-  if (open == nullptr || *rcode != RCODE_SUCCESS) return answer.hands<const kvs_datum_t>(nullptr);
+  if (open == nullptr || *rcode != RCODE_SUCCESS) return answer.returns_pointer<const kvs_datum_t>(nullptr);
   open->cursor = where == KVS_LOCATION_FIRST ? 0 : open->cursor + 1;
   auto &records = store(open->uri).records;
   const bool is_there = open->cursor < records.size();
-  return answer.hands(is_there ? hand_out(*open, records[open->cursor].first) : nullptr);
+  return answer.returns_pointer(is_there ? hand_out(*open, records[open->cursor].first) : nullptr);
 }

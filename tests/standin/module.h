@@ -16,7 +16,7 @@
 
 #include "tesk/kspace/teskk.h"
 
-#include "tests/platform/sites.h"
+#include "tests/standin/sites.h"
 
 namespace standin {
 

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "opal/qbus.h"
-#include "tests/platform/system.h"
+#include "tests/standin/system.h"
 
 namespace standin {
 

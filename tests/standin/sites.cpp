@@ -1,4 +1,4 @@
-#include "tests/platform/sites.h"
+#include "tests/standin/sites.h"
 
 #include <gtest/gtest.h>
 
@@ -9,8 +9,8 @@
 #include <ostream>
 #include <set>
 
-#include "tests/platform/failures.h"
-#include "tests/platform/text.h"
+#include "tests/standin/failures.h"
+#include "tests/standin/text.h"
 
 namespace standin {
 

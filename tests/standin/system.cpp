@@ -1,4 +1,4 @@
-#include "tests/platform/system.h"
+#include "tests/standin/system.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -20,8 +20,8 @@
 #include <optional>
 #include <ostream>
 
-#include "tests/platform/module.h"
-#include "tests/platform/script.h"
+#include "tests/standin/module.h"
+#include "tests/standin/script.h"
 
 extern "C" {
 int __real_socket(int domain, int type, int protocol);

@@ -1,4 +1,4 @@
-#include "tests/platform/module.h"
+#include "tests/standin/module.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -6,8 +6,8 @@
 #include <map>
 #include <string>
 
-#include "tests/platform/script.h"
-#include "tests/platform/system.h"
+#include "tests/standin/script.h"
+#include "tests/standin/system.h"
 
 namespace standin {
 

@@ -1,4 +1,4 @@
-#include "tests/platform/shell.h"
+#include "tests/standin/shell.h"
 
 #include <gtest/gtest.h>
 
@@ -11,8 +11,8 @@
 
 #include "opal/cush.h"
 #include "opal/rcgen.h"
-#include "tests/platform/memory.h"
-#include "tests/platform/script.h"
+#include "tests/standin/memory.h"
+#include "tests/standin/script.h"
 
 /** Contents of the daemon's scratch area. The padding exposes an area that is too small. */
 struct cmd_rx_handle {
@@ -137,7 +137,7 @@ size_t cmd_req_handle_get_1(const qbus_msg_ref_t *message) {
 }
 
 cmd_rx_handle_t *cmd_req_handle_get_2(const qbus_msg_ref_t *message, void *scratch) {
-  auto *handle = quiet("cmd_req_handle_get_2").hands(static_cast<cmd_rx_handle_t *>(scratch));
+  auto *handle = quiet("cmd_req_handle_get_2").returns_pointer(static_cast<cmd_rx_handle_t *>(scratch));
   if (handle == nullptr) return nullptr;
   the_shell.awaits_handle = false;
   std::memset(handle, 0xa5, sizeof *handle);
@@ -172,7 +172,7 @@ cmd_rsp_t *cmd_rsp_init(cmd_rx_handle_t *handle, void *buffer, uint32_t size) {
     ADD_FAILURE() << "the daemon starts a response in a buffer that is not cleared";
   std::ranges::fill(room, uint8_t{0xa5});
   the_shell.response = {};
-  return call("cmd_rsp_init", shown_handle(handle), size).hands(&the_shell.response);
+  return call("cmd_rsp_init", shown_handle(handle), size).returns_pointer(&the_shell.response);
 }
 
 int cmd_rsp_attr_add(cmd_rsp_t *response, uint32_t attribute, const void *value, uint32_t length) {
@@ -205,7 +205,7 @@ int cmd_rsp_send_nok(cmd_rx_handle_t *handle, uint32_t flags, const char *format
 
 cmd_mrange_t *cmd_mrange_create(uint32_t attribute) {
   return call("cmd_mrange_create", hex(attribute))
-      .hands(&the_shell.ranges.emplace_back(cmd_mrange{attribute}));
+      .returns_pointer(&the_shell.ranges.emplace_back(cmd_mrange{attribute}));
 }
 
 int cmd_mrange_range_add(cmd_mrange_t *mrange, uint32_t lower, uint32_t upper) {
@@ -264,7 +264,7 @@ int rcgen_cfg_display_type_get(const qbus_msg_ref_t *request) {
 
 const char *rcgen_startup_cfg_uri_prefix_get(const qbus_msg_ref_t *request) {
   static_cast<void>(request);
-  return quiet("rcgen_startup_cfg_uri_prefix_get").hands("startup:");
+  return quiet("rcgen_startup_cfg_uri_prefix_get").returns_pointer("startup:");
 }
 
 int rcgen_elem_vlan_key_str_add_indent(rcgen_hdl_t *handle, uint32_t element, vlan_id_t vlan,

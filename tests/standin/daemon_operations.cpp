@@ -1,6 +1,6 @@
 /* Operations of the daemon itself that cannot fail in any state it reaches. The real ones run, and a test can
  * make one of them fail all the same, to see how its caller handles that. */
-#include "tests/platform/really.h"
+#include "tests/standin/real_unless_scripted.h"
 
 #include "tesk/tesk_cli.h"
 #include "tesk/tesk_fib.h"
@@ -8,7 +8,7 @@
 #include "tesk/tesk_port.h"
 #include "tesk/tesk_vlan.h"
 
-using standin::really;
+using standin::real_unless_scripted;
 
 // The linker's names, by a function's encoded name: the real function that the daemon names in its call, and
 // the wrapper that the call reaches.
@@ -50,54 +50,56 @@ decltype(tesk_set_failed_mrange) real_set_mrange
 decltype(tesk_set_failed_mrange) wrap_set_mrange
     WRAP("_Z22tesk_set_failed_mrangeP13cmd_rx_handleP20cush_int_multi_range");
 
-boolean wrap_init_fib() { return really("tesk_init_fib", real_init_fib); }
+boolean wrap_init_fib() { return real_unless_scripted("tesk_init_fib", real_init_fib); }
 
 boolean wrap_purge(const tesk_port_t *port) {
-  return really("tesk_fib_purge_port_entries", real_purge, port);
+  return real_unless_scripted("tesk_fib_purge_port_entries", real_purge, port);
 }
 
 boolean wrap_set_ltl(uint16_t vlan, uint32_t ltl) {
-  return really("tesk_vlan_hash_set_ltl", real_set_ltl, vlan, ltl);
+  return real_unless_scripted("tesk_vlan_hash_set_ltl", real_set_ltl, vlan, ltl);
 }
 
 boolean wrap_set_cbl(uint16_t vlan, uint32_t cbl) {
-  return really("tesk_vlan_hash_set_cbl", real_set_cbl, vlan, cbl);
+  return real_unless_scripted("tesk_vlan_hash_set_cbl", real_set_cbl, vlan, cbl);
 }
 
-boolean wrap_vlan_delete(uint16_t vlan) { return really("tesk_vlan_hash_delete", real_vlan_delete, vlan); }
+boolean wrap_vlan_delete(uint16_t vlan) {
+  return real_unless_scripted("tesk_vlan_hash_delete", real_vlan_delete, vlan);
+}
 
 rcode_t wrap_dirty_vlans(vlan_hash_entry_t **list, uint16_t *count) {
-  return really("tesk_vlan_get_dirty_list", real_dirty_vlans, list, count);
+  return real_unless_scripted("tesk_vlan_get_dirty_list", real_dirty_vlans, list, count);
 }
 
 rcode_t wrap_dirty_ports(tesk_port_t **list, uint16_t *count) {
-  return really("tesk_port_get_dirty_list", real_dirty_ports, list, count);
+  return real_unless_scripted("tesk_port_get_dirty_list", real_dirty_ports, list, count);
 }
 
 rcode_t wrap_push_port(tesk_port_t *port) {
-  return really("tesk_krnl_add_or_update_port", real_push_port, port);
+  return real_unless_scripted("tesk_krnl_add_or_update_port", real_push_port, port);
 }
 
 boolean wrap_index_delete(if_index_t index) {
-  return really("tesk_ifindex_hash_delete", real_index_delete, index);
+  return real_unless_scripted("tesk_ifindex_hash_delete", real_index_delete, index);
 }
 
 rcode_t wrap_port_delete(if_index_t index) {
-  return really("tesk_delete_port_context", real_port_delete, index);
+  return real_unless_scripted("tesk_delete_port_context", real_port_delete, index);
 }
 
 rcode_t wrap_port_vlan_delete(uint16_t vlan) {
-  return really("tesk_port_vlan_delete", real_port_vlan_delete, vlan);
+  return real_unless_scripted("tesk_port_vlan_delete", real_port_vlan_delete, vlan);
 }
 
 void wrap_get_stat(uint32_t *count, tesk_cli_sh_stat_t *records) {
-  really("tesk_port_hsh_tbl_get_stat", real_get_stat, count, records);
+  real_unless_scripted("tesk_port_hsh_tbl_get_stat", real_get_stat, count, records);
 }
 
 boolean wrap_build_mrange(const vlan_bitset_t *vlans, cush_int_multi_range_t *ranges) {
-  return really("tesk_build_vlan_mrange", real_build_mrange, vlans, ranges);
+  return real_unless_scripted("tesk_build_vlan_mrange", real_build_mrange, vlans, ranges);
 }
 
 boolean wrap_set_mrange(cmd_rx_handle_t *handle, cush_int_multi_range_t *ranges) {
-  return really("tesk_set_failed_mrange", real_set_mrange, handle, ranges);
+  return real_unless_scripted("tesk_set_failed_mrange", real_set_mrange, handle, ranges);
 }

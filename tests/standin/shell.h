@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/platform/message.h"
+#include "tests/standin/message.h"
 
 namespace standin {
 

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/platform/system.h"
+#include "tests/standin/system.h"
 
 namespace standin {
 

@@ -1,4 +1,4 @@
-#include "tests/platform/failures.h"
+#include "tests/standin/failures.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 #include <cstdlib>
 
 #include "opal/rcode.h"
-#include "tests/platform/script.h"
+#include "tests/standin/script.h"
 
 namespace standin {
 
@@ -199,7 +199,7 @@ const Failure *failure_of(std::string_view operation) {
 Script &script_failure(std::string_view operation) {
   const Failure *failure = failure_of(operation);
   if (failure == nullptr) {
-    std::fprintf(stderr, "%.*s has no failure; those that have one are in tests/platform/failures.cpp\n",
+    std::fprintf(stderr, "%.*s has no failure; those that have one are in tests/standin/failures.cpp\n",
                  static_cast<int>(operation.size()), operation.data());
     std::_Exit(1);
   }
@@ -220,7 +220,7 @@ Script *failing(std::string_view operation) {
   const Failure *failure = failure_of(operation);
   if (failure == nullptr) {
     if (std::ranges::count(without_failure, operation) == 0)
-      ADD_FAILURE() << operation << " is missing in the tables of tests/platform/failures.cpp";
+      ADD_FAILURE() << operation << " is missing in the tables of tests/standin/failures.cpp";
     return nullptr;
   }
   if (--the_countdown.left != 0) return nullptr;

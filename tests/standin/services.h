@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/platform/message.h"
+#include "tests/standin/message.h"
 
 namespace standin {
 

@@ -1,4 +1,4 @@
-#include "tests/platform/services.h"
+#include "tests/standin/services.h"
 
 #include <algorithm>
 #include <cstring>
@@ -15,8 +15,8 @@
 #include "opal/portsvc.h"
 #include "opal/timer.h"
 #include "opal/vlan_mgr.h"
-#include "tests/platform/memory.h"
-#include "tests/platform/script.h"
+#include "tests/standin/memory.h"
+#include "tests/standin/script.h"
 
 const platform_runtime_param_t platform_runtime_param_array[] = {
     {1, "mgmt0", 1, "none"},
@@ -225,11 +225,11 @@ int overseer_dispatch(qbus_msg_ref_t *message) {
 }
 
 const char *overseer_running_cfg_uri_get(void) {
-  return quiet("overseer_running_cfg_uri_get").hands("running:");
+  return quiet("overseer_running_cfg_uri_get").returns_pointer("running:");
 }
 
 const char *overseer_startup_cfg_uri_get(void) {
-  return quiet("overseer_startup_cfg_uri_get").hands("startup:");
+  return quiet("overseer_startup_cfg_uri_get").returns_pointer("startup:");
 }
 
 const char *overseer_file_prefix_get(void) {

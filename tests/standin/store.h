@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/platform/system.h"
+#include "tests/standin/system.h"
 
 namespace standin {
 

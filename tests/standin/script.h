@@ -18,9 +18,9 @@
 #include <string_view>
 #include <type_traits>
 
-#include "tests/platform/record.h"
-#include "tests/platform/sites.h"
-#include "tests/platform/text.h"
+#include "tests/standin/record.h"
+#include "tests/standin/sites.h"
+#include "tests/standin/text.h"
 
 namespace standin {
 
@@ -38,7 +38,7 @@ class Script {
  private:
   friend Script &when(std::string operation);
   friend class Answer;
-  friend Script *met(std::string_view operation);
+  friend Script *matching_script(std::string_view operation);
   friend void verify_scripts();
 
   std::string operation_;
@@ -54,7 +54,7 @@ class Script {
 Script &when(std::string operation);
 
 /** Counts a call and finds the script for it. @return null if there is none */
-Script *met(std::string_view operation);
+Script *matching_script(std::string_view operation);
 
 /** The answer to one call. It records which place made the call and what the call returned. */
 class Answer {
@@ -78,7 +78,7 @@ class Answer {
 
   /** Null if a result is scripted, or else `otherwise`. */
   template <class Result>
-  Result *hands(Result *otherwise) const {
+  Result *returns_pointer(Result *otherwise) const {
     Result *const pointer = has_result() ? nullptr : otherwise;
     note_call(operation_, pointer != nullptr);
     return pointer;
@@ -96,7 +96,7 @@ class Answer {
 };
 
 /** Answers an operation that leaves no line in the record. */
-inline Answer quiet(const Operation &operation) { return Answer(operation, met(operation.name)); }
+inline Answer quiet(const Operation &operation) { return Answer(operation, matching_script(operation.name)); }
 
 /** Answers an operation that is recorded with its arguments. */
 template <class... Arguments>

@@ -1,4 +1,4 @@
-#include "tests/platform/text.h"
+#include "tests/standin/text.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,4 +1,4 @@
-#include "tests/platform/trace.h"
+#include "tests/standin/trace.h"
 
 #include <gtest/gtest.h>
 
@@ -8,8 +8,8 @@
 #include <set>
 
 #include "opal/tracekit.h"
-#include "tests/platform/memory.h"
-#include "tests/platform/script.h"
+#include "tests/standin/memory.h"
+#include "tests/standin/script.h"
 
 const tracekit_syslog_facility_t *tracekit_sys_facility = nullptr;
 const char *tracekit_dbg_modname = "tesk";

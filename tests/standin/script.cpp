@@ -1,4 +1,4 @@
-#include "tests/platform/script.h"
+#include "tests/standin/script.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 #include <deque>
 #include <map>
 
-#include "tests/platform/failures.h"
+#include "tests/standin/failures.h"
 
 namespace standin {
 
@@ -48,7 +48,7 @@ Script &when(std::string operation) {
   return script;
 }
 
-Script *met(std::string_view operation) {
+Script *matching_script(std::string_view operation) {
   if (Script *failure = failing(operation); failure != nullptr) return failure;
   if (the_scripts.all.empty()) return nullptr;
   auto counter = the_scripts.calls.find(operation);
