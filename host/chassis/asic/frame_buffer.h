@@ -18,8 +18,8 @@ class FrameBuffer {
   /// Where to read an untagged frame, which gets its tag afterwards.
   std::span<std::byte> untagged_place() { return std::span(bytes_).subspan(asic_header_bytes + tag_bytes); }
 
-  /// The space for the header and the tagged frame of `length` bytes. The frame is padded to the wire's minimum,
-  /// except a runt, which no real stack sends.
+  /// The space for the header and the tagged frame of `length` bytes. The frame is padded to the wire's
+  /// minimum, except a runt, which no real stack sends.
   std::span<std::byte> finish(std::size_t length) {
     if (length >= tagged_header_bytes && length < wire_frame_min) {
       std::fill_n(tagged_place().begin() + static_cast<std::ptrdiff_t>(length), wire_frame_min - length,

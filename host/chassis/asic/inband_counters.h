@@ -1,9 +1,9 @@
 // Counts the frames that pass the devices between the chassis and the daemon, port by port.
 //
-// The kernel module reports these counters. They are taken at inb0 and at the management device. A frame counts
-// as sent to a port when its from-host header names the port, even if the fabric could not deliver it. A frame
-// counts as received from a port when it was handed to the daemon. The fabric counts frames on the wires
-// separately, so that the two can be compared.
+// The kernel module reports these counters. They are taken at inb0 and at the management device. A frame
+// counts as sent to a port when its from-host header names the port, even if the fabric could not deliver it.
+// A frame counts as received from a port when it was handed to the daemon. The fabric counts frames on the
+// wires separately, so that the two can be compared.
 #pragma once
 
 #include <array>

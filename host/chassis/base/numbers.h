@@ -1,4 +1,5 @@
-// A type of its own for each kind of number in a chassis, so that code that swaps two of them does not compile.
+// A type of its own for each kind of number in a chassis, so that code that swaps two of them does not
+// compile.
 #pragma once
 
 #include <compare>

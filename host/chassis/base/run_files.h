@@ -1,4 +1,5 @@
-// Names of the files in the run folder of a chassis, for the code that makes them and the code that finds them.
+// Names of the files in the run folder of a chassis, for the code that makes them and the code that finds
+// them.
 #pragma once
 
 namespace chassis {

@@ -1,6 +1,6 @@
 // Loader of the kernel module: `instteskklm start`. On the virtual chassis, the chassis itself serves the
-// module's device, so there is nothing to load. The loader checks that the device exists and answers as a newly
-// loaded module would. Exit status: 0, 1 when the device does not answer, 2 for a wrong command line.
+// module's device, so there is nothing to load. The loader checks that the device exists and answers as a
+// newly loaded module would. Exit status: 0, 1 when the device does not answer, 2 for a wrong command line.
 #include <fcntl.h>
 #include <unistd.h>
 

@@ -1,7 +1,7 @@
 // Named network namespaces: the far ends of the chassis's wires, one for each blade and for the AMM.
 //
-// They are files in /run/netns, where `ip netns` finds them too. A separate thread enters the namespace to make
-// things in it, so that the process itself stays in its own namespace. AMM: see docs/glossary.md.
+// They are files in /run/netns, where `ip netns` finds them too. A separate thread enters the namespace to
+// make things in it, so that the process itself stays in its own namespace. AMM: see docs/glossary.md.
 #pragma once
 
 #include <functional>

@@ -1,8 +1,8 @@
 // Interfaces of the machine that are lent to a sandbox: `attach: eth1` in a description.
 //
 // Only real root may move them into the sandbox's network and back. They come back however the sandbox ends,
-// because its network is kept alive until they have left it. Only when `chassis run` is killed (SIGKILL) is this
-// left to the kernel, which returns physical interfaces and destroys virtual ones.
+// because its network is kept alive until they have left it. Only when `chassis run` is killed (SIGKILL) is
+// this left to the kernel, which returns physical interfaces and destroys virtual ones.
 #pragma once
 
 #include <sys/types.h>

@@ -1,6 +1,6 @@
-// The lifeline is a pipe between the process that makes a sandbox and the command that runs in it. The inner end
-// yields one byte when the sandbox is complete. It reports the end of the file when the command must end, even
-// if the outer process is killed.
+// The lifeline is a pipe between the process that makes a sandbox and the command that runs in it. The inner
+// end yields one byte when the sandbox is complete. It reports the end of the file when the command must end,
+// even if the outer process is killed.
 #pragma once
 
 #include "host/system/descriptor.h"

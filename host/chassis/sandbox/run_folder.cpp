@@ -41,10 +41,10 @@ host::Result<bool> make_base(const fs::path &base) {
   const bool own = lstat(base.c_str(), &found) == 0 && S_ISDIR(found.st_mode) && found.st_uid == getuid() &&
                    (found.st_mode & (S_IWGRP | S_IWOTH)) == 0;
   if (!own)
-    return host::failure(
-        fmt::format("{} is not a folder that only this user may write to; remove it, or set CHASSIS_RUN_DIR to "
-                    "another folder",
-                    base.string()));
+    return host::failure(fmt::format(
+        "{} is not a folder that only this user may write to; remove it, or set CHASSIS_RUN_DIR to "
+        "another folder",
+        base.string()));
   return false;
 }
 
@@ -52,7 +52,8 @@ host::Descriptor open_lock(const fs::path &folder, int flags) {
   return host::Descriptor(open((folder / lock_file).c_str(), flags | O_CLOEXEC | O_NOFOLLOW, 0600));
 }
 
-/// Whether the descriptor is still this folder's lock file: the last owner may have removed the file meanwhile.
+/// Whether the descriptor is still this folder's lock file: the last owner may have removed the file
+/// meanwhile.
 bool is_current(const host::Descriptor &lock, const fs::path &folder) {
   struct stat held {
   }, named{};

@@ -2,7 +2,8 @@
 // CHASSIS_RUN_DIR, else XDG_RUNTIME_DIR/chassis-UID, else /dev/shm/chassis-UID, else /tmp/chassis-UID.
 //
 // The folder belongs to one `chassis run` at a time, which holds a lock on it while it runs. A folder that is
-// not locked was left by a killed chassis; the next chassis of that name clears it. BASE is for this user only.
+// not locked was left by a killed chassis; the next chassis of that name clears it. BASE is for this user
+// only.
 #pragma once
 
 #include <sys/types.h>

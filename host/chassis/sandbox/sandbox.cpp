@@ -74,8 +74,8 @@ class SignalWatch {
   Descriptor descriptor_;
 };
 
-/// bubblewrap as a child process. Besides the standard descriptors it inherits only those that are opened for it
-/// in the child.
+/// bubblewrap as a child process. Besides the standard descriptors it inherits only those that are opened for
+/// it in the child.
 class SandboxProcess {
  public:
   static host::Result<std::unique_ptr<SandboxProcess>> start(const SandboxPlan &plan,

@@ -1,8 +1,9 @@
 // The sandbox in which a chassis runs. prerequisites.h checks what it needs of the machine; sandbox_entry.h
 // enters the sandbox of a running chassis.
 //
-// `chassis run` executes itself again inside bubblewrap, in user, network, process, IPC and host-name namespaces
-// of its own. There it is root and may make devices, without changing the machine. What it sees there:
+// `chassis run` executes itself again inside bubblewrap, in user, network, process, IPC and host-name
+// namespaces of its own. There it is root and may make devices, without changing the machine. What it sees
+// there:
 //
 //   /                 the machine's own folders, read-only
 //   current folder    writable, so that commands can leave their results (unless it is / itself)
@@ -34,8 +35,8 @@ struct SandboxPlan {
   std::vector<std::string> interfaces;  ///< of the machine; they are in the sandbox while it exists
 };
 
-/// Makes the sandbox and runs the command in it. Removes everything when the command ends, or when this process
-/// receives SIGINT, SIGTERM or SIGHUP. The command inherits a lifeline (lifeline.h).
+/// Makes the sandbox and runs the command in it. Removes everything when the command ends, or when this
+/// process receives SIGINT, SIGTERM or SIGHUP. The command inherits a lifeline (lifeline.h).
 /// @return the command's exit status; 128 plus the signal's number when a signal ended it
 host::Result<int> run_sandboxed(const SandboxPlan &plan);
 

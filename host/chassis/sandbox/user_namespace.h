@@ -9,7 +9,8 @@
 
 namespace chassis {
 
-/// @return a user namespace with all users and groups of the present one; nothing when this user may not make it
+/// @return a user namespace with all users and groups of the present one; nothing when this user may not make
+/// it
 host::Descriptor make_full_user_namespace();
 
 }  // namespace chassis

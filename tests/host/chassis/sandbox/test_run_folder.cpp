@@ -64,7 +64,8 @@ TEST_F(RunFolderTest, TheChassisThatIsMeantIsFound) {
   EXPECT_EQ(choose_chassis(""), "alpha");
   EXPECT_EQ(sentence_of(choose_chassis("gamma")), "no chassis named 'gamma' is running; running are: alpha");
   const RunFolder second = RunFolder::make("beta").value();
-  EXPECT_EQ(sentence_of(choose_chassis("")), "several chassis are running; choose one with --name: alpha, beta");
+  EXPECT_EQ(sentence_of(choose_chassis("")),
+            "several chassis are running; choose one with --name: alpha, beta");
   EXPECT_EQ(choose_chassis("beta"), "beta");
 }
 
@@ -79,10 +80,11 @@ TEST_F(RunFolderTest, ASandboxIsFoundOnceItIsAnnounced) {
 TEST_F(RunFolderTest, AFolderThatOthersMayWriteIsRefused) {
   std::filesystem::create_directories(base);
   chmod(base.c_str(), 0777);
-  EXPECT_EQ(refusal_of("lab"),
-            base.string() +
-                " is not a folder that only this user may write to; remove it, or set CHASSIS_RUN_DIR to another "
-                "folder");
+  EXPECT_EQ(
+      refusal_of("lab"),
+      base.string() +
+          " is not a folder that only this user may write to; remove it, or set CHASSIS_RUN_DIR to another "
+          "folder");
 }
 
 }  // namespace
