@@ -227,7 +227,7 @@ TEST_F(Control, WrongRequestsChangeNothingAndSayWhatIsAccepted) {
       {R"({"verb":"fault","name":"board","mode":"delay"})",
        "\"delay_ms\" must be a number from 1 to 2147483647"},
       {R"({"verb":"fault","name":"board","mode":"maybe"})",
-       "\"maybe\" is no kind of fault; give normal, refuse, silent or delay MS"},
+       "\"maybe\" is not a kind of fault; give normal, refuse, silent or delay MS"},
       {R"({"verb":"trace","category":"all","print":true})",
        "\"all\" is no trace category; give packet, control or error"},
       {R"({"verb":"wait-ready","bound_ms":-1})", "\"bound_ms\" must be a number from 0 to 60000"},

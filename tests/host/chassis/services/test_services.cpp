@@ -386,7 +386,7 @@ TEST_F(Bench, AFaultThatDoesNotExistStopsTheStart) {
   Description description = four_ports();
   description.faults = {"nonsense=refuse"};
   ControlPlane platform(loop_, description, fabric_, klm_, {folder_.path(), "/bin/true"}, {});
-  EXPECT_NE(host::test::sentence_of(platform.start()).find("no service is called \"nonsense\""),
+  EXPECT_NE(host::test::sentence_of(platform.start()).find("there is no service \"nonsense\""),
             std::string::npos);
 }
 
