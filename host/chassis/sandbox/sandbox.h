@@ -8,8 +8,8 @@
 //   /                 the machine's own folders, read-only
 //   current folder    writable, so that commands can leave their results (unless it is / itself)
 //   /tmp              the machine's own, writable: scripts and checkouts are there
-//   /run              empty and private; removed with the sandbox. The folder of the chassis programs and the
-//                     current folder are visible even when they are in it
+//   /run              empty and private; removed with the sandbox. The folder of the chassis programs and
+//                     the current folder are visible even when they are in it
 //   /run/opal         the run folder: bus, stores, trace, log (see run_folder.h)
 //   /dev              the usual few, /dev/net/tun, /dev/fuse, and /dev/klm_tesk
 //   /opal/bin         the kernel module's loader
