@@ -1,6 +1,6 @@
 // Tagged Ethernet frames, byte by byte: destination (6), source (6), 0x8100, tag control (2), type, payload.
 //
-// All functions want the bytes that they read to be there; callers check lengths first.
+// No function checks the length: the caller makes sure that the bytes to be read exist.
 #pragma once
 
 #include <array>
@@ -35,8 +35,8 @@ inline VlanId tag_vlan(FrameView frame) {
                                      0x0fff)};
 }
 
-/// Puts a tag into an untagged frame that stands tag_bytes behind the start of `buffer`, by moving its
-/// addresses to the front. @param control priority and VLAN
+/// Puts a tag into an untagged frame that begins tag_bytes after the start of `buffer`. It moves the frame's
+/// addresses to the start of the buffer. @param control priority and VLAN
 inline void insert_tag(std::span<std::byte> buffer, std::uint16_t control) {
   std::memmove(buffer.data(), buffer.data() + tag_bytes, mac_pair_bytes);
   const std::array<std::byte, tag_bytes> tag{std::byte{0x81}, std::byte{0x00},

@@ -26,7 +26,7 @@ void write_to_host_header(std::span<std::byte> buffer, AsicPort ingress, VlanId 
   std::memcpy(buffer.data(), &header, sizeof header);
 }
 
-/// Why a port does not let a frame of the VLAN out; nothing when it does.
+/// Why a port does not send a frame of the VLAN; nothing when it sends it.
 std::optional<DropReason> refusal_to_send(const PortState &port, VlanId vlan) {
   if (!port.present) return DropReason::no_such_port;
   if (!port.link_up) return DropReason::link_down;

@@ -1,15 +1,16 @@
-// The switch ASIC's model: twenty ports, the in-band port to the CPU, and the counters of all of them.
+// The model of the switch ASIC: twenty ports, the in-band port to the CPU, and the counters of all of them.
+// (docs/glossary.md explains SoL, LTL and CBL.)
 //
-// Frames enter from a port's wire or from the CPU (behind a from-host header) and leave to a port's wire
-// or to the CPU (behind a to-host header). The fabric admits on a port what the port may carry, sends
-// the classified VLANs (and always SoL, 4095) to the CPU, and delivers what the CPU sends to those ports
-// of its LTL that are up, carry the VLAN and forward it. Every frame that goes nowhere is counted under
-// the reason, where it entered. The fabric allocates nothing per frame and does no input or output of
-// its own: where a frame leaves, it calls the sink that the owner installed.
+// A frame enters from a port's wire, or from the CPU behind a from-host header. It leaves to a port's wire, or
+// to the CPU behind a to-host header. A port admits only frames of VLANs that it may carry. The fabric sends
+// frames of the classified VLANs, and always of the SoL VLAN (4095), to the CPU. A frame from the CPU goes to
+// those ports of its LTL that are up, carry the VLAN and forward it. A dropped frame is counted at the port on
+// which it entered, under the reason. The fabric allocates nothing per frame and does no input or output: to
+// send a frame, it calls the sink that the owner installed.
 //
-// Wire frames are tagged Ethernet frames without frame check sequence, 60 to 1522 bytes (18 + 1504); a
-// shorter one from a real stack is padded by whoever reads it from the wire as a MAC would; the fabric itself
-// refuses only a frame that is too short for its tag.
+// Wire frames are tagged Ethernet frames without frame check sequence, 60 to 1522 bytes (18 + 1504). A real
+// stack may send a shorter frame; the code that reads it from the wire pads it, as a MAC would. The fabric
+// itself refuses only a frame that is too short for its tag.
 #pragma once
 
 #include <array>
@@ -32,25 +33,25 @@ struct FrameCounters {
   std::uint64_t ucast = 0;
   std::uint64_t mcast = 0;
 };
-/// Counts a frame of at least one byte by its destination.
+/// Counts a frame as unicast or multicast, by its destination. The frame has at least one byte.
 void count_frame(FrameCounters &counters, std::span<const std::byte> frame);
 
-/// Why a frame went nowhere.
+/// Why a frame was dropped.
 enum class DropReason : std::uint8_t {
   runt,              ///< shorter than an Ethernet header with its tag
   oversize,          ///< longer than wire_frame_max
-  untagged,          ///< no 802.1Q tag where one is needed
+  untagged,          ///< no 802.1Q tag
   vlan_not_allowed,  ///< the port may not carry this VLAN
   link_down,         ///< the port is down
-  not_classified,    ///< nobody asked for this VLAN's frames
-  bad_header,        ///< from the CPU without CE or tags-present, or not of the VLAN of its tag
+  not_classified,    ///< nobody requested the frames of this VLAN
+  bad_header,        ///< from the CPU: no CE, no tags-present, or a VLAN that is not the VLAN of the tag
   blocked,           ///< a port of the LTL does not forward the VLAN
   no_such_port,      ///< no such port on this board, or an LTL that names none
   count_
 };
 const char *drop_name(DropReason reason);
 
-/// What is wrong with the shape of a wire frame (runt, oversize, untagged); nothing when it is sound.
+/// Why a wire frame is malformed (runt, oversize, untagged); nothing when it is well-formed.
 std::optional<DropReason> malformed_reason(std::span<const std::byte> frame);
 
 struct PortCounters {
@@ -71,7 +72,7 @@ class Fabric {
  public:
   /// Receives a frame that leaves on a port's wire; the bytes are valid during the call.
   using WireSink = std::function<void(AsicPort, std::span<const std::byte> frame)>;
-  /// Receives a frame to the CPU, the 10-byte to-host header in front.
+  /// Receives a frame to the CPU, with the 10-byte to-host header in front.
   using CpuSink = std::function<void(std::span<const std::byte> header_and_frame)>;
 
   Fabric(WireSink to_wire, CpuSink to_cpu);
@@ -80,25 +81,25 @@ class Fabric {
   /// asic_header_bytes free bytes, then the frame.
   void from_wire(AsicPort port, std::span<std::byte> buffer);
 
-  /// A frame from the CPU, the 10-byte from-host header in front.
+  /// A frame from the CPU, with the 10-byte from-host header in front.
   void from_cpu(std::span<const std::byte> header_and_frame);
 
   PortState &port(AsicPort port);
   const PortState &port(AsicPort port) const;
 
-  /// Starts or ends sending a VLAN's frames to the CPU. SoL is always sent.
+  /// Starts or stops sending a VLAN's frames to the CPU. Frames of the SoL VLAN are always sent.
   void classify(VlanId vlan, bool on);
   const VlanSet &classified() const;
 
-  /// Allocates or frees the LTL of a VLAN; only bookkeeping that `chassis status` shows.
+  /// Notes that a VLAN's LTL is allocated or free. Only `chassis status` uses this.
   void allocate_ltl(VlanId vlan, bool on);
   const VlanSet &ltl_allocated() const;
 
-  /// Forgets what the CPU's software asked for: classifications and LTL allocations.
+  /// Forgets what the CPU's software requested: classifications and LTL allocations.
   void forget_cpu();
 
   const PortCounters &counters(AsicPort port) const;
-  /// Frames from (rx) and to (tx) the CPU; drops of frames that the CPU sent stand under `dropped`.
+  /// Frames from (rx) and to (tx) the CPU; `dropped` counts the frames from the CPU that were dropped.
   const PortCounters &cpu_counters() const;
 
  private:

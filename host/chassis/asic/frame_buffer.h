@@ -1,4 +1,4 @@
-// Room for one frame from a wire, with the ASIC header's place in front and padding behind.
+// A buffer for one frame from a wire, with space for the ASIC header before it and for padding after it.
 #pragma once
 
 #include <algorithm>
@@ -13,13 +13,13 @@ namespace chassis {
 
 class FrameBuffer {
  public:
-  /// Where a frame is read to that carries its tag.
+  /// Where to read a tagged frame.
   std::span<std::byte> tagged_place() { return std::span(bytes_).subspan(asic_header_bytes); }
-  /// Where a frame is read to that gets its tag afterwards.
+  /// Where to read an untagged frame, which gets its tag afterwards.
   std::span<std::byte> untagged_place() { return std::span(bytes_).subspan(asic_header_bytes + tag_bytes); }
 
-  /// The header's place and the tagged frame of `length` bytes, padded to the wire's minimum unless it is a
-  /// runt that no real stack sends.
+  /// The space for the header and the tagged frame of `length` bytes. The frame is padded to the wire's
+  /// minimum, except a runt, which no real stack sends.
   std::span<std::byte> finish(std::size_t length) {
     if (length >= tagged_header_bytes && length < wire_frame_min) {
       std::fill_n(tagged_place().begin() + static_cast<std::ptrdiff_t>(length), wire_frame_min - length,

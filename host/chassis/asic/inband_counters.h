@@ -1,8 +1,9 @@
-// What passes the devices between the chassis and the daemon, counted frame by frame and port by port.
+// Counts the frames that pass the devices between the chassis and the daemon, port by port.
 //
-// This is the kernel module's count, taken at inb0 and at the management device: frames to a port are those
-// whose from-host header names it, whether or not the fabric could deliver them; frames from a port are
-// those handed to the daemon. The fabric counts the wires on its own, so that the two can be compared.
+// The kernel module reports these counters. They are taken at inb0 and at the management device. A frame
+// counts as sent to a port when its from-host header names the port, even if the fabric could not deliver it.
+// A frame counts as received from a port when it was handed to the daemon. The fabric counts frames on the
+// wires separately, so that the two can be compared.
 #pragma once
 
 #include <array>
@@ -17,8 +18,8 @@ namespace chassis {
 class InbandCounters {
  public:
   struct Port {
-    FrameCounters tx;  ///< towards the port; for the management device from the daemon
-    FrameCounters rx;  ///< from the port; for the management device to the daemon
+    FrameCounters tx;  ///< to the port; on the management device, from the daemon
+    FrameCounters rx;  ///< from the port; on the management device, to the daemon
   };
 
   /// A frame that was handed to the daemon on inb0.

@@ -1,5 +1,5 @@
-// The chassis's own log: what happened to the daemon and what its services refused, one line each with
-// the time of day, in the run-time folder's chassis.log.
+// The chassis's own log: what happened to the daemon, and what its services refused. It has one line for
+// each event, with the time of day, and is the file chassis.log in the run folder.
 #pragma once
 
 #include <filesystem>
@@ -11,7 +11,7 @@ namespace chassis {
 
 class Journal {
  public:
-  /// Appends to `file`; where that cannot be opened, lines go to standard error.
+  /// Appends to `file`. If the file cannot be opened, lines go to standard error.
   explicit Journal(const std::filesystem::path &file);
 
   /// Writes one line; line ends and control characters in `text` become blanks.

@@ -1,4 +1,5 @@
-// Distinct types for the distinct numbers of a chassis, so that a swap does not compile.
+// A type of its own for each kind of number in a chassis, so that code that swaps two of them does not
+// compile.
 #pragma once
 
 #include <compare>
@@ -20,7 +21,7 @@ struct VlanId {
 };
 inline constexpr VlanId sol_vlan{4095};
 
-/// Interface index, include/opal/if_index.h.
+/// Interface index; its format is in include/opal/if_index.h.
 struct IfIndex {
   std::uint32_t value = 0;
   friend auto operator<=>(const IfIndex &, const IfIndex &) = default;

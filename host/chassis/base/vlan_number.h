@@ -1,4 +1,4 @@
-// VLAN numbers that come from outside.
+// Checks VLAN numbers that come from outside.
 #pragma once
 
 #include <cstdint>

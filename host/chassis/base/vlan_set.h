@@ -1,4 +1,4 @@
-// VLAN sets: as bits, as people write them, and as the platform's records carry them.
+// VLAN sets in three forms: as bits, as text for people, and as a record of the platform.
 #pragma once
 
 #include <bitset>
@@ -16,7 +16,7 @@ std::string to_ranges(const VlanSet &vlans);
 /// The platform's record of the same set.
 vlan_bitset_t to_record(const VlanSet &vlans);
 
-/// The set in a record; nothing outside the record's 512 bytes is looked at, whatever its size word.
+/// The set in a record. Reads only the record's 512 bytes, whatever its size field says.
 VlanSet from_record(const vlan_bitset_t &record);
 
 }  // namespace chassis

@@ -27,12 +27,15 @@ host::Result<LocalSocket> ask_for(asio::io_context &loop, const std::string &poi
   LocalSocket socket(loop);
   asio::error_code error;
   socket.connect((opal::bus::run_folder() / capture_socket).string(), error);
-  if (error) return host::failure(error, fmt::format("the chassis offers no capture: {}", error.message()));
+  if (error)
+    return host::failure(error,
+                         fmt::format("the chassis's capture socket cannot be reached: {}", error.message()));
   asio::write(socket, asio::buffer(point + "\n"), error);
   return socket;
 }
 
-/// The stream must begin with a capture file's header; anything else is a sentence that says why not.
+/// Checks that the stream begins with the header of a capture file; otherwise it is a sentence that says why
+/// not.
 host::Result<> check_answer(LocalSocket &socket) {
   char first = 0;
   if (recv(socket.native_handle(), &first, 1, MSG_PEEK) != 1)
@@ -44,8 +47,8 @@ host::Result<> check_answer(LocalSocket &socket) {
   return host::failure(sentence.substr(1, sentence.find('\n') - 1));
 }
 
-/// tcpdump, started by root, wants to become another user, and gives up in a sandbox that has no other. As
-/// the one user of a user namespace of its own, who is not root, it stays who it is.
+/// When root starts tcpdump, it changes to another user, and fails in a sandbox that has no other user. In a
+/// user namespace of its own it has one user, who is not root, and does not change.
 void be_no_root() {
   if (unshare(CLONE_NEWUSER) != 0) return;
   std::ofstream("/proc/self/setgroups") << "deny";

@@ -1,4 +1,4 @@
-// `chassis event EVENT …`: makes the request that an event's words mean, and prints what came of it.
+// `chassis event EVENT …`: makes the request from the words of an event, sends it, and prints the result.
 #include <fmt/format.h>
 
 #include <charconv>
@@ -88,7 +88,7 @@ host::Result<json> trace(const EventOptions &given) {
 
 host::Result<json> nothing_else(const EventOptions &) { return json::object(); }
 
-/// How an event is asked for: the request's verb, and its other members.
+/// How an event is requested: the verb of the request, and its other members.
 struct EventRow {
   const char *verb;
   host::Result<json> (*members)(const EventOptions &given);
@@ -125,7 +125,7 @@ void print_outcome(const json &answer, bool as_json) {
     }
     fmt::print("\n");
   } else if (answer.contains("handled_by_daemon") && !answer["handled_by_daemon"].get<bool>()) {
-    fmt::print(stderr, "chassis: the event has happened, but the daemon has not taken note of it\n");
+    fmt::print(stderr, "chassis: the event has happened, but the daemon has not handled it\n");
   }
 }
 

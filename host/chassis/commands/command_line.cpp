@@ -1,5 +1,5 @@
-// Every word that the program accepts is declared here and nowhere else: the command line's library takes
-// longer to compile than all subcommands together.
+// Declares every word that the program accepts. Only this file includes the command-line library, because it
+// takes longer to compile than all subcommands together.
 #include "host/chassis/commands/command_line.h"
 
 #include <fmt/format.h>
@@ -15,7 +15,7 @@
 namespace chassis {
 namespace {
 
-/// What the words say: the options of every subcommand, of which one is chosen.
+/// The parsed command line: the options of every subcommand, and the chosen subcommand.
 struct Choice {
   std::optional<Words> after_dashes;
   RunOptions run;
@@ -27,7 +27,7 @@ struct Choice {
   std::function<host::Result<int>()> carry_out;
 };
 
-/// The command that a subcommand ends with: the words that it left over, then those behind "--".
+/// The command at the end of a subcommand: the words that are left over, then the words after "--".
 Words trailing_command(Words command, const std::optional<Words> &after_dashes) {
   if (!after_dashes) return command;
   if (!command.empty()) command.emplace_back("--");
@@ -37,24 +37,24 @@ Words trailing_command(Words command, const std::optional<Words> &after_dashes) 
 
 void add_run_words(CLI::App &command, RunOptions &options) {
   command.add_option("FILE", options.file,
-                     "Description of the chassis (YAML); the built-in 82 board without one");
-  command.add_option("--name", options.name, "Name of the chassis; one of a name runs at a time");
-  command.add_option("--daemon", options.daemon, "The daemon to run; tesk beside this program without this");
+                     "Read the chassis's description (YAML) from FILE; default: a built-in board 82");
+  command.add_option("--name", options.name, "Set the chassis's name; only one of each name runs at a time");
+  command.add_option("--daemon", options.daemon, "Run this daemon; default: tesk in this program's folder");
   command
       .add_option("--fault", options.faults,
-                  "SERVICE=refuse or SERVICE=silent: a platform service that fails; may be repeated")
+                  "Make a platform service fail: SERVICE=refuse or SERVICE=silent; may be repeated")
       ->allow_extra_args(false);
 }
 
 void add_run(CLI::App &app, Choice &choice) {
   CLI::App *command = app.add_subcommand(
-      "run", "Start a chassis, run a command in it, and take everything down: run [FILE] [-- COMMAND...]");
+      "run", "Start a chassis, run a command in it, and stop the chassis: run [FILE] [-- COMMAND...]");
   add_run_words(*command, choice.run);
   command->footer(
-      "COMMAND is the shell, cush, when none is given; it runs once the daemon serves, and its exit status\n"
-      "is the program's (128 and the signal's number when a signal ended it; 1 when the chassis did not\n"
-      "come up; 2 for a wrong command line). It sees the machine's files read-only, may write in the current\n"
-      "folder and in a /tmp of its own, and finds chassis, cush and OPAL_RUN_DIR in its environment.\n"
+      "Without COMMAND, the shell cush runs. The command starts when the daemon serves. The exit status is\n"
+      "that of the command: 128 plus the signal's number when a signal ended it. It is 1 when the chassis\n"
+      "did not come up, and 2 for a wrong command line. The command sees the machine's files read-only and\n"
+      "may write to the current folder and /tmp. It finds chassis and cush in PATH; OPAL_RUN_DIR is set.\n"
       "Examples:\n"
       "  chassis run\n"
       "  chassis run examples/board83.yaml -- cush -c \"show cin vlans\"\n"
@@ -67,7 +67,7 @@ void add_run(CLI::App &app, Choice &choice) {
 }
 
 void add_inside(CLI::App &app, Choice &choice) {
-  CLI::App *command = app.add_subcommand("inside", "What `run` executes in the sandbox");
+  CLI::App *command = app.add_subcommand("inside", "Run the chassis in the sandbox, for `run`");
   command->group("");
   add_run_words(*command, choice.run);
   command->add_flag("--terminal", choice.run.terminal);
@@ -79,10 +79,10 @@ void add_inside(CLI::App &app, Choice &choice) {
 
 void add_exec(CLI::App &app, Choice &choice) {
   CLI::App *command = app.add_subcommand("exec", "Run a command in a node of a running chassis");
-  command->add_option("--name", choice.exec.name, "Chassis; not needed inside it, or when only one runs");
+  command->add_option("--name", choice.exec.name,
+                      "Choose the chassis; needed only outside it, when several are running");
   command
-      ->add_option("NODE", choice.exec.node,
-                   "amm, a blade's name, or switch for the daemon's own surroundings")
+      ->add_option("NODE", choice.exec.node, "amm, a blade's name, or switch for the network of the daemon")
       ->required();
   command->prefix_command();
   command->footer(
@@ -97,18 +97,19 @@ void add_exec(CLI::App &app, Choice &choice) {
 }
 
 void add_capture(CLI::App &app, Choice &choice) {
-  CLI::App *command = app.add_subcommand("capture", "Watch the frames that pass a point, in both directions");
-  command->add_option("--name", choice.capture.name, "Chassis; not needed inside it, or when only one runs");
+  CLI::App *command = app.add_subcommand("capture", "Show the frames that pass a point, in both directions");
+  command->add_option("--name", choice.capture.name,
+                      "Choose the chassis; needed only outside it, when several are running");
   command
       ->add_option(
           "POINT", choice.capture.point,
           "amm, a blade's name or an attached interface: its wire; inb0, mgmt0 or mgmt1: the daemon's "
-          "device, ASIC headers taken off")
+          "device, without ASIC headers")
       ->required();
   command->prefix_command();
   command->footer(
-      "What follows POINT are options and filters of tcpdump, which shows or writes the frames (-l -n -e\n"
-      "without any). The capture runs once tcpdump says what it reads from.\n"
+      "After POINT come options and filters of tcpdump, which shows or writes the frames; default: -l -n -e.\n"
+      "The capture has started when tcpdump prints what it reads from.\n"
       "Examples:\n"
       "  chassis capture blade1\n"
       "  chassis capture inb0 -U -w inband.pcap\n"
@@ -122,9 +123,9 @@ void add_capture(CLI::App &app, Choice &choice) {
 void add_status(CLI::App &app, Choice &choice) {
   CLI::App *command = app.add_subcommand(
       "status",
-      "Show the daemon, ports, VLANs, the kernel device beside the chassis's truth, and the services");
-  command->add_flag("--json", choice.status.json, "One JSON object instead of tables");
-  command->add_option("--name", choice.status.name, "The chassis, when several run");
+      "Show the daemon, ports, VLANs, the kernel device compared with the chassis, and the services");
+  command->add_flag("--json", choice.status.json, "Print one JSON object instead of tables");
+  command->add_option("--name", choice.status.name, "Choose the chassis, when several are running");
   command->callback([&choice] {
     choice.carry_out = [&choice] { return print_status(choice.status).map([] { return 0; }); };
   });
@@ -133,13 +134,13 @@ void add_status(CLI::App &app, Choice &choice) {
 void add_trace(CLI::App &app, Choice &choice) {
   TraceOptions &options = choice.trace;
   CLI::App *command =
-      app.add_subcommand("trace", "Show the daemon's trace history, while it runs and after it died");
-  command->add_flag("--follow", options.follow, "Go on with what happens next");
-  command->add_option("--category", options.categories, "Only packet, control or error; may be repeated")
+      app.add_subcommand("trace", "Show the daemon's trace history, while it runs and after its death");
+  command->add_flag("--follow", options.follow, "Continue with new events");
+  command->add_option("--category", options.categories, "Show only packet, control or error; may be repeated")
       ->check(CLI::IsMember({"packet", "control", "error"}));
-  command->add_flag("--since-start", options.since_start, "Only what the present daemon has recorded");
-  command->add_flag("--json", options.json, "One JSON object on each line");
-  command->add_option("--name", options.name, "The chassis, when several run");
+  command->add_flag("--since-start", options.since_start, "Show only the events of the present daemon");
+  command->add_flag("--json", options.json, "Print one JSON object on each line");
+  command->add_option("--name", options.name, "Choose the chassis, when several are running");
   command->callback([&choice] {
     choice.carry_out = [&choice] { return print_trace(choice.trace).map([] { return 0; }); };
   });
@@ -150,11 +151,11 @@ class EventCommands {
  public:
   EventCommands(CLI::App &app, Choice &choice)
       : event_(*app.add_subcommand("event",
-                                   "Make something happen in the chassis; returns once the daemon has "
+                                   "Make an event happen in the chassis, and wait until the daemon has "
                                    "handled it")),
         choice_(choice) {
     event_.add_flag("--json", options().json, "Print the answer as JSON");
-    event_.add_option("--name", options().name, "The chassis, when several run");
+    event_.add_option("--name", options().name, "Choose the chassis, when several are running");
     event_.require_subcommand(1);
     event_.footer("PORT is 3, 1/3, ethernet 1/3, a blade's name or port-channel 7.");
   }
@@ -184,22 +185,22 @@ class EventCommands {
 
 void add_port_events(EventCommands &events) {
   EventOptions &options = events.options();
-  events.add_choice(events.add("line-card", "The line card comes online, or goes offline"),
-                    {"online", "offline"});
+  events.add_choice(events.add("line-card", "Set the line card online or offline"), {"online", "offline"});
 
-  CLI::App &link = events.add("link", "A port's link, or the links of a port-channel's members");
+  CLI::App &link =
+      events.add("link", "Set the link of a port, or of all members of a port-channel, up or down");
   events.add_choice(link, {"up", "down"});
   link.add_option("PORT", options.words, "The port")->required();
 
-  CLI::App &vlan = events.add("vlan", "A VLAN on a port");
+  CLI::App &vlan = events.add("vlan", "Set a VLAN up or down on a port");
   events.add_choice(vlan, {"up", "down"});
   vlan.add_option("PORT_VLAN", options.words, "The port and the VLAN")->required();
 
-  CLI::App &cbl = events.add("cbl", "Whether a port forwards in a VLAN");
+  CLI::App &cbl = events.add("cbl", "Block a VLAN on a port, or let the port forward it");
   events.add_choice(cbl, {"block", "forward"});
   cbl.add_option("PORT_VLAN", options.words, "The port and the VLAN")->required();
 
-  CLI::App &channel = events.add("channel", "Membership of a port-channel");
+  CLI::App &channel = events.add("channel", "Add a port to a port-channel, or remove it");
   events.add_choice(channel, {"add", "remove"});
   channel.add_option("CHANNEL", options.number, "The port-channel's number")->required();
   channel.add_option("PORT", options.words, "The port")->required();
@@ -207,11 +208,11 @@ void add_port_events(EventCommands &events) {
 
 void add_vlan_manager_events(EventCommands &events) {
   EventOptions &options = events.options();
-  events.add("vlan-delete", "The VLAN manager deletes VLANs")
+  events.add("vlan-delete", "Delete VLANs in the VLAN manager")
       .add_option("VLAN", options.words, "The VLANs")
       ->required();
 
-  CLI::App &feature = events.add("feature", "A feature that excludes CIN, on a VLAN");
+  CLI::App &feature = events.add("feature", "Set or remove a feature that excludes CIN on a VLAN");
   events.add_choice(feature, {"on", "off"});
   feature.add_option("VLAN", options.number, "The VLAN")->required();
   feature.add_option("--feature", options.subject, "2 for private VLANs (the default), 3 for storage");
@@ -225,19 +226,21 @@ std::string fault_help() {
 
 void add_daemon_events(EventCommands &events) {
   EventOptions &options = events.options();
-  events.add("save", "The supervisor asks the daemon to save its configuration to start-up");
-  events.add_choice(events.add("daemon", "The daemon is killed and started again"), {"restart"});
+  events.add("save", "Let the supervisor request that the daemon saves its configuration to start-up");
+  events.add_choice(events.add("daemon", "Kill the daemon and start it again"), {"restart"});
   events.add("wait-ready", "Wait until the daemon serves")
-      .add_option("--timeout", options.timeout_ms, "Milliseconds")
+      .add_option("--timeout", options.timeout_ms, "Wait at most this many milliseconds")
       ->check(CLI::Range(0, 60'000));
 
-  CLI::App &fault = events.add("fault", "A service of the platform fails, from now on");
+  CLI::App &fault =
+      events.add("fault", "Make a service of the platform fail from now on, or work normally again");
   fault.add_option("NAME", options.subject, "The service")->required();
   events.add_choice(fault, {"normal", "refuse", "silent", "delay"});
-  fault.add_option("MS", options.number, "Milliseconds of delay");
+  fault.add_option("MS", options.number, "The delay in milliseconds");
   fault.footer(fault_help());
 
-  CLI::App &trace = events.add("trace", "The daemon prints a trace category to its log");
+  CLI::App &trace =
+      events.add("trace", "Switch the printing of a trace category to the daemon's log on or off");
   trace.add_option("CATEGORY", options.subject, "packet, control or error")
       ->required()
       ->check(CLI::IsMember({"packet", "control", "error"}));
@@ -251,7 +254,8 @@ void add_event(CLI::App &app, Choice &choice) {
   add_daemon_events(events);
 }
 
-/// CLI11 gives the words behind "--" to whatever positional comes next; here they are a command.
+/// Removes and returns the words after "--". CLI11 would give them to the next positional argument; here they
+/// are a command.
 std::optional<Words> cut_dashes(Words &words) {
   const auto dashes = std::find(words.begin(), words.end(), "--");
   if (dashes == words.end()) return {};
@@ -283,8 +287,8 @@ int carry_out(const Choice &choice) {
 
 int run_command_line(int count, char **words) {
   CLI::App app{
-      "A virtual switch chassis that carries real frames: switch ASIC, blades, platform services and "
-      "the daemon under its supervisor, in a sandbox that leaves nothing behind."};
+      "Run a virtual switch chassis that carries real frames: switch ASIC, blades, platform services and "
+      "the daemon with its supervisor, in a sandbox that leaves nothing behind."};
   Choice choice;
   app.set_version_flag("--version", std::string("chassis ") + CHASSIS_VERSION);
   app.require_subcommand(1);
@@ -302,8 +306,8 @@ int run_command_line(int count, char **words) {
   if (!arguments.empty() && !arguments[0].starts_with('-') && !has_subcommand(app, arguments[0])) {
     return refuse("there is no subcommand '" + arguments[0] + "'");
   }
-  std::reverse(arguments.begin(), arguments.end());  // the order in which CLI11 takes a vector
-  // The library throws whatever ends a command line.
+  std::reverse(arguments.begin(), arguments.end());  // CLI11 expects a vector in reverse order
+  // The library throws for a wrong command line, and also for --help and --version.
   try {
     app.parse(arguments);
   } catch (const CLI::Success &shown) {

@@ -1,7 +1,7 @@
 // The command line of the `chassis` program.
 //
-// Exit status: 0, the subcommand's own, 1 when something failed, 2 for a wrong command line. Either failure
-// is one sentence on standard error.
+// Exit status: 0, the exit status of the subcommand's program, 1 when something failed, 2 for a wrong command
+// line. Both failures print one sentence on standard error.
 #pragma once
 
 namespace chassis {

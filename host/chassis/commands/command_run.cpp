@@ -53,8 +53,8 @@ host::Result<fs::path> daemon_program(const RunOptions &options) {
   fs::path daemon =
       options.daemon.empty() ? own_program().parent_path() / "tesk" : fs::absolute(options.daemon);
   if (access(daemon.c_str(), X_OK) != 0) {
-    return host::failure(
-        fmt::format("the daemon {} cannot be run; build it, or name another with --daemon", daemon.string()));
+    return host::failure(fmt::format("the daemon {} cannot be run; build it, or choose another with --daemon",
+                                     daemon.string()));
   }
   return daemon;
 }
@@ -66,7 +66,7 @@ std::vector<std::string> attached_interfaces(const Description &description) {
   return interfaces;
 }
 
-/// This program's own command line inside the sandbox.
+/// The command line of this program inside the sandbox.
 Words inside_command(const RunOptions &options, const Description &description, const fs::path &daemon) {
   Words command{own_program().string(), "inside", "--name", description.name, "--daemon", daemon.string()};
   if (has_terminal()) command.emplace_back("--terminal");
@@ -78,7 +78,7 @@ Words inside_command(const RunOptions &options, const Description &description, 
   return command;
 }
 
-/// The sandbox may not see the file, and the file may change: the chassis starts from a copy.
+/// Makes a copy, from which the chassis starts: the file may be invisible in the sandbox, and it may change.
 host::Result<> copy_description(const RunOptions &options, const fs::path &run_folder) {
   if (options.file.empty()) return {};
   std::error_code error;
@@ -99,7 +99,7 @@ host::Result<int> run_chassis(const RunOptions &options) {
   host::Result<fs::path> daemon = daemon_program(options);
   if (!daemon) return failed(std::move(daemon));
   if (options.command && options.command->empty())
-    return host::failure(host::not_understood(), "run: COMMAND is missing behind --");
+    return host::failure(host::not_understood(), "run: COMMAND is missing after --");
   const auto interfaces = attached_interfaces(*description);
   host::Result<> possible = check_prerequisites().and_then([&] { return check_lendable(interfaces); });
   if (!possible) return failed(std::move(possible));

@@ -21,15 +21,15 @@ namespace {
 
 using opal::trace::Event;
 
-// The daemon's history is kept under this identity.
+// The identity of the daemon's trace history.
 constexpr std::uint32_t tesk_trace_uuid = 115;
 
-// The writer makes no system call, so nothing wakes a reader: it looks again after this time.
+// The writer makes no system call, so nothing wakes the reader: it polls at this interval.
 constexpr int look_again_ms = 50;
 
 constexpr std::int64_t ns_per_ms = 1'000'000;
 
-/// The text without its line ends; other control characters, which could trouble a terminal, become blanks.
+/// The text without its line ends. Other control characters, which could disturb a terminal, become blanks.
 std::string printable(std::string text) {
   text.erase(text.find_last_not_of("\r\n") + 1);
   std::replace_if(
@@ -79,7 +79,7 @@ class TracePrinter {
   std::int64_t not_before_ = 0;
 };
 
-/// Waits before the next look. @return whether there is still someone who reads the output
+/// Waits before the next poll. @return whether the output still has a reader
 bool wait_for_more() {
   pollfd output{.fd = STDOUT_FILENO, .events = 0, .revents = 0};
   return poll(&output, 1, look_again_ms) <= 0;

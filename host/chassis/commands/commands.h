@@ -1,9 +1,9 @@
-// The subcommands of the `chassis` program: for each a record of the words it was given, and a function
-// that carries it out. The record's defaults are the command line's; command_line.cpp fills it in.
+// The subcommands of the `chassis` program. Each has a record of its words and a function that runs it.
+// command_line.cpp fills in the record; the record's defaults are the defaults of the command line.
 //
-// The cause of a failure is host::not_understood() for words that cannot go together or mean nothing; the sentence
-// then begins with the words at fault. Functions that yield a number yield the program's exit status; for the others
-// it is 0.
+// A failure has the cause host::not_understood() when words cannot be combined or are unknown; its text then
+// begins with the wrong words. A function that returns a number returns the program's exit status; for the
+// others it is 0.
 #pragma once
 
 #include <cstdint>
@@ -19,17 +19,17 @@ using Words = std::vector<std::string>;
 
 /// run [FILE] [-- COMMAND…], and `inside`, which run executes in the sandbox
 struct RunOptions {
-  std::string file;              ///< the chassis's description; "" for the built-in one
-  std::string name;              ///< "" for the description's
-  std::string daemon;            ///< "" for the one beside this program
+  std::string file;              ///< the description of the chassis; "" for the built-in description
+  std::string name;              ///< "" for the name in the description
+  std::string daemon;            ///< "" for tesk in the folder of this program
   Words faults;                  ///< SERVICE=refuse or SERVICE=silent
-  std::optional<Words> command;  ///< what stands behind "--"; nothing when there is no "--"
-  bool terminal = false;         ///< the command gets the terminal for itself
+  std::optional<Words> command;  ///< the words after "--"; nothing when there is no "--"
+  bool terminal = false;         ///< the command gets the controlling terminal
 };
 
 /// exec NODE COMMAND…
 struct ExecOptions {
-  std::string name;  ///< of the chassis; "" for the only one that runs, here and below
+  std::string name;  ///< of the chassis; "" for the only one that is running, here and below
   std::string node;
   Words command;
 };
@@ -56,7 +56,7 @@ struct EventOptions {
   std::string subject;
   Words words;
   std::int64_t number = 0;
-  std::int64_t timeout_ms = 10'000;  ///< how long the event may take until the daemon has handled it
+  std::int64_t timeout_ms = 10'000;  ///< longest wait until the daemon has handled the event
 };
 
 /// trace [--follow] [--category …]

@@ -40,8 +40,9 @@ host::Result<json> ask_chassis(const std::string &name, const json &request,
   host::Result<json> answer = exchange(request, bound);
   if (!answer) return answer;
   if (!answer->is_object() || !answer->contains("ok"))
-    return host::failure("the chassis's answer is not understood; is it of another version?");
-  if (!(*answer)["ok"].get<bool>()) return host::failure(answer->value("error", "the chassis refused"));
+    return host::failure("the chassis's answer cannot be parsed; does the chassis have another version?");
+  if (!(*answer)["ok"].get<bool>())
+    return host::failure(answer->value("error", "the chassis refused the request"));
   return answer;
 }
 

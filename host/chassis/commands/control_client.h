@@ -1,4 +1,4 @@
-// The asking side of the control address, for the `chassis` program's subcommands.
+// The client of the control address, for the subcommands of the `chassis` program.
 #pragma once
 
 #include <chrono>
@@ -9,8 +9,9 @@
 
 namespace chassis {
 
-/// Asks the chassis whose sandbox this process is in, entering that of `name` first when it is in none.
-/// @param name of the chassis; "" for the only one that runs
+/// Sends a request to the chassis in whose sandbox this process is. If it is in none, first enters the
+/// sandbox of `name`.
+/// @param name of the chassis; "" for the only one that is running
 /// @return the answer, whose "ok" is true
 host::Result<nlohmann::json> ask_chassis(const std::string &name, const nlohmann::json &request,
                                          std::chrono::milliseconds bound = std::chrono::seconds{10});

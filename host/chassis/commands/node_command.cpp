@@ -32,13 +32,13 @@ void pass_on(int number) {
 
 host::Result<int> run_and_wait(const std::vector<std::string> &words, const std::function<void()> &prepare) {
   const pid_t child = fork();
-  if (child < 0) return host::errno_failure("no process can be made");
+  if (child < 0) return host::errno_failure("a process cannot be started");
   if (child == 0) {
     if (prepare) prepare();
     become(words);
   }
   running_child = child;
-  // Ctrl-C reaches the child by itself; what is sent to this process alone is passed on.
+  // The child receives Ctrl-C from the terminal itself; signals to this process alone are passed on.
   std::signal(SIGINT, SIG_IGN);
   std::signal(SIGQUIT, SIG_IGN);
   std::signal(SIGTERM, pass_on);

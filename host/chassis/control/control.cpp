@@ -19,8 +19,8 @@ constexpr std::chrono::milliseconds trace_switch_bound{2'000};
 constexpr std::int64_t longest_wait_ms = 60'000;
 constexpr std::int64_t default_wait_ms = 10'000;
 
-/// A request that is wrong; `what` is the sentence for whoever asked. Arguments are taken inside the expressions
-/// that use them, as those of the JSON library are, so a wrong one is thrown; `perform` catches it.
+/// A wrong request; `what` is the sentence for the client. It is thrown, because arguments are read inside the
+/// expressions that use them, as the JSON library does it; `perform` catches it.
 class BadRequest : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -44,13 +44,13 @@ json finished(json answer) {
 std::uint32_t category_in(const std::string &name) {
   const auto number = category_number(name);
   if (!number)
-    throw BadRequest(fmt::format("\"{}\" is no trace category; give packet, control or error", name));
+    throw BadRequest(fmt::format("\"{}\" is not a trace category; give packet, control or error", name));
   return *number;
 }
 
 }  // namespace
 
-/// The arguments of a verb, checked as they are taken.
+/// The arguments of a verb, which are checked as they are read.
 class ControlService::Arguments {
  public:
   explicit Arguments(const json &request) : request_(request) {}
@@ -89,7 +89,7 @@ class ControlService::Arguments {
   std::vector<VlanId> vlans() const {
     const auto found = request_.find("vlans");
     if (found == request_.end() || !found->is_array() || found->empty()) {
-      throw BadRequest("\"vlans\" must be a list of VLANs that is not empty");
+      throw BadRequest("\"vlans\" must be a list of at least one VLAN");
     }
     std::vector<VlanId> vlans;
     for (const json &entry : *found)
@@ -184,7 +184,7 @@ void ControlService::link(const Arguments &arguments, const OnAnswer &on_answer)
   answer_when_handled(on_answer);
 }
 
-/// VLANs of a port that is bundled are its port-channel's.
+/// Refuses a member of a port-channel, because it carries the port-channel's VLANs.
 IfIndex ControlService::interface_on_its_own(const Arguments &arguments) const {
   const IfIndex index = found_or_refused(find_interface(parts_.state, arguments.text("port")));
   if (const Port *port = parts_.state.port(index); port && port->channel) {
@@ -269,9 +269,9 @@ void ControlService::trace(const Arguments &arguments, const OnAnswer &on_answer
   endpoint_.ask(bus::address::tesk, bus::opcode::trace_switch, bus::bytes_of(request), trace_switch_bound,
                 [on_answer](const bus::Message *response) {
                   const auto result = response ? record_in<bus::Result>(*response) : std::nullopt;
-                  if (!result) return on_answer(error("the daemon did not take the trace switch"));
+                  if (!result) return on_answer(error("the daemon did not answer the trace request"));
                   if (result->rcode == RCODE_SUCCESS) return on_answer(json::object());
-                  on_answer(error(fmt::format("the daemon refused the trace switch (result code 0x{:08x})",
+                  on_answer(error(fmt::format("the daemon refused the trace request (result code 0x{:08x})",
                                               result->rcode)));
                 });
 }

@@ -1,9 +1,10 @@
-// The control address: what `chassis status` and `chassis event` ask for.
+// The control address: handles the requests of `chassis status` and `chassis event`.
 //
-// A request is a JSON object with a "verb" and the verb's arguments (the table in control.cpp); the answer
-// is {"version":1,"ok":true,…} or {"version":1,"ok":false,"error":"one sentence"}. An event that makes the
-// services tell the daemon something is answered once the daemon has handled it (or has been given up on),
-// so that whoever asked can look at the result at once. A request that is wrong changes nothing.
+// A request is a JSON object with a "verb" and the verb's arguments (the table in control.cpp). The answer
+// is {"version":1,"ok":true,…} or {"version":1,"ok":false,"error":"one sentence"}. If an event makes the
+// services send notices to the daemon, it is answered when the daemon has handled them, or when the chassis
+// has given up waiting for that. So the client can look at the result at once. A wrong request changes
+// nothing.
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
@@ -16,7 +17,7 @@
 
 namespace chassis {
 
-/// What events act upon.
+/// The parts of the chassis that events change.
 struct ControlParts {
   ChassisState &state;
   Announcer &announcer;
@@ -29,12 +30,12 @@ struct ControlParts {
 
 class ControlService : public Service {
  public:
-  /// Gets the answer's members besides "version" and "ok", which it has when there is no "error".
+  /// Receives the members of the answer except "version" and "ok"; "ok" is true if there is no "error".
   using OnAnswer = std::function<void(nlohmann::json)>;
 
   ControlService(asio::io_context &loop, const FaultTable &faults, ControlParts parts);
 
-  /// Answers what waits for the daemon that has ended.
+  /// Answers the requests that wait for the daemon, because it has ended.
   void forget_daemon() override { endpoint_.give_up_waiting(); }
 
  private:

@@ -17,7 +17,7 @@ bool is_management(const ChassisState &state, IfIndex index) {
   return index == management_if_index(state.description().board);
 }
 
-/// Uplinks of board 83 carry neither SoL nor CIN traffic, so nothing of them is mirrored.
+/// Uplinks of board 83 carry neither SoL nor CIN traffic (docs/glossary.md), so they are not mirrored.
 bool is_downlink(const ChassisState &state, AsicPort asic) {
   if (state.description().board == Board::b82) return true;
   return !(asic.value >= 4 && asic.value <= 6) && !(asic.value >= 14 && asic.value <= 16);
@@ -36,7 +36,7 @@ void compare_vlans(const teskk_port_info_t &info, const InterfaceVlans &truth, j
   const std::size_t count = std::min<std::size_t>(info.vlan_cnt, TESKK_PORT_VLANS);
   for (std::size_t i = 0; i < count; ++i) {
     const std::uint16_t vlan = info.vlan_lst[i].vlan;
-    // Every port belongs to SoL from its birth and forwards in it, whatever it carries.
+    // Every port belongs to the SoL VLAN from the start and forwards in it, whatever it carries.
     if (vlan == sol_vlan.value || !vlan_number(vlan)) continue;
     if (!truth.up[vlan])
       differences.push_back("VLAN " + std::to_string(vlan) + " is not up on the interface");
@@ -77,7 +77,7 @@ json mirrored_ports(const ChassisState &state, const KlmDevice &klm) {
   return rows;
 }
 
-/// Interfaces that should be mirrored and are not.
+/// Interfaces that should be mirrored but are not.
 json missing_ports(const ChassisState &state, const KlmDevice &klm) {
   json missing = json::array();
   const auto look_at = [&](IfIndex index) {
@@ -92,7 +92,7 @@ json missing_ports(const ChassisState &state, const KlmDevice &klm) {
   return missing;
 }
 
-/// The ports of a VLAN as the mirrored ports and the chassis's forwarding states have them.
+/// The ports of a VLAN that follow from the mirrored ports and the chassis's forwarding states.
 std::uint32_t expected_ports(const ChassisState &state, const KlmDevice &klm, VlanId vlan) {
   std::uint32_t ports = 0;
   for (const auto &[index, info] : klm.mirror().ports) {

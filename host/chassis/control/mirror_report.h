@@ -1,9 +1,11 @@
-// The kernel device's mirror beside the chassis's truth. What should agree:
+// Compares the kernel device's mirror with the state of the chassis. They should agree on the following:
 //
-// - a mirrored port is an interface that is up (or the management port), on the ASIC port that carries it,
-//   in VLANs that the interface carries, each forwarding as the chassis says (SoL always forwards);
+// - a mirrored port is an interface that is up (or the management port), on the ASIC port that carries it;
+//   it is in VLANs that the interface carries, and each forwards as in the chassis (the SoL VLAN always does);
 // - every downlink that is up, on its own or as a port-channel, is mirrored;
-// - a mirrored VLAN's ports are those that are up, carry the VLAN in the mirror and forward it.
+// - the ports of a mirrored VLAN are the ports that are up, carry the VLAN in the mirror and forward it.
+//
+// (docs/glossary.md explains mirror, SoL and downlink.)
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
@@ -13,7 +15,7 @@
 
 namespace chassis {
 
-/// The kernel device's tables beside the chassis's own, each row with the differences found.
+/// The tables of the kernel device; each row lists its differences from the chassis.
 nlohmann::json mirror_report(const ChassisState &state, const KlmDevice &klm);
 
 }  // namespace chassis

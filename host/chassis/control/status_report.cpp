@@ -83,7 +83,7 @@ json channels_report(const ChassisState &state) {
   return rows;
 }
 
-/// VLANs that the daemon asked for or that carry a feature.
+/// VLANs that the daemon requested or that carry a feature.
 json vlans_table(const Fabric &fabric, const VlanManager &manager) {
   json rows = json::array();
   for (std::uint16_t number = 1; number <= sol_vlan.value; ++number) {

@@ -1,4 +1,4 @@
-// What `chassis status` tells, as one JSON object; the tables for people are made from the same object.
+// The report of `chassis status` as one JSON object. The tables for people are made from the same object.
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
@@ -12,7 +12,7 @@
 
 namespace chassis {
 
-/// Everything that a report looks at.
+/// Everything that a report reads.
 struct ReportSources {
   const ChassisState &state;
   const Fabric &fabric;

@@ -1,4 +1,4 @@
-// The daemon's trace categories, by number and by the name that people use.
+// The daemon's trace categories: their numbers, and the names that people use.
 #pragma once
 
 #include <array>
@@ -24,7 +24,7 @@ constexpr std::optional<std::uint32_t> category_number(std::string_view name) {
   return std::nullopt;
 }
 
-/// The name, or the number as text where it has none.
+/// The name of a category, or its number as text if it has no name.
 inline std::string category_name(std::uint32_t number) {
   for (const TraceCategory &category : trace_categories) {
     if (category.number == number) return std::string(category.name);

@@ -53,7 +53,7 @@ host::Result<> FaultTable::set(std::string_view name, std::string_view mode,
                                std::chrono::milliseconds delay) {
   if (!is_known(name))
     return host::failure(
-        fmt::format("no service is called \"{}\"; faults exist for {}", name, list_of_names()));
+        fmt::format("there is no service \"{}\"; faults exist for {}", name, list_of_names()));
   Fault fault;
   if (mode == "refuse") {
     fault.mode = FaultMode::refuse;
@@ -67,7 +67,7 @@ host::Result<> FaultTable::set(std::string_view name, std::string_view mode,
     fault.delay = delay;
   } else if (mode != "normal") {
     return host::failure(
-        fmt::format("\"{}\" is no kind of fault; give normal, refuse, silent or delay MS", mode));
+        fmt::format("\"{}\" is not a kind of fault; give normal, refuse, silent or delay MS", mode));
   }
   if (mode == "normal") {
     active_.erase(std::string(name));

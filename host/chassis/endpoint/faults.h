@@ -1,8 +1,8 @@
 // Faults that a test or an operator puts into the platform's services.
 //
 // A fault belongs to one service name (the table in faults.cpp). It makes the service refuse (answer
-// RCODE_REFUSED), stay silent (never answer), or answer late. Everything else goes on as before, so that
-// one can watch what the daemon makes of a single broken neighbour.
+// RCODE_REFUSED), stay silent (never answer), or answer late. Everything else works as before, so that one can
+// watch how the daemon reacts to a single failing service.
 #pragma once
 
 #include <chrono>
@@ -24,16 +24,16 @@ struct Fault {
 
 struct FaultName {
   std::string_view name;
-  std::string_view effect;  ///< the request that it concerns, for people
+  std::string_view effect;  ///< the request that the fault affects, as text for people
 };
 
-/// The services that can be made to fail.
+/// The services that can have a fault.
 std::span<const FaultName> fault_names();
 
 class FaultTable {
  public:
   /// Sets a fault. @param mode "normal", "refuse", "silent" or "delay" @param delay for "delay" only
-  /// The sentence of a refusal says what was wrong and what is accepted.
+  /// The text of a failure says what is wrong and what is accepted.
   [[nodiscard]] host::Result<> set(std::string_view name, std::string_view mode,
                                    std::chrono::milliseconds delay = {});
 
@@ -43,7 +43,7 @@ class FaultTable {
   /// The fault of a service; normal for "" and for every name that was never set.
   Fault of(std::string_view name) const;
 
-  /// Faults that are not normal.
+  /// The faults that are set, without those that are "normal".
   const std::map<std::string, Fault, std::less<>> &active() const { return active_; }
 
  private:

@@ -1,4 +1,5 @@
-// What every service of the platform is: a place on the message bus, and what it remembers of the daemon.
+// The interface of every service of the platform: its address on the message bus, and its state about the
+// daemon.
 #pragma once
 
 #include <string>
@@ -17,7 +18,7 @@ class Service {
   Endpoint &endpoint() { return endpoint_; }
   const Endpoint &endpoint() const { return endpoint_; }
 
-  /// The daemon has ended: forgets what it registered and asked for.
+  /// Called when the daemon has ended: forgets what the daemon registered and requested.
   virtual void forget_daemon() {}
 
  protected:

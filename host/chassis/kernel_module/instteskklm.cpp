@@ -1,7 +1,6 @@
-// Loader of the kernel module: `instteskklm start`. On the virtual chassis the module's device is served by
-// the chassis itself, so that there is nothing to load: the loader checks that the device is there and
-// answers, as a module that was just loaded would. Exit status 0, 1 when it does not answer, 2 for other
-// words.
+// Loader of the kernel module: `instteskklm start`. On the virtual chassis, the chassis itself serves the
+// module's device, so there is nothing to load. The loader checks that the device exists and answers as a
+// newly loaded module would. Exit status: 0, 1 when the device does not answer, 2 for a wrong command line.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -18,7 +17,7 @@ int main(int count, char **words) {
   }
   const int device = open(TESKK_DEVICE, O_RDONLY | O_CLOEXEC);
   teskk_port_counters_t counters{};
-  // An index of no port: a device that works refuses it with EINVAL; a plain file does not know the request.
+  // No port has index 0: a working device refuses it with EINVAL; a plain file does not know the request.
   const bool answers =
       device >= 0 && ioctl(device, TESKK_GET_PORT_COUNTERS, &counters) < 0 && errno == EINVAL;
   if (!answers)

@@ -33,9 +33,9 @@ struct KlmDevice::State {
   Counters counters;
   std::uint64_t accepted = 0;
   std::uint64_t refused = 0;
-  std::filesystem::path file;  ///< mounted over; empty before mount
+  std::filesystem::path file;  ///< the device is mounted over it; empty before mount
   std::unique_ptr<fuse_session, EndSession> session;
-  fuse_buf buffer{};  ///< libfuse's, grown by it once
+  fuse_buf buffer{};  ///< libfuse allocates it once
 };
 
 KlmDevice::State::~State() {
@@ -65,11 +65,11 @@ void describe(fuse_req_t request, fuse_ino_t inode, fuse_file_info *) {
 void open_device(fuse_req_t request, fuse_ino_t, fuse_file_info *info) {
   info->direct_io = 1;
   info->noflush =
-      1;  // a process that dies would wait for the answer, and this one may be waiting for its death
+      1;  // a dying process would wait for the answer, while this process may be waiting for its death
   fuse_reply_open(request, info);
 }
 
-/// The record of a reading request lies with the caller: FUSE brings its address, not its bytes.
+/// Reads the record of a reading request from the caller's memory: FUSE passes its address, not its bytes.
 bool read_caller(pid_t pid, void *address, teskk_port_counters_t &record) {
   const iovec here{&record, sizeof record};
   const iovec there{address, sizeof record};
@@ -138,7 +138,7 @@ host::Result<> KlmDevice::mount(const std::filesystem::path &file) {
         fmt::format("the kernel module's device cannot be mounted over {}", file.string()));
   state_->file = file;
   auto session = make_session(state_.get());
-  // libfuse takes over a descriptor that is mounted already when it is told so in this form.
+  // A mount point of this form makes libfuse use a descriptor that is already mounted.
   if (!session || fuse_session_mount(session.get(), fmt::format("/dev/fd/{}", device.get()).c_str()) != 0)
     return host::failure("libfuse does not serve the kernel module's device");
   device.release();

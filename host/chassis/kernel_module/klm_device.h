@@ -1,10 +1,13 @@
-// The kernel module's device, served from user space: a FUSE file system mounted over the one regular
-// file /dev/klm_tesk, which opens and takes ioctls like a character device.
+// The kernel module's device, served from user space: a FUSE file system mounted over the regular file
+// /dev/klm_tesk. The file can be opened and takes ioctls like a character device.
 //
-// It holds the mirrored port and VLAN tables, checks every record before it takes it, answers with the
-// errno that fits (EINVAL: a count or a VLAN out of range, or a port that this chassis does not have;
-// ENOENT: deletion of what is not there; ENOTTY: an unknown request; EFAULT: unreadable argument), and
-// counts the frames of each port that pass the in-band and management devices.
+// The device holds the mirrored port and VLAN tables, and checks every record before it accepts it. It reports
+// the counters of the frames of each port that pass the in-band and management devices. A failed request gets
+// one of these errnos:
+// EINVAL  a count or a VLAN is out of range, or this chassis does not have the port
+// ENOENT  the entry to be deleted does not exist
+// ENOTTY  the request is unknown
+// EFAULT  the argument cannot be read
 #pragma once
 
 #include <cstdint>
@@ -22,7 +25,7 @@ namespace chassis {
 
 class KlmDevice {
  public:
-  /// @param counters of a port; false when there is no such port
+  /// Fills in the counters of a port; false when there is no such port.
   using Counters = std::function<bool(IfIndex, teskk_port_counters_t &)>;
 
   KlmDevice(PortExists port_exists, Counters counters);
@@ -30,15 +33,15 @@ class KlmDevice {
 
   /// Mounts over `file`, which must exist.
   [[nodiscard]] host::Result<> mount(const std::filesystem::path &file);
-  /// Readable while a request waits; -1 before mount.
+  /// A descriptor that is readable while a request is pending; -1 before mount.
   int fd() const;
-  /// Serves the requests that wait.
+  /// Serves the pending requests.
   void serve();
 
   const KlmMirror &mirror() const;
-  /// Forgets the mirrored tables, when the daemon that pushed them has died.
+  /// Clears the mirrored tables, when the daemon that pushed them has died.
   void forget();
-  /// Requests taken and refused so far.
+  /// Requests accepted and refused so far.
   std::uint64_t accepted() const;
   std::uint64_t refused() const;
 

@@ -1,8 +1,8 @@
-// The kernel module's tables and the checks that every record passes before it is taken.
+// The kernel module's tables, and the checks that every record must pass before it is accepted.
 //
-// A request is taken whole or not at all. Each function answers 0 or the errno that the caller gets:
-// EINVAL  a count or a VLAN out of range, a port that the chassis does not have, or a record too short
-// ENOENT  deletion of what is not there
+// A request is accepted as a whole or not at all. Each function returns 0, or the errno for the caller:
+// EINVAL  a count or a VLAN is out of range, the chassis does not have the port, or the record is too short
+// ENOENT  the entry to be deleted does not exist
 #pragma once
 
 #include <cstddef>
@@ -15,7 +15,7 @@
 
 namespace chassis {
 
-/// What the daemon has pushed.
+/// The tables that the daemon has pushed.
 struct KlmMirror {
   std::map<IfIndex, teskk_port_info_t> ports;
   std::map<VlanId, teskk_vlan_info_t> vlans;

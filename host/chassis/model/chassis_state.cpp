@@ -135,10 +135,10 @@ host::Result<> ChassisState::join_channel(std::uint16_t number, FrontPort member
   }
   const auto [bundle, made] = channels_.try_emplace(number, Channel{number, channel_index(number), {}, {}});
   if (bundle->second.members.size() >= channel_members_max) {
-    return host::failure(fmt::format("port-channel {} has {} members already, the most that it can have",
+    return host::failure(fmt::format("port-channel {} already has {} members, the most that it can have",
                                      number, channel_members_max));
   }
-  // A channel that an event makes starts with what its first member carries.
+  // A channel that an event makes starts with the VLANs of its first member.
   if (made) bundle->second.vlans = port->second.vlans;
   bundle->second.members.push_back(member);
   port->second.channel = number;

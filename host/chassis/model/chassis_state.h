@@ -1,8 +1,8 @@
-// The truth about a chassis's interfaces: links, VLANs and forwarding states of ports and port-channels.
+// The state of the interfaces of a chassis: links, VLANs and forwarding states of ports and port-channels.
 //
-// A port-channel is an interface of its own. While a port is its member, the channel's VLANs count and
-// the port's own rest; when it leaves, its own count again. What of this the ASIC needs is written
-// through to the fabric at once. Who must be told is the announcer's business (announcer.h).
+// A port-channel is an interface of its own. While a port is a member, the VLANs of the port-channel are used
+// and the port's own VLANs are kept unused; when it leaves, its own VLANs are used again. Each change that
+// concerns the ASIC is written to the fabric at once. The announcer (announcer.h) sends the notices.
 #pragma once
 
 #include <functional>
@@ -19,7 +19,7 @@ namespace chassis {
 struct InterfaceVlans {
   VlanSet up;          ///< carried
   VlanSet down;        ///< configured, but taken down by an event
-  VlanSet forwarding;  ///< CBL
+  VlanSet forwarding;  ///< the VLANs in which the interface forwards (CBL, see docs/glossary.md)
 };
 
 struct Port {
@@ -38,7 +38,7 @@ struct Channel {
   InterfaceVlans vlans;
 };
 
-/// Members that one port-channel can have, as many as its record holds.
+/// The most members that one port-channel can have: as many as its record holds.
 inline constexpr std::size_t channel_members_max = 32;
 
 class ChassisState {
@@ -53,7 +53,7 @@ class ChassisState {
   const Port *port(IfIndex index) const;
   const Channel *channel(IfIndex index) const;
 
-  /// The port, or those members of the channel that are up; empty for an unknown index.
+  /// The port, or the members of the channel that are up; empty for an unknown index.
   std::vector<const Port *> operational_ports(IfIndex index) const;
 
   /// VLANs of a port or a channel; null for an unknown index.
@@ -63,13 +63,14 @@ class ChassisState {
   void set_line_card_online(bool online) { line_card_online_ = online; }
 
   void set_link(FrontPort port, bool up);
-  /// A VLAN that comes up forwards; one that goes down is carried no more. @param index an existing one
+  /// A VLAN that comes up forwards; a VLAN that goes down is no longer carried.
+  /// @param index of an existing interface
   void set_vlan(IfIndex index, VlanId vlan, bool up);
   void set_forwarding(IfIndex index, VlanId vlan, bool on);
 
-  /// Makes the channel when it is new.
+  /// Adds a port to a channel. Makes the channel if it does not exist.
   host::Result<> join_channel(std::uint16_t channel, FrontPort port);
-  /// The channel ends with its last member.
+  /// Removes a port from a channel. The channel is deleted with its last member.
   host::Result<> leave_channel(std::uint16_t channel, FrontPort port);
 
  private:

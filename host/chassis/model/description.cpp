@@ -32,7 +32,7 @@ NodeDescription make_node(std::string name, const std::vector<VlanId> &vlans, un
   return node;
 }
 
-/// Replaces default addresses by those of an `addresses` map.
+/// Replaces default addresses by the addresses of an `addresses` map.
 
 Description default_description() {
   const std::vector<VlanId> vlans{sol_vlan, {100}, {200}};

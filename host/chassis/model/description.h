@@ -1,8 +1,9 @@
-// What a chassis is made of: its name, board, nodes, ports and port-channels, as records. They are read from
-// a file (description_file.h) or are the built-in default.
+// The description of a chassis as records: its name, board, nodes, ports and port-channels. It is read from a
+// file (description_file.h), or is the built-in default.
 //
-// Default addresses: in VLAN n 10.(n / 256).(n % 256).X/24, in the SoL VLAN 10.255.255.X/24; X is 1 for the
-// AMM, 10 + port for a blade. So the AMM is 10.0.100.1 in VLAN 100, and the blade at port 2 is 10.0.100.12.
+// Default addresses: 10.(n / 256).(n % 256).X/24 in VLAN n, and 10.255.255.X/24 in the SoL VLAN. X is 1 for
+// the AMM, and 10 + port for a blade. For example, in VLAN 100 the AMM is 10.0.100.1, and the blade at port 2
+// is 10.0.100.12. (docs/glossary.md explains AMM and SoL.)
 #pragma once
 
 #include <cstdint>
@@ -25,7 +26,7 @@ struct FrontPort {
   friend auto operator<=>(const FrontPort &, const FrontPort &) = default;
 };
 
-/// Last number of a node's default addresses; it stands in the MAC addresses, too.
+/// Last number of a node's default addresses. The node's MAC addresses contain it too.
 inline constexpr std::uint8_t amm_station = 1;
 constexpr std::uint8_t blade_station(FrontPort port) { return static_cast<std::uint8_t>(10 + port.value); }
 
@@ -42,9 +43,9 @@ struct NodeDescription {
 
 struct PortDescription {
   FrontPort port;
-  std::optional<NodeDescription> blade;  ///< either a blade …
+  std::optional<NodeDescription> blade;  ///< a port has a blade …
   std::string attach;                    ///< … or an interface of the machine, or neither
-  std::vector<VlanId> vlans;             ///< of a port-channel's member: the channel's
+  std::vector<VlanId> vlans;             ///< a member of a port-channel has the channel's VLANs here
   bool link_up = true;
 };
 
@@ -65,13 +66,13 @@ struct Description {
   std::vector<std::string> faults;
 };
 
-/// Whether a text may name a chassis or a node: 1 to 32 letters, digits, '-' and '_', '-' not first.
+/// Whether a text is a valid name of a chassis or a node: 1 to 32 letters, digits, '-' and '_', '-' not first.
 bool is_name(std::string_view text);
 
-/// The built-in default: board 82, blades 1 to 4 on ports 1 to 4, an AMM, SoL and VLANs 100 and 200.
+/// The built-in default: board 82, blades 1 to 4 on ports 1 to 4, an AMM, the SoL VLAN and VLANs 100 and 200.
 Description default_description();
 
-/// A node with an access interface in each of the VLANs, with its default name and address.
+/// A node with an access interface in each of the VLANs; each interface has its default name and address.
 NodeDescription make_node(std::string name, const std::vector<VlanId> &vlans, unsigned station);
 
 }  // namespace chassis

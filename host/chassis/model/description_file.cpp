@@ -20,8 +20,8 @@ namespace {
 constexpr std::size_t file_limit = 1 << 20;
 constexpr std::size_t vlans_per_node = 64;
 
-/// A mistake at a place of the file. It is thrown, as the YAML library throws the others at any access;
-/// parse_description catches both.
+/// A mistake at a line of the file. It is thrown, because the YAML library also throws its errors, at any
+/// access; parse_description catches both.
 struct Mistake {
   int line;
   std::string text;
@@ -98,7 +98,7 @@ void check_keys(const YAML::Node &map, const char *what, std::initializer_list<s
       for (const auto word : known) all += fmt::format("{}{}", all.empty() ? "" : ", ", word);
       refuse(entry.first, fmt::format("{} has no {}; it may have {}", what, shown(entry.first), all));
     }
-    if (!seen.insert(key).second) refuse(entry.first, fmt::format("'{}' stands here twice", key));
+    if (!seen.insert(key).second) refuse(entry.first, fmt::format("'{}' is defined twice", key));
   }
 }
 
@@ -117,10 +117,10 @@ std::vector<VlanId> vlan_list(const YAML::Node &node) {
   for (const auto &item : node) {
     const VlanId vlan = vlan_of(item);
     if (std::find(vlans.begin(), vlans.end(), vlan) != vlans.end())
-      refuse(item, fmt::format("VLAN {} stands here twice", vlan.value));
+      refuse(item, fmt::format("VLAN {} is listed twice", vlan.value));
     vlans.push_back(vlan);
   }
-  if (vlans.size() > vlans_per_node) refuse(node, fmt::format("at most {} VLANs fit here", vlans_per_node));
+  if (vlans.size() > vlans_per_node) refuse(node, fmt::format("a node has at most {} VLANs", vlans_per_node));
   return vlans;
 }
 
@@ -172,7 +172,7 @@ class Reader {
     channel.channel = number(required(item, number_node, "channel"), "a port-channel", 1, port_channel_max);
     for (const auto &other : description_.port_channels)
       if (other.channel == channel.channel)
-        refuse(number_node, fmt::format("port-channel {} stands here twice", channel.channel));
+        refuse(number_node, fmt::format("port-channel {} is defined twice", channel.channel));
     channel.vlans = vlan_list(required(item, vlans, "vlans"));
     check_list(required(item, members, "members"), "members");
     for (const auto &member : members) channel.members.push_back(read_member(member, channel));
@@ -183,7 +183,7 @@ class Reader {
   FrontPort read_member(const YAML::Node &node, const PortChannelDescription &channel) {
     const FrontPort port = port_number(node);
     if (!channel_vlans_.emplace(port, channel.vlans).second)
-      refuse(node, fmt::format("port {} is a member of a port-channel already", port.value));
+      refuse(node, fmt::format("port {} is already a member of a port-channel", port.value));
     return port;
   }
 
@@ -199,7 +199,7 @@ class Reader {
     port.port = port_number(required(item, port_node, "port"));
     for (const auto &other : description_.ports)
       if (other.port == port.port)
-        refuse(port_node, fmt::format("port {} stands here twice", port.port.value));
+        refuse(port_node, fmt::format("port {} is defined twice", port.port.value));
     port.vlans = vlans_of_port(item, port.port);
     if (item["link"]) port.link_up = link_is_up(item["link"]);
     read_far_end(item, port);
@@ -211,8 +211,9 @@ class Reader {
     if (channel == channel_vlans_.end())
       return item["vlans"] ? vlan_list(item["vlans"]) : std::vector<VlanId>{sol_vlan};
     if (item["vlans"])
-      refuse(item["vlans"],
-             fmt::format("port {} carries the VLANs of its port-channel; remove these", port.value));
+      refuse(
+          item["vlans"],
+          fmt::format("port {} carries the VLANs of its port-channel; remove its own 'vlans'", port.value));
     return channel->second;
   }
 
@@ -223,17 +224,19 @@ class Reader {
     if (attach) {
       port.attach = device_text(attach);
       if (!attached_.insert(port.attach).second)
-        refuse(attach, fmt::format("interface {} is attached to another port already", port.attach));
+        refuse(attach, fmt::format("interface {} is already attached to another port", port.attach));
     }
     if (!blade) return;
     const std::string name = name_text(blade, "a blade's name");
-    if (name == "amm" || name == "switch") refuse(blade, fmt::format("'{}' is another node's name", name));
-    if (!blades_.insert(name).second) refuse(blade, fmt::format("'{}' is at another port already", name));
+    if (name == "amm" || name == "switch")
+      refuse(blade, fmt::format("'{}' is the name of another node", name));
+    if (!blades_.insert(name).second)
+      refuse(blade, fmt::format("blade '{}' is already at another port", name));
     port.blade = make_node(name, port.vlans, blade_station(port.port));
     set_addresses(*port.blade, addresses);
   }
 
-  /// Members of a channel that `ports` does not list have links and VLANs all the same.
+  /// Adds the members of a channel that `ports` does not list: they too have links and VLANs.
   void add_bare_members() {
     for (const auto &member : channel_vlans_) {
       const bool listed = std::any_of(description_.ports.begin(), description_.ports.end(),
@@ -249,7 +252,7 @@ class Reader {
     if (node) set_addresses(description_.amm, node["addresses"]);
   }
 
-  /// The AMM's VLANs when nothing else is said: all that some port carries, SoL first.
+  /// The default VLANs of the AMM: all that some port carries, the SoL VLAN first.
   std::vector<VlanId> vlans_of_ports() const {
     std::set<VlanId, std::greater<>> vlans{sol_vlan};
     for (const auto &port : description_.ports) vlans.insert(port.vlans.begin(), port.vlans.end());
@@ -274,7 +277,8 @@ host::Result<std::string> file_text(const std::filesystem::path &file) {
   std::error_code error;
   const bool regular = std::filesystem::is_regular_file(file, error);
   if (error) return host::failure(fmt::format("{}:1: cannot be read: {}", file.string(), error.message()));
-  if (!regular) return host::failure(fmt::format("{}:1: a chassis description is a file", file.string()));
+  if (!regular)
+    return host::failure(fmt::format("{}:1: a chassis description must be a regular file", file.string()));
   std::ifstream stream(file);
   std::string text(file_limit + 1, '\0');
   stream.read(text.data(), static_cast<std::streamsize>(text.size()));

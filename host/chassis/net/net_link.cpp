@@ -22,7 +22,7 @@ class LinkRequest {
   static host::Result<LinkRequest> about(const std::string &name) {
     LinkRequest link;
     if (name.size() >= sizeof link.request.ifr_name)
-      return host::failure(fmt::format("'{}' is too long for an interface", name));
+      return host::failure(fmt::format("'{}' is too long for an interface name", name));
     std::memcpy(link.request.ifr_name, name.c_str(), name.size() + 1);
     return link;
   }
@@ -77,13 +77,13 @@ host::Result<> set_address(const std::string &name, const std::string &text) {
   const std::size_t slash = text.find('/');
   in_addr address{};
   if (slash == std::string::npos || inet_pton(AF_INET, text.substr(0, slash).c_str(), &address) != 1)
-    return host::failure(fmt::format("interface {}: '{}' is no address like 10.0.100.1/24", name, text));
+    return host::failure(fmt::format("interface {}: '{}' is not an address like 10.0.100.1/24", name, text));
   const int length = std::stoi(text.substr(slash + 1));
   return LinkRequest::about(name).and_then([=](LinkRequest link) -> host::Result<> {
     store_address(link.request.ifr_addr, address);
     if (host::Result<> set = link.make(SIOCSIFADDR, "setting its address"); !set) return set;
     store_address(link.request.ifr_netmask, {length == 0 ? 0U : htonl(~0U << (32 - length))});
-    return link.make(SIOCSIFNETMASK, "setting its address's length");
+    return link.make(SIOCSIFNETMASK, "setting its prefix length");
   });
 }
 

@@ -1,5 +1,5 @@
 // Network interfaces of the calling thread's network namespace: names, addresses, flags.
-// The sentence of every failure names the interface.
+// The text of every failure names the interface.
 #pragma once
 
 #include <array>
@@ -17,7 +17,7 @@ using MacAddress = std::array<std::uint8_t, 6>;
 [[nodiscard]] host::Result<> set_mac(const std::string &name, const MacAddress &mac);
 /// @param address like "10.0.100.1/24"
 [[nodiscard]] host::Result<> set_address(const std::string &name, const std::string &address);
-/// Switches IPv6 off for every interface that is made afterwards, so that no stack speaks unasked.
+/// Disables IPv6 on every interface that is made afterwards, so that no stack sends frames on its own.
 void disable_ipv6();
 
 }  // namespace chassis

@@ -25,9 +25,9 @@ host::Failed failed_call(const std::string &name, const char *what) {
   return host::errno_failure(fmt::format("network namespace {}: {} failed", name, what));
 }
 
-/// The new namespace outlives the thread by its name in the folder.
+/// The bind mount in the folder keeps the new namespace alive after the thread has ended.
 host::Result<> make_named(const std::string &name) {
-  std::error_code ignored;  // the file then cannot be made either
+  std::error_code ignored;  // without the folder, making the file fails too
   std::filesystem::create_directories(namespace_folder, ignored);
   const std::filesystem::path file = namespace_folder / name;
   if (!open_read_only(file, O_CREAT | O_EXCL)) return failed_call(name, "making its file");

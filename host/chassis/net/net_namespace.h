@@ -1,7 +1,7 @@
 // Named network namespaces: the far ends of the chassis's wires, one for each blade and for the AMM.
 //
-// They stand under /run/netns, where `ip netns` looks for them too. What is to be made inside is made by a
-// thread of its own that enters the namespace, so that the process as a whole stays where it is.
+// They are files in /run/netns, where `ip netns` finds them too. A separate thread enters the namespace to
+// make things in it, so that the process itself stays in its own namespace. AMM: see docs/glossary.md.
 #pragma once
 
 #include <functional>
@@ -15,7 +15,7 @@ namespace chassis {
 
 class NetNamespace {
  public:
-  /// Makes the namespace `name` with its loopback up.
+  /// Makes the namespace `name`, with its loopback interface up.
   static host::Result<NetNamespace> make(const std::string &name);
 
   /// Runs `work` in the namespace and waits for it. @return what it returned

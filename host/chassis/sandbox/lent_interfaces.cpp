@@ -16,7 +16,7 @@ host::Descriptor open_network(pid_t process) {
   return host::Descriptor(open(fmt::format("/proc/{}/ns/net", process).c_str(), O_RDONLY | O_CLOEXEC));
 }
 
-/// Gives an interface of the network `from` to the network of a process. @return whether that worked
+/// Moves an interface from the network `from` to the network of a process. @return whether that worked
 bool give_interface(const std::string &interface, const host::Descriptor &from, pid_t to) {
   const std::string process = std::to_string(to);
   const pid_t child = fork();
@@ -37,10 +37,12 @@ host::Result<> check_lendable(const std::vector<std::string> &interfaces) {
   for (const auto &interface : interfaces) {
     if (if_nametoindex(interface.c_str()) == 0)
       return host::failure(fmt::format(
-          "there is no interface {} on this machine to attach a port to; see: ip link", interface));
+          "interface {}, to which a port is attached, does not exist on this machine; see: ip link",
+          interface));
     if (geteuid() != 0)
       return host::failure(fmt::format(
-          "attaching a port to {} moves it into the sandbox, which takes root; run this as root", interface));
+          "attaching a port to {} moves it into the sandbox, which only root may do; run this as root",
+          interface));
   }
   return {};
 }

@@ -1,8 +1,8 @@
-// Interfaces of the machine on loan to a sandbox: `attach: eth1` in a description.
+// Interfaces of the machine that are lent to a sandbox: `attach: eth1` in a description.
 //
-// They are moved into the sandbox's network and back, which takes real root. They come back however the
-// sandbox ends, because its network is kept alive until they have left it; only a killed `chassis run` (-9)
-// leaves this to the kernel, which returns physical interfaces and destroys virtual ones.
+// Only real root may move them into the sandbox's network and back. They come back however the sandbox ends,
+// because its network is kept alive until they have left it. Only when `chassis run` is killed (SIGKILL) is
+// this left to the kernel, which returns physical interfaces and destroys virtual ones.
 #pragma once
 
 #include <sys/types.h>
@@ -15,7 +15,7 @@
 
 namespace chassis {
 
-/// Whether the interfaces can be lent.
+/// Checks that the interfaces can be lent.
 [[nodiscard]] host::Result<> check_lendable(const std::vector<std::string> &interfaces);
 
 class LentInterfaces {
@@ -24,7 +24,7 @@ class LentInterfaces {
   static host::Result<LentInterfaces> lend(const std::vector<std::string> &interfaces, pid_t process);
   LentInterfaces(LentInterfaces &&) noexcept = default;
   LentInterfaces &operator=(LentInterfaces &&) = delete;
-  /// Moves them back.
+  /// Moves the interfaces back.
   ~LentInterfaces();
 
  private:

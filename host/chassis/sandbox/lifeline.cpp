@@ -16,7 +16,7 @@ constexpr const char *variable = "CHASSIS_LIFELINE";
 
 host::Result<Lifeline> Lifeline::make() {
   std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0) return host::errno_failure("no pipe can be made");
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) return host::errno_failure("a pipe cannot be made");
   return Lifeline(host::Descriptor(ends[0]), host::Descriptor(ends[1]));
 }
 
@@ -32,7 +32,7 @@ host::Result<host::Descriptor> take_lifeline() {
   const int descriptor = number != nullptr ? std::atoi(number) : -1;
   char byte = 0;
   if (descriptor < 0 || read(descriptor, &byte, 1) != 1)
-    return host::failure("this command belongs to `chassis run`");
+    return host::failure("only `chassis run` may start this command");
   unsetenv(variable);
   fcntl(descriptor, F_SETFL, O_NONBLOCK);
   fcntl(descriptor, F_SETFD, FD_CLOEXEC);

@@ -1,6 +1,6 @@
-// The lifeline between the process that makes a sandbox and the command that runs in it: a pipe. The inner
+// The lifeline is a pipe between the process that makes a sandbox and the command that runs in it. The inner
 // end yields one byte when the sandbox is complete. It reports the end of the file when the command must end,
-// also when the outer process is killed.
+// even if the outer process is killed.
 #pragma once
 
 #include "host/system/descriptor.h"
@@ -8,15 +8,15 @@
 
 namespace chassis {
 
-/// The outer end; made before the process is forked that becomes the sandbox.
+/// The outer end. Make it before you fork the process that becomes the sandbox.
 class Lifeline {
  public:
   static host::Result<Lifeline> make();
 
-  /// In the forked process: lets the inner end pass through exec, its number in the environment's
-  /// CHASSIS_LIFELINE.
+  /// In the forked process: keeps the inner end open across exec, and puts its number into the environment
+  /// variable CHASSIS_LIFELINE.
   void pass_on() const;
-  /// In this process: leaves the inner end to the forked one.
+  /// In this process: closes the inner end, which the forked process uses.
   void close_inner_end() { inner_ = host::Descriptor(); }
 
   void signal_complete();
@@ -28,7 +28,7 @@ class Lifeline {
   host::Descriptor inner_, outer_;
 };
 
-/// In the sandbox: waits until it is complete. Fails when this process was not started in one.
+/// In the sandbox: waits until the sandbox is complete. Fails if this process was not started in a sandbox.
 /// @return the inner end, which does not block
 host::Result<host::Descriptor> take_lifeline();
 

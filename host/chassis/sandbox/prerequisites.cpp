@@ -36,7 +36,7 @@ host::Result<> find_device(const char *file, const char *purpose, const char *mo
                                                              purpose, std::strerror(error), advice));
 }
 
-/// Tries it in a child, which it costs nothing to lose.
+/// Probes in a disposable child process, because an attempt that succeeds cannot be undone.
 host::Result<> try_namespaces() {
   const pid_t child = fork();
   if (child == 0) _exit(unshare(CLONE_NEWUSER | CLONE_NEWNET) == 0 ? 0 : errno);
@@ -48,7 +48,7 @@ host::Result<> try_namespaces() {
   return host::failure(
       host::errno_cause(error),
       fmt::format(
-          "user namespaces, which the sandbox is made of, are forbidden here ({}); allow them with the sysctls "
+          "user namespaces, which the sandbox needs, are forbidden here ({}); allow them with the sysctls "
           "user.max_user_namespaces and, where they exist, kernel.unprivileged_userns_clone=1 and "
           "kernel.apparmor_restrict_unprivileged_userns=0",
           std::strerror(error)));
@@ -61,7 +61,7 @@ host::Result<> check_prerequisites() {
     return host::failure("bwrap, which makes the sandbox, is not installed; install the package bubblewrap");
   if (!in_path("ip"))
     return host::failure(
-        "ip, which looks at and moves interfaces, is not installed; install the package iproute2");
+        "ip, which moves network interfaces, is not installed; install the package iproute2");
   return find_device("/dev/net/tun", "makes network devices", "tun")
       .and_then([] { return find_device("/dev/fuse", "serves the kernel module's device", "fuse"); })
       .and_then(try_namespaces);

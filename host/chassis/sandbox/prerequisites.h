@@ -1,11 +1,11 @@
-// What a sandbox needs of the machine.
+// What the machine must have for a sandbox.
 #pragma once
 
 #include "host/system/failure.h"
 
 namespace chassis {
 
-/// Checks each thing that the sandbox needs. The sentence says what is missing and what to do about it.
+/// Checks each prerequisite of the sandbox. The text of a failure says what is missing and how to provide it.
 [[nodiscard]] host::Result<> check_prerequisites();
 
 }  // namespace chassis

@@ -20,7 +20,7 @@ constexpr const char *process_file = "sandbox.pid";
 constexpr const char *unannounced_file = "sandbox.pid.new";
 constexpr const char *lock_file = "lock";
 
-/// Memory before disk: every stored record is synced, and the trace history is written for each frame.
+/// Prefers memory to disk: every stored record is synced, and the trace history is written for each frame.
 fs::path base_folder() {
   if (const char *own = std::getenv("CHASSIS_RUN_DIR"); own != nullptr && *own != '\0') return own;
   const std::string name = fmt::format("chassis-{}", getuid());
@@ -30,7 +30,7 @@ fs::path base_folder() {
   return fs::path("/tmp") / name;
 }
 
-/// Makes the base folder, or makes sure that nobody else may put things into the one that is there.
+/// Makes the base folder. If it exists, checks that no other user may write to it.
 /// @return whether it is new
 host::Result<bool> make_base(const fs::path &base) {
   std::error_code ignored;
@@ -41,9 +41,10 @@ host::Result<bool> make_base(const fs::path &base) {
   const bool own = lstat(base.c_str(), &found) == 0 && S_ISDIR(found.st_mode) && found.st_uid == getuid() &&
                    (found.st_mode & (S_IWGRP | S_IWOTH)) == 0;
   if (!own)
-    return host::failure(
-        fmt::format("{} is not a folder of this user's own; remove it, or set CHASSIS_RUN_DIR to another one",
-                    base.string()));
+    return host::failure(fmt::format(
+        "{} is not a folder that only this user may write to; remove it, or set CHASSIS_RUN_DIR to "
+        "another folder",
+        base.string()));
   return false;
 }
 
@@ -51,7 +52,8 @@ host::Descriptor open_lock(const fs::path &folder, int flags) {
   return host::Descriptor(open((folder / lock_file).c_str(), flags | O_CLOEXEC | O_NOFOLLOW, 0600));
 }
 
-/// Whether the descriptor still is the lock of this folder: its last owner may have removed it meanwhile.
+/// Whether the descriptor is still this folder's lock file: the last owner may have removed the file
+/// meanwhile.
 bool is_current(const host::Descriptor &lock, const fs::path &folder) {
   struct stat held {
   }, named{};
@@ -76,12 +78,12 @@ host::Result<host::Descriptor> lock_folder(const fs::path &folder, const std::st
     auto wanted = whole_file(F_WRLCK);
     if (fcntl(lock.get(), F_OFD_SETLK, &wanted) != 0)
       return host::failure(
-          fmt::format("a chassis named '{}' runs already; end it, or give this one another --name", name));
+          fmt::format("a chassis named '{}' is already running; end it, or choose another --name", name));
     if (is_current(lock, folder)) return lock;
   }
 }
 
-/// Asks without taking the lock, so that nobody who starts finds it taken by one who only looks.
+/// Tests the lock without taking it, so that a chassis that starts meanwhile does not find it taken.
 bool is_locked(const fs::path &folder) {
   const auto lock = open_lock(folder, O_RDWR);
   auto found = whole_file(F_WRLCK);
@@ -96,7 +98,7 @@ host::Result<RunFolder> RunFolder::make(const std::string &name) {
   if (!made_base) return failed(std::move(made_base));
   host::Result<host::Descriptor> lock = lock_folder(path, name);
   if (!lock) return failed(std::move(lock));
-  // The walk through a folder throws from its steps.
+  // A folder's iterator throws when it advances.
   try {
     for (const auto &left_behind : fs::directory_iterator(path))
       if (left_behind.path().filename() != lock_file) fs::remove_all(left_behind);
@@ -110,7 +112,7 @@ RunFolder::~RunFolder() {
   if (!lock_) return;
   std::error_code ignored;
   fs::remove_all(path_, ignored);
-  if (made_base_) fs::remove(path_.parent_path(), ignored);  // only when it is empty
+  if (made_base_) fs::remove(path_.parent_path(), ignored);  // fails unless it is empty
 }
 
 std::vector<std::string> running_chassis() {
@@ -124,13 +126,13 @@ std::vector<std::string> running_chassis() {
 
 host::Result<std::string> choose_chassis(const std::string &name) {
   const auto running = running_chassis();
-  if (running.empty()) return host::failure("no chassis runs; start one with: chassis run");
+  if (running.empty()) return host::failure("no chassis is running; start one with: chassis run");
   if (name.empty() && running.size() > 1)
     return host::failure(
-        fmt::format("several chassis run; choose one with --name: {}", fmt::join(running, ", ")));
+        fmt::format("several chassis are running; choose one with --name: {}", fmt::join(running, ", ")));
   if (!name.empty() && std::find(running.begin(), running.end(), name) == running.end())
     return host::failure(
-        fmt::format("no chassis named '{}' runs; there are: {}", name, fmt::join(running, ", ")));
+        fmt::format("no chassis named '{}' is running; running are: {}", name, fmt::join(running, ", ")));
   return name.empty() ? running.front() : name;
 }
 

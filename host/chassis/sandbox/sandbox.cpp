@@ -38,13 +38,14 @@ struct Pipe {
 /// Both ends close on exec.
 host::Result<Pipe> make_pipe() {
   std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0) return host::errno_failure("no pipe can be made");
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) return host::errno_failure("a pipe cannot be made");
   return Pipe{Descriptor(ends[0]), Descriptor(ends[1])};
 }
 
 void keep_on_exec(const Descriptor &descriptor) { fcntl(descriptor.get(), F_SETFD, 0); }
 
-/// Signals that end the chassis, taken from a descriptor while this lives; false when there is none.
+/// While an object exists, the signals that end the chassis are read from a descriptor. It is false when there
+/// is no descriptor.
 class SignalWatch {
  public:
   SignalWatch() {
@@ -73,7 +74,8 @@ class SignalWatch {
   Descriptor descriptor_;
 };
 
-/// bubblewrap as a child. What it inherits besides the standard descriptors is opened for it in the child.
+/// bubblewrap as a child process. Besides the standard descriptors it inherits only those that are opened for
+/// it in the child.
 class SandboxProcess {
  public:
   static host::Result<std::unique_ptr<SandboxProcess>> start(const SandboxPlan &plan,
@@ -96,7 +98,7 @@ class SandboxProcess {
   SandboxProcess(const SandboxProcess &) = delete;
   SandboxProcess &operator=(const SandboxProcess &) = delete;
 
-  /// A process in the sandbox, as bubblewrap tells it; nothing when the sandbox could not be made.
+  /// A process in the sandbox, as bubblewrap reports it; nothing when the sandbox could not be made.
   std::optional<pid_t> inner_process() {
     std::string text;
     std::array<char, 256> part{};
@@ -110,7 +112,7 @@ class SandboxProcess {
 
   Lifeline &lifeline() { return lifeline_; }
 
-  /// Waits until the process has ended or a signal is there. @return whether it has ended
+  /// Waits until the process has ended or a signal has come. @return whether the process has ended
   bool wait_for_end(const SignalWatch *signals, int limit_ms) const {
     std::array<pollfd, 2> waiting{pollfd{ended_.get(), POLLIN, 0},
                                   pollfd{signals != nullptr ? signals->descriptor() : -1, POLLIN, 0}};
@@ -119,7 +121,7 @@ class SandboxProcess {
     return waiting[0].revents != 0;
   }
 
-  /// @return its exit status, as a shell would tell it
+  /// Waits for the end. @return the exit status, as a shell reports it
   int wait() {
     int status = 0;
     while (waitpid(process_, &status, 0) < 0 && errno == EINTR) {
@@ -138,7 +140,7 @@ class SandboxProcess {
     const auto arguments =
         sandbox_arguments(plan, {information_.write_end.get(), users.get(), nothing.get()});
     process_ = fork();
-    if (process_ < 0) return host::errno_failure("no process can be made");
+    if (process_ < 0) return host::errno_failure("a process cannot be started");
     if (process_ == 0) become(arguments, {&nothing, &users}, signals);
     ended_ = Descriptor(static_cast<int>(syscall(SYS_pidfd_open, process_, 0)));
     lifeline_.close_inner_end();
@@ -150,7 +152,7 @@ class SandboxProcess {
                            std::initializer_list<const Descriptor *> inherited,
                            const SignalWatch &signals) const {
     signals.restore();
-    setpgid(0, 0);  // Ctrl-C is for the one who started the sandbox, who ends it in order
+    setpgid(0, 0);  // Ctrl-C goes only to the process that started the sandbox, which then ends it in order
     for (const auto *kept : inherited)
       if (*kept) keep_on_exec(*kept);
     keep_on_exec(information_.write_end);
@@ -170,7 +172,7 @@ int supervise(SandboxProcess &sandbox, const SignalWatch &signals) {
   if (sandbox.wait_for_end(&signals, -1)) return sandbox.wait();
   const int signal = signals.take();
   sandbox.lifeline().signal_end();
-  // What does not end by itself is killed with its sandbox.
+  // A process that does not end by itself is killed with its sandbox.
   if (sandbox.wait_for_end(nullptr, take_down_limit_ms)) sandbox.wait();
   return 128 + signal;
 }
@@ -181,12 +183,12 @@ host::Result<int> run_sandboxed(const SandboxPlan &plan) {
   const SignalWatch signals;
   if (!signals) return host::errno_failure("signals cannot be watched");
   const TerminalKeeper terminal;
-  std::optional<LentInterfaces> lent;  // outlives the sandbox, so that what was lent comes back
+  std::optional<LentInterfaces> lent;  // outlives the sandbox, so that lent interfaces come back
   host::Result<std::unique_ptr<SandboxProcess>> started = SandboxProcess::start(plan, signals);
   if (!started) return failed(std::move(started));
   SandboxProcess &sandbox = **started;
   const auto inner = sandbox.inner_process();
-  if (!inner) return host::failure("bwrap could not make the sandbox; its own words stand above");
+  if (!inner) return host::failure("bwrap could not make the sandbox; its own message is above");
   host::Result<LentInterfaces> lending = LentInterfaces::lend(plan.interfaces, *inner);
   if (!lending) return failed(std::move(lending));
   lent.emplace(std::move(*lending));

@@ -18,7 +18,7 @@ void add(Arguments &arguments, std::initializer_list<std::string> words) {
   arguments.insert(arguments.end(), words);
 }
 
-/// Folders of the root that the sandbox has of its own.
+/// Whether the sandbox has its own version of this folder of the root.
 bool is_own(const std::string &name) {
   constexpr std::array<std::string_view, 6> own{"proc", "sys", "dev", "run", "tmp", "opal"};
   return std::find(own.begin(), own.end(), name) != own.end();
@@ -38,7 +38,7 @@ void add_machine(Arguments &arguments) {
 
 void add_own_folders(Arguments &arguments) {
   add(arguments, {"--proc", "/proc", "--ro-bind", "/sys", "/sys", "--tmpfs", "/run"});
-  // Shared with the machine: scripts that people run lie there, and so may the checkout.
+  // Shared with the machine: scripts that people run are there, and the checkout may be there too.
   add(arguments, {"--bind", "/tmp", "/tmp"});
   add(arguments, {"--dev", "/dev", "--dev-bind", "/dev/net/tun", "/dev/net/tun", "--dev-bind", "/dev/fuse",
                   "/dev/fuse"});
@@ -54,7 +54,7 @@ void add_working_folders(Arguments &arguments, const SandboxPlan &plan) {
 
 void add_environment(Arguments &arguments, const SandboxPlan &plan) {
   add(arguments, {"--setenv", "OPAL_RUN_DIR", inside_run_folder, "--setenv", "CHASSIS_NAME", plan.name});
-  // Folders that these name are not there, or not writable.
+  // The folders that these variables name do not exist in the sandbox, or are not writable.
   for (const char *name : {"TMPDIR", "XDG_RUNTIME_DIR", "CHASSIS_RUN_DIR"})
     add(arguments, {"--unsetenv", name});
 }

@@ -1,4 +1,4 @@
-// The sandbox as bubblewrap's command line; what it looks like from inside stands in sandbox.h.
+// The command line of bubblewrap for the sandbox. sandbox.h says what programs see inside.
 #pragma once
 
 #include <string>
@@ -9,9 +9,9 @@
 namespace chassis {
 
 struct SandboxDescriptors {
-  int information;  ///< bubblewrap writes the number of a process in the sandbox here
-  int users;        ///< a user namespace to use; -1: bubblewrap makes one
-  int empty_file;   ///< yields no bytes: the file that the kernel module's device is mounted over
+  int information;  ///< bubblewrap writes the number of a process in the sandbox to this descriptor
+  int users;        ///< the user namespace to use; -1: bubblewrap makes one
+  int empty_file;   ///< yields no bytes: content of the file over which the kernel module's device is mounted
 };
 
 std::vector<std::string> sandbox_arguments(const SandboxPlan &plan, const SandboxDescriptors &descriptors);

@@ -15,17 +15,17 @@
 namespace chassis {
 namespace {
 
-/// Whether this process is in a sandbox already; a failure when another one is meant.
+/// Whether this process is already in a sandbox; a failure when it is in the sandbox of another chassis.
 host::Result<bool> is_inside(const std::string &name) {
   const char *own = std::getenv("CHASSIS_NAME");
   if (own == nullptr || std::getenv("OPAL_RUN_DIR") == nullptr) return false;
   if (!name.empty() && name != own)
     return host::failure(
-        fmt::format("this is inside the chassis '{}', from where '{}' cannot be seen", own, name));
+        fmt::format("this command runs inside the chassis '{}' and cannot reach '{}'", own, name));
   return true;
 }
 
-/// A process of the chassis that is meant, whose name the environment then tells.
+/// A process of the chosen chassis. Puts the name of the chassis into the environment.
 host::Result<pid_t> process_of(const std::string &name) {
   host::Result<std::string> chosen = choose_chassis(name);
   if (!chosen) return failed(std::move(chosen));
@@ -48,8 +48,8 @@ host::Result<> enter_namespaces(pid_t process) {
     const char *name;
     int type;
   };
-  // The user namespace comes first: it gives the right to enter the others. The files come last, because
-  // they take /proc away; processes before them for the same reason.
+  // The user namespace comes first: it gives the right to enter the others. The mount namespace comes last,
+  // because /proc is not available in it; the process namespace comes before it for the same reason.
   constexpr Kind kinds[] = {{"user", CLONE_NEWUSER}, {"net", CLONE_NEWNET}, {"ipc", CLONE_NEWIPC},
                             {"uts", CLONE_NEWUTS},   {"pid", CLONE_NEWPID}, {"mnt", CLONE_NEWNS}};
   for (const Kind &kind : kinds)
@@ -69,7 +69,7 @@ host::Result<> enter_sandbox(const std::string &name) {
   const auto current = std::filesystem::current_path(ignored);
   if (host::Result<> entered = enter_namespaces(*process); !entered) return entered;
   if (chdir(current.c_str()) != 0 && chdir("/") != 0)
-    return host::failure("the sandbox has no folder to work in");
+    return host::failure("the sandbox has no working folder");
   setenv("OPAL_RUN_DIR", inside_run_folder, 1);
   return {};
 }

@@ -9,7 +9,7 @@ namespace chassis {
 bool has_terminal() { return isatty(STDIN_FILENO) == 1 && tcgetpgrp(STDIN_FILENO) == getpgrp(); }
 
 void give_terminal(pid_t group) {
-  // Who is in the background is stopped when it touches the terminal, unless it blocks this signal.
+  // A background process that changes the terminal is stopped, unless it blocks this signal.
   sigset_t touched, before;
   sigemptyset(&touched);
   sigaddset(&touched, SIGTTOU);

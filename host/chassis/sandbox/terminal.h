@@ -1,5 +1,5 @@
-// The controlling terminal, which the command in the sandbox gets for itself while it runs, as a shell gives
-// it to a job: Ctrl-C is then the command's, not the chassis's.
+// The controlling terminal. The command in the sandbox gets it while it runs, as a shell gives it to a job:
+// Ctrl-C then goes to the command, not to the chassis.
 #pragma once
 
 #include <sys/types.h>
@@ -10,10 +10,10 @@ namespace chassis {
 /// Whether standard input is a terminal and this process is in its foreground.
 bool has_terminal();
 
-/// Makes a process group the terminal's foreground.
+/// Makes a process group the foreground group of the terminal.
 void give_terminal(pid_t group);
 
-/// Takes the terminal back when it goes, in the state that it had when this was made.
+/// Its destructor takes the terminal back and restores the state that the terminal had at construction.
 class TerminalKeeper {
  public:
   TerminalKeeper();

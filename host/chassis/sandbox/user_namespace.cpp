@@ -17,7 +17,7 @@ namespace {
 
 using host::Descriptor;
 
-/// Maps every identity of this namespace to itself. @param file "uid_map" or "gid_map"
+/// Maps every user or group of this namespace to itself. @param file "uid_map" or "gid_map"
 bool map_all(pid_t process, const char *file) {
   std::ifstream own(fmt::format("/proc/self/{}", file));
   std::string map;
@@ -27,7 +27,7 @@ bool map_all(pid_t process, const char *file) {
   return target && write(target.get(), map.data(), map.size()) == static_cast<ssize_t>(map.size());
 }
 
-/// A child that stays in a user namespace of its own until `hold` closes.
+/// Starts a child that stays in a user namespace of its own until `hold` closes.
 pid_t start_holder(const std::array<int, 2> &ready, const std::array<int, 2> &hold) {
   const pid_t child = fork();
   if (child != 0) return child;

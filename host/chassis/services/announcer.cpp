@@ -70,8 +70,8 @@ std::vector<IfIndex> Announcer::members_before_down(IfIndex channel) const {
   return found == gone_down_.end() ? std::vector<IfIndex>{} : found->second;
 }
 
-// Everything that goes down is told before anything that comes up: a port that joins a channel must be
-// gone before the channel takes its place.
+// Everything that goes down is published before anything that comes up: a port that joins a channel must be
+// down before the channel takes its place.
 std::vector<LinkRecord> Announcer::link_changes(const View &now) const {
   std::vector<LinkRecord> records;
   for (const auto &[index, told] : published_) {

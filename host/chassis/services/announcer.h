@@ -1,13 +1,12 @@
-// Tells subscribers what the interfaces are doing.
+// Sends the state of the interfaces to subscribers.
 //
-// A queue that subscribes is told the present state at once: the interfaces that are up, the line card
-// when it is online, the forwarding states of the interfaces that are up. After a change of the chassis's
-// state `publish_changes` compares what was told last with what is now and publishes the difference:
-// an interface that went down (with the VLANs that it carried), came up, or carries other VLANs, and
-// then the forwarding states that are new. An interface is a port on its own, or a port-channel in place
-// of its members: the members' own states are not told while they are bundled. A port-channel whose
-// operational members changed is told down and up again, because a subscriber looks its members up when
-// it comes up.
+// A queue that subscribes receives the present state at once: the interfaces that are up, their forwarding
+// states, and the line card when it is online. After a change of the chassis's state, `publish_changes`
+// compares the published state with the present state and publishes the difference: an interface that went
+// down (with the VLANs that it carried), came up, or carries other VLANs, and then the new forwarding states.
+// An interface is a port on its own, or a port-channel in place of its members: while ports are members of a
+// port-channel, their own states are not published. When the operational members of a port-channel change, it
+// is published as down and then as up, because a subscriber looks up its members when it comes up.
 #pragma once
 
 #include <map>
@@ -23,28 +22,28 @@ class Announcer {
  public:
   Announcer(const ChassisState &state, Broker &broker);
 
-  /// Tells a new subscriber of `opcode` the present state.
+  /// Sends the present state to a new subscriber of `opcode`.
   void send_present_state(std::uint32_t opcode, bus::Address queue);
 
-  /// Publishes what changed since the last call.
+  /// Publishes the changes since the last call.
   void publish_changes();
 
   /// Publishes that the line card is online.
   void publish_line_card_online();
 
-  /// A subscriber that is told that a port-channel goes down may still ask for its members while it
-  /// handles the notice. @return those that it had, empty when the channel has not just gone down
+  /// While a subscriber handles the notice that a port-channel went down, it may still request the members.
+  /// @return the members that the channel had, empty when the channel has not just gone down
   std::vector<IfIndex> members_before_down(IfIndex channel) const;
 
-  /// The notices sent so far have been handled.
+  /// Call this when the notices sent so far have been handled.
   void forget_members_before_down() { gone_down_.clear(); }
 
  private:
-  /// An interface that is up, as told.
+  /// An interface that is up, as published.
   struct Published {
     VlanSet up;
     VlanSet forwarding;
-    std::vector<IfIndex> members;  ///< of a port-channel: those that are up
+    std::vector<IfIndex> members;  ///< the members of a port-channel that are up
   };
   using View = std::map<IfIndex, Published>;
 

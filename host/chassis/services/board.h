@@ -1,4 +1,4 @@
-// The board's identity, as the switch module's electronics would tell it.
+// The board's identity, as the hardware of the switch module would report it.
 #pragma once
 
 #include "host/chassis/services/service_context.h"

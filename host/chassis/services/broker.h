@@ -1,4 +1,4 @@
-// Subscriptions: which queues want notices of an opcode, and the publishing of them.
+// Subscriptions: keeps the queues that subscribed to an opcode, and publishes notices to them.
 #pragma once
 
 #include <functional>
@@ -11,7 +11,7 @@ namespace chassis {
 
 class Broker : public Service {
  public:
-  /// Runs after a queue's first subscription to an opcode has been answered.
+  /// Runs after the answer to a queue's first subscription to an opcode.
   using OnSubscribed = std::function<void(std::uint32_t opcode, bus::Address queue)>;
 
   Broker(asio::io_context &loop, const FaultTable &faults);
@@ -24,7 +24,7 @@ class Broker : public Service {
   /// Sends a notice to one queue.
   void send(bus::Address queue, std::uint32_t opcode, std::span<const std::byte> payload);
 
-  /// Ends the daemon's subscriptions.
+  /// Removes the daemon's subscriptions.
   void forget_daemon() override;
 
  private:

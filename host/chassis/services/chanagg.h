@@ -1,4 +1,4 @@
-// The port-channel service: who belongs to a channel, and which member carries it.
+// The port-channel service: which ports are members of a channel, and which member carries it.
 #pragma once
 
 #include "host/chassis/services/service_context.h"

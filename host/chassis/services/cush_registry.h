@@ -1,4 +1,4 @@
-// The shell's registry: which program serves the commands of which parse tree.
+// The shell's registry: which program serves the commands of each parse tree.
 #pragma once
 
 #include <map>

@@ -1,4 +1,4 @@
-// The in-band driver: which VLANs' frames the ASIC sends to the CPU.
+// The in-band driver: the VLANs whose frames the ASIC sends to the CPU.
 #pragma once
 
 #include "host/chassis/services/service_context.h"

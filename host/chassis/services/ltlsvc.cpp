@@ -8,10 +8,10 @@ namespace chassis {
 
 namespace {
 
-// The one type of LTL that is asked for by VLAN: redirection of the VLAN's traffic.
+// The only type of LTL that is requested by VLAN: redirection of the VLAN's traffic.
 constexpr std::uint32_t vlan_redirection = 7;
 
-/// A VLAN's LTL in the index space of redirections.
+/// The LTL of a VLAN in the index space of redirections.
 constexpr std::uint32_t ltl_of(VlanId vlan) { return 0x10000U | vlan.value; }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// The port-index service: destination indexes of ports, and the LTLs of VLANs. Its CBL notices are the
-// announcer's.
+// The port-index service: destination indexes of ports, and the LTLs of VLANs. The announcer sends its CBL
+// notices. (docs/glossary.md explains LTL and CBL.)
 #pragma once
 
 #include "host/chassis/services/service_context.h"

@@ -35,7 +35,7 @@ ltlsvc_port_cbl_t encoded_record(const ForwardingRecord &record) {
   return {record.index.value, to_record(record.forwarding)};
 }
 
-/// Encodes the records, `most` to a message.
+/// Encodes the records, at most `most` in each message.
 template <typename Encoded, typename Record, typename Encode>
 std::vector<bus::Payload> in_messages(const std::vector<Record> &records, std::size_t most,
                                       Encode encode_wire) {

@@ -1,7 +1,7 @@
-// Payloads of the notices that tell the daemon about interfaces.
+// Payloads of the notices about interfaces that the daemon receives.
 //
-// More records than one message holds are split over several messages, in order. The layouts stand in
-// opal/portsvc.h (state notice) and opal/ltlsvc.h (CBL notice).
+// Records that do not fit into one message are split over several messages, in order. The layouts are in
+// opal/portsvc.h (state notice) and opal/ltlsvc.h (CBL notice, see docs/glossary.md).
 #pragma once
 
 #include <vector>

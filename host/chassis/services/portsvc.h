@@ -1,5 +1,5 @@
-// The interface manager: which interfaces exist and how their links are. Its state notices are the
-// announcer's.
+// The interface manager: which interfaces exist, and the state of their links. The announcer sends its state
+// notices.
 #pragma once
 
 #include "host/chassis/services/service_context.h"

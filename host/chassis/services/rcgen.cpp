@@ -18,7 +18,7 @@ constexpr std::chrono::seconds answer_bound{2};  ///< for a program's lines
 constexpr std::uint16_t indent_max = 16;
 constexpr std::size_t text_limit = bus::payload_limit - sizeof(bus::ConfigText);
 
-/// What the request means when it names no VLAN: all that a configuration can have.
+/// The VLANs of a request that names none: all that a configuration can have.
 VlanSet every_configurable_vlan() {
   VlanSet vlans;
   vlans.set();
@@ -27,7 +27,7 @@ VlanSet every_configurable_vlan() {
   return vlans;
 }
 
-/// Rendered lines of each VLAN.
+/// The rendered lines of each VLAN.
 using Blocks = std::map<std::uint16_t, std::string>;
 
 bool append(Blocks &blocks, const bus::ConfigLineView &line) {

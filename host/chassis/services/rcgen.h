@@ -1,13 +1,13 @@
-// The configuration generator: asks every registered program for its lines and renders them.
+// The configuration generator: requests the configuration lines of every registered program and renders them.
 //
 //   vlan 100
 //     cin
 //   vlan 200
 //     cin
 //
-// VLANs ascend; under a VLAN's key line stand the lines of all programs, in the order in which the
-// programs registered, indented by two blanks a level. A VLAN without lines is not shown. A program that
-// fails or does not answer in time makes the whole answer a failure whose text names the reason.
+// VLANs are in ascending order. Under the key line of a VLAN are the lines of all programs, in the order in
+// which the programs registered, indented by two blanks per level. A VLAN without lines is not shown. If a
+// program fails or does not answer in time, the whole answer is a failure whose text says why.
 #pragma once
 
 #include <memory>

@@ -1,4 +1,4 @@
-// What the services of the platform are made of; each takes what it needs.
+// The parts of the chassis that a service may use; each service takes what it needs.
 #pragma once
 
 #include <asio/io_context.hpp>

@@ -12,7 +12,7 @@ namespace chassis {
 
 class VlanManager : public Service {
  public:
-  /// Knows the VLANs of the description; those under `incompatible` carry the private-VLAN feature.
+  /// Starts with the VLANs of the description; the VLANs under `incompatible` carry the private-VLAN feature.
   explicit VlanManager(const ServiceContext &context);
 
   const VlanSet &known() const { return known_; }
@@ -25,7 +25,7 @@ class VlanManager : public Service {
   /// Deletes VLANs with all their features and publishes the deletion.
   void delete_vlans(std::span<const VlanId> vlans, Broker &broker);
 
-  /// Forgets the daemon's feature, CIN, in every VLAN.
+  /// Removes the daemon's feature, CIN (chassis internal network), from every VLAN.
   void forget_daemon() override;
 
  private:

@@ -53,7 +53,7 @@ host::Result<host::Descriptor> open_packet_socket(const std::string &interface) 
   return socket;
 }
 
-/// The tag that the kernel took off; nothing when the frame had none.
+/// The tag that the kernel removed; nothing when the frame had none.
 std::optional<std::uint16_t> tag_beside(const msghdr &message) {
   for (const cmsghdr *header = CMSG_FIRSTHDR(&message); header != nullptr;
        header = CMSG_NXTHDR(const_cast<msghdr *>(&message), const_cast<cmsghdr *>(header))) {

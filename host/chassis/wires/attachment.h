@@ -1,7 +1,7 @@
 // A wire to an interface of the machine that was moved into the sandbox: real equipment, a VM's tap, a veth.
 //
-// A packet socket takes every frame that the interface receives, whoever it is for. The kernel takes the
-// 802.1Q tag off on receive and keeps it beside the frame; it is put back here.
+// A packet socket receives every frame that the interface receives, whatever its destination. The kernel
+// removes the 802.1Q tag and passes it beside the frame; the attachment puts it back.
 #pragma once
 
 #include <asio/io_context.hpp>
@@ -17,12 +17,12 @@ namespace chassis {
 
 class Attachment : public LinkPartner {
  public:
-  /// Takes the interface of this network namespace into service.
+  /// Attaches to the interface, which is in this network namespace.
   static host::Result<std::unique_ptr<Attachment>> make(asio::io_context &loop, const std::string &interface,
                                                         FromWire from_wire);
 
   void deliver(std::span<const std::byte> frame) override;
-  /// The far end sees the interface itself go down or come up.
+  /// Switches the interface itself, so that the far end sees its link go down or come up.
   host::Result<> set_link(bool up) override;
 
  private:

@@ -53,7 +53,7 @@ class CaptureStream : public std::enable_shared_from_this<CaptureStream> {
     if (sending_.empty()) flush();
   }
 
-  /// Notices that the watcher has gone, also while no frame passes.
+  /// Detects the end of the watcher, even while no frame passes.
   void watch_for_end() {
     socket_.async_wait(LocalSocket::wait_read,
                        [self = shared_from_this()](const asio::error_code &) { self->ended_ = true; });
@@ -100,8 +100,7 @@ host::Result<std::unique_ptr<CaptureServer>> CaptureServer::listen(asio::io_cont
   if (!error) acceptor.bind(endpoint, error);
   if (!error) acceptor.listen(asio::socket_base::max_listen_connections, error);
   if (error)
-    return host::failure(error,
-                         fmt::format("{} cannot be listened at: {}", endpoint.path(), error.message()));
+    return host::failure(error, fmt::format("cannot listen at {}: {}", endpoint.path(), error.message()));
   return std::unique_ptr<CaptureServer>(
       new CaptureServer(std::move(acceptor)));  // NOLINT: private constructor
 }

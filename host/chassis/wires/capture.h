@@ -1,12 +1,12 @@
-// Watching the wires: `chassis capture POINT` is told every frame that passes a point, in both directions.
+// Captures frames: `chassis capture POINT` receives every frame that passes a point, in both directions.
 //
 // A point is a place that frames pass: "blade1" or "amm" (the node's wire), "inb0" and "mgmt0" or "mgmt1"
-// (the daemon's devices, ASIC headers taken off). Whoever connects to `capture` in the run folder and sends a
-// point's name and a line end gets a pcap stream of Ethernet frames with times in nanoseconds; an unknown
-// name gets one line that begins with "!" and the connection ends.
+// (the daemon's devices, without ASIC headers). A watcher connects to `capture` in the run folder and sends a
+// point's name and a line end. It then receives a pcap stream of Ethernet frames with times in nanoseconds.
+// For an unknown name it receives one line that begins with "!", and the connection ends.
 //
-// Watching never delays the frames: a watcher that does not read keeps 4 MiB waiting at most; what does not
-// fit is left out, whole frames only.
+// Capturing never delays the frames. For a watcher that does not read, at most 4 MiB are queued; a frame that
+// does not fit is left out as a whole.
 #pragma once
 
 #include <asio/io_context.hpp>
@@ -27,11 +27,11 @@ class CaptureStream;
 
 class CapturePoint {
  public:
-  /// A frame passes.
+  /// Sends a passing frame to the watchers.
   void pass(std::span<const std::byte> frame) {
     if (is_watched()) record(frame);
   }
-  /// Whether somebody watches, or did when the last frame passed.
+  /// Whether the point has a watcher, or had one when the last frame passed.
   bool is_watched() const { return !streams_.empty(); }
   void add(std::shared_ptr<CaptureStream> stream) { streams_.push_back(std::move(stream)); }
 

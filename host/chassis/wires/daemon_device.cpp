@@ -49,7 +49,7 @@ ReadResult DaemonDevice::read_one() {
   const ssize_t length = read(descriptor_.get(), buffer_.data(), buffer_.size());
   if (length < 0) return result_of_failed_read(errno);
   const auto frame = std::span(buffer_).first(static_cast<std::size_t>(length));
-  // Flags differ only for a frame that was cut, which this buffer never does.
+  // Flags differ only for a truncated frame, and this buffer is large enough for every frame.
   if (frame.size() < inband_prefix.size() ||
       !std::equal(inband_prefix.begin() + 2, inband_prefix.end(), frame.begin() + 2)) {
     ++counters_.foreign;

@@ -1,9 +1,9 @@
 // A device between the chassis and the daemon: inb0, or the management device.
 //
-// It is a TUN device with packet information: each frame that the chassis writes carries the in-band
-// protocol's number, 0xF102, so that a packet socket bound to that protocol reads it untouched, its tag in
-// place; what the daemon writes on such a socket comes out here. Frames of any other protocol are none of
-// the daemon's and are counted as foreign.
+// It is a TUN device with packet information. Each frame that the chassis writes carries the number of the
+// in-band protocol, 0xF102. A packet socket bound to that protocol therefore reads the frame unchanged, with
+// its tag. What the daemon writes to such a socket is read from the device here. Frames of any other protocol
+// do not come from the daemon and are counted as foreign.
 #pragma once
 
 #include <array>
@@ -25,7 +25,7 @@ namespace chassis {
 struct DaemonDeviceCounters {
   std::uint64_t to_daemon = 0;
   std::uint64_t from_daemon = 0;
-  std::uint64_t refused = 0;  ///< frames to the daemon that the kernel did not take
+  std::uint64_t refused = 0;  ///< frames to the daemon that the kernel did not accept
   std::uint64_t foreign = 0;  ///< of another protocol
 };
 
@@ -37,7 +37,7 @@ class DaemonDevice {
   static host::Result<std::unique_ptr<DaemonDevice>> make(asio::io_context &loop, const std::string &name,
                                                           FromDaemon from_daemon);
 
-  /// @return whether the kernel took the frame
+  /// @return whether the kernel accepted the frame
   bool send(std::span<const std::byte> frame);
 
   const DaemonDeviceCounters &counters() const { return counters_; }

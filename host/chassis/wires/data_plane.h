@@ -1,9 +1,10 @@
-// Everything that carries frames, wired together: the fabric, the nodes and attachments at its ports, the
-// management link between the AMM and its device, inb0, and the counters on the way.
+// Connects everything that carries frames: the fabric, the nodes and attachments at its ports, the management
+// link between the AMM (docs/glossary.md) and the management device, inb0, and the counters on the way.
 //
 //   blade ── wire ── fabric ── inb0 ── daemon ── management device ── wire ── AMM
 //
-// The management link takes sound tagged frames of any VLAN: which of them go on is the daemon's decision.
+// The management link accepts well-formed tagged frames of any VLAN: the daemon decides which of them to
+// forward.
 #pragma once
 
 #include <array>
@@ -29,10 +30,10 @@ class DataPlane {
   ~DataPlane();
 
   Fabric &fabric() { return fabric_; }
-  /// The far end of a port's wire sees its link go up or down.
+  /// Switches the link at the far end of a port's wire up or down.
   [[nodiscard]] host::Result<> set_link(AsicPort port, bool up);
 
-  /// What passed the daemon's devices, port by port.
+  /// Counters of the frames that passed the daemon's devices, port by port.
   const InbandCounters &inband_counters() const { return inband_counters_; }
 
   /// Counters of the daemon's two devices and the management link, for `chassis status`.
@@ -57,7 +58,7 @@ class DataPlane {
   std::array<CapturePoint *, asic_ports> wire_points_{};
   Fabric fabric_;
   InbandCounters inband_counters_;
-  PortCounters management_;  ///< rx: sound frames from the AMM; tx: frames to it
+  PortCounters management_;  ///< rx: well-formed frames from the AMM; tx: frames to it
   std::unique_ptr<DaemonDevice> inband_device_;
   std::unique_ptr<DaemonDevice> management_device_;
   std::array<std::unique_ptr<LinkPartner>, asic_ports> partners_;

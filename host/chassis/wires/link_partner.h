@@ -1,5 +1,5 @@
-// A port's link partner, at the far end of its wire: a blade (node.h) or an interface of the machine
-// (attachment.h). Frames on a wire are tagged, as the fabric takes and gives them.
+// The link partner of a port, at the far end of its wire: a blade (node.h) or an interface of the machine
+// (attachment.h). Frames on a wire are tagged, as the fabric receives and sends them.
 #pragma once
 
 #include <cstddef>
@@ -10,8 +10,8 @@
 
 namespace chassis {
 
-/// Takes a frame that the far end sent. The buffer holds asic_header_bytes free bytes, then the frame, which
-/// is padded to the wire's minimum; it is valid during the call.
+/// Receives a frame that the far end sent. The buffer holds asic_header_bytes free bytes, then the frame,
+/// padded to the wire's minimum. It is valid during the call.
 using FromWire = std::function<void(std::span<std::byte> buffer)>;
 
 class LinkPartner {
@@ -21,9 +21,9 @@ class LinkPartner {
   LinkPartner &operator=(const LinkPartner &) = delete;
   virtual ~LinkPartner() = default;
 
-  /// Hands a tagged frame to the far end.
+  /// Sends a tagged frame to the far end.
   virtual void deliver(std::span<const std::byte> frame) = 0;
-  /// The far end sees its link go up or down.
+  /// Switches the link at the far end up or down.
   [[nodiscard]] virtual host::Result<> set_link(bool up) = 0;
 };
 

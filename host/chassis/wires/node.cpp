@@ -15,14 +15,14 @@
 namespace chassis {
 namespace {
 
-// Larger than the wire carries, so that the ASIC and not the sender's kernel refuses what is too long.
+// Larger than the wire's maximum, so that the ASIC, not the sender's kernel, refuses a frame that is too long.
 constexpr int trunk_mtu = 2048;
 
 MacAddress mac_address(std::uint8_t station, std::size_t position) {
   return {0x02, 0, 0, 0, station, static_cast<std::uint8_t>(position)};
 }
 
-/// One loop, one frame at a time: all nodes share the buffer.
+/// All nodes share the buffer: one loop reads one frame at a time.
 FrameBuffer node_buffer;
 
 }  // namespace
@@ -104,7 +104,7 @@ ReadResult Node::read_access(Device &device) {
   return ReadResult::taken;
 }
 
-// A frame that the node's kernel does not take (its interface is down) is lost, as on a real wire.
+// A frame that the node's kernel does not accept (its interface is down) is lost, as on a real wire.
 void Node::deliver(FrameView frame) {
   (void)!write(devices_.front()->descriptor.get(), frame.data(), frame.size());
   if (frame.size() < tagged_header_bytes || !has_tag(frame)) return;

@@ -1,13 +1,13 @@
 // A node: a network namespace at the far end of a wire, with real network stacks in it.
 //
 //   trunk0          carries tagged frames as they are on the wire
-//   sol0, vlan100…  one access interface per VLAN of the description, whose tag the chassis adds to what it
-//                   sends and takes off what it gets
+//   sol0, vlan100…  one access interface per VLAN of the description; the chassis adds the VLAN's tag to
+//                   frames that it sends, and removes the tag from frames that it receives
 //
-// A frame for the node appears on trunk0, and on the access interface of its VLAN. Both directions of the
-// wire together are seen with `chassis capture`. MAC addresses are 02:00:00:00:SS:II: SS is the node's
-// station (1 for the AMM, 10 and the port for a blade), II 00 for trunk0 and the position from 01 for the
-// access interfaces. IPv6 is off, so that no frame is sent unasked.
+// A frame for the node appears on trunk0, and on the access interface of its VLAN. `chassis capture` shows
+// both directions of the wire together. MAC addresses are 02:00:00:00:SS:II. SS is the node's station: 1 for
+// the AMM (docs/glossary.md), 10 plus the port for a blade. II is 00 for trunk0, and the position, from 01,
+// for the access interfaces. IPv6 is off, so that no stack sends frames on its own.
 #pragma once
 
 #include <asio/io_context.hpp>
@@ -24,7 +24,7 @@ namespace chassis {
 
 class Node : public LinkPartner {
  public:
-  /// Makes the namespace and its interfaces; their links are up.
+  /// Makes the namespace and its interfaces, with their links up.
   static host::Result<std::unique_ptr<Node>> make(asio::io_context &loop, const NodeDescription &description,
                                                   std::uint8_t station, FromWire from_node);
   ~Node() override;

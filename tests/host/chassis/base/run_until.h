@@ -1,4 +1,4 @@
-// Runs an event loop until something has happened.
+// Runs an event loop until a condition is true.
 #pragma once
 
 #include <asio/io_context.hpp>
@@ -7,7 +7,8 @@
 
 namespace chassis {
 
-/// Runs the loop until `done` or the bound; checks first. @return whether it is done
+/// Runs the loop until `done` is true or the time limit is reached; checks first. @return whether `done` is
+/// true
 inline bool run_until(asio::io_context &loop, const std::function<bool()> &done,
                       std::chrono::milliseconds bound = std::chrono::seconds{10}) {
   const auto end = std::chrono::steady_clock::now() + bound;

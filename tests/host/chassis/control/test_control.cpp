@@ -1,4 +1,4 @@
-// The control address: each verb, and each way to get it wrong.
+// The control address: each verb, and each kind of wrong request.
 #include "tests/host/chassis/run/bench.h"
 
 namespace chassis {
@@ -221,15 +221,15 @@ TEST_F(Control, WrongRequestsChangeNothingAndSayWhatIsAccepted) {
        "\"channel\" must be a number from 1 to 4096"},
       {R"({"verb":"channel","member":false,"channel":7,"port":"1"})",
        "ethernet 1/1 is not a member of port-channel 7"},
-      {R"({"verb":"vlan-delete","vlans":[]})", "\"vlans\" must be a list of VLANs that is not empty"},
+      {R"({"verb":"vlan-delete","vlans":[]})", "\"vlans\" must be a list of at least one VLAN"},
       {R"({"verb":"vlan-delete","vlans":[0]})", "\"vlans\" must be a number from 1 to 4095"},
       {R"({"verb":"feature","vlan":100,"on":true,"feature":4})", "\"feature\" must be a number from 2 to 3"},
       {R"({"verb":"fault","name":"board","mode":"delay"})",
        "\"delay_ms\" must be a number from 1 to 2147483647"},
       {R"({"verb":"fault","name":"board","mode":"maybe"})",
-       "\"maybe\" is no kind of fault; give normal, refuse, silent or delay MS"},
+       "\"maybe\" is not a kind of fault; give normal, refuse, silent or delay MS"},
       {R"({"verb":"trace","category":"all","print":true})",
-       "\"all\" is no trace category; give packet, control or error"},
+       "\"all\" is not a trace category; give packet, control or error"},
       {R"({"verb":"wait-ready","bound_ms":-1})", "\"bound_ms\" must be a number from 0 to 60000"},
   };
   for (const auto &[request, error] : rows) {

@@ -12,7 +12,7 @@ using host::test::sentence_of;
 TEST(Faults, WrongWordsAreRefusedAndChangeNothing) {
   FaultTable faults;
   EXPECT_NE(sentence_of(faults.set("bored", "refuse"))
-                .find("no service is called \"bored\"; faults exist for board,"),
+                .find("there is no service \"bored\"; faults exist for board,"),
             std::string::npos);
   EXPECT_NE(sentence_of(faults.set("board", "explode")), "");
   EXPECT_NE(sentence_of(faults.set("board", "delay", std::chrono::milliseconds(0))), "");

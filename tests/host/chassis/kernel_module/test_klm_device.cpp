@@ -1,4 +1,4 @@
-// The device through its real door: a mount, `open` and `ioctl`, in a user namespace of this process.
+// The device as the daemon uses it, with a mount, `open` and `ioctl`, in a user namespace of this process.
 #include "host/chassis/kernel_module/klm_device.h"
 
 #include <fcntl.h>
@@ -23,7 +23,7 @@ namespace {
 
 constexpr std::uint32_t known_port = 0x1a000002;
 
-/// Lets this process mount, whoever started it. Once for all tests.
+/// Gives this process the right to mount, whichever user started it. Once for all tests.
 std::string enter_mount_namespace() {
   const uid_t user = geteuid();
   const gid_t group = getegid();
@@ -62,9 +62,9 @@ struct KlmDeviceTest : testing::Test {
     while (poll(waiting.data(), waiting.size(), -1) > 0 && waiting[1].revents == 0) device->serve();
   }
 
-  /// Ends the server, so that the device may be looked at.
+  /// Ends the server, so that a test may read the device.
   void finish() {
-    opened = host::Descriptor();  // closing asks the server too
+    opened = host::Descriptor();  // closing sends the server a request too
     stop_write = host::Descriptor();
     if (server.joinable()) server.join();
   }

@@ -68,7 +68,7 @@ TEST_F(KlmRecordsTest, CountsOutOfRangeAreRefused) {
   EXPECT_EQ(ports(list), EINVAL);
   list = one_port();
   for (auto &vlan : list.port_lst[0].vlan_lst) vlan.vlan = 100;
-  list.port_lst[1].if_idx = 100;  // what a sixteenth entry would be read from
+  list.port_lst[1].if_idx = 100;  // a sixteenth entry would be read from here
   list.port_lst[0].vlan_cnt = 16;
   EXPECT_EQ(ports(list), EINVAL);
   EXPECT_EQ(vlans(vlans_from(3, 16)), EINVAL);

@@ -7,7 +7,7 @@
 
 namespace chassis {
 
-/// Ports 1 to 4 with VLANs 100, 200 and 4095, the last of them down; VLAN 300 is incompatible.
+/// Ports 1 to 4 with VLANs 100, 200 and 4095; port 4 is down; VLAN 300 is incompatible.
 inline Description four_ports(Board board = Board::b82) {
   Description description;
   description.name = "bench";

@@ -86,27 +86,27 @@ TEST(Description, EveryMistakeIsToldWithItsLine) {
        "lab.yaml:1: a chassis has no 'bord'; it may have name, board, amm, ports, port_channels, "
        "incompatible"},
       {"name: a/b", "lab.yaml:1: a chassis's name is 1 to 32 letters, digits, '-' and '_', not 'a/b'"},
-      {"name: x\nname: y", "lab.yaml:2: 'name' stands here twice"},
+      {"name: x\nname: y", "lab.yaml:2: 'name' is defined twice"},
       {"ports: 3", "lab.yaml:1: 'ports' is a list, not '3'"},
       {"ports:\n  - blade: b", "lab.yaml:2: 'port' is missing here"},
       {"ports:\n  - port: 21", "lab.yaml:2: a port is a number from 1 to 20, not '21'"},
       {"ports:\n  - port: 0", "lab.yaml:2: a port is a number from 1 to 20, not '0'"},
       {"ports:\n  - port: -1", "lab.yaml:2: a port is a number from 1 to 20, not '-1'"},
       {"ports:\n  - port: [1]", "lab.yaml:2: a port is a number from 1 to 20, not a list"},
-      {"ports:\n  - port: 1\n  - port: 1", "lab.yaml:3: port 1 stands here twice"},
+      {"ports:\n  - port: 1\n  - port: 1", "lab.yaml:3: port 1 is defined twice"},
       {"ports:\n  - port: 1\n    blade: b\n    attach: eth1",
        "lab.yaml:4: a port has a blade or is attached to an interface, not both"},
-      {"ports:\n  - port: 1\n    blade: amm", "lab.yaml:3: 'amm' is another node's name"},
+      {"ports:\n  - port: 1\n    blade: amm", "lab.yaml:3: 'amm' is the name of another node"},
       {"ports:\n  - {port: 1, blade: b}\n  - {port: 2, blade: b}",
-       "lab.yaml:3: 'b' is at another port already"},
+       "lab.yaml:3: blade 'b' is already at another port"},
       {"ports:\n  - {port: 1, attach: e}\n  - {port: 2, attach: e}",
-       "lab.yaml:3: interface e is attached to another port already"},
+       "lab.yaml:3: interface e is already attached to another port"},
       {"ports:\n  - {port: 1, attach: ethernet-number-one}",
        "lab.yaml:2: an interface's name is 1 to 15 characters, not 'ethernet-number-one'"},
       {"ports:\n  - port: 1\n    link: maybe", "lab.yaml:3: 'link' is up or down, not 'maybe'"},
       {"ports:\n  - port: 1\n    vlans: [1, 4096]",
        "lab.yaml:3: a VLAN is a number from 1 to 4095, not '4096'"},
-      {"ports:\n  - port: 1\n    vlans: [5, 5]", "lab.yaml:3: VLAN 5 stands here twice"},
+      {"ports:\n  - port: 1\n    vlans: [5, 5]", "lab.yaml:3: VLAN 5 is listed twice"},
       {"ports:\n  - port: 1\n    addresses: {}", "lab.yaml:3: only a blade has addresses"},
       {"amm:\n  vlans: [5]\n  addresses: {6: 10.0.0.1/24}",
        "lab.yaml:3: amm has no VLAN 6; add it to its vlans"},
@@ -120,9 +120,9 @@ TEST(Description, EveryMistakeIsToldWithItsLine) {
        "lab.yaml:2: a port-channel has at least one member"},
       {"port_channels:\n  - {channel: 1, vlans: []}", "lab.yaml:2: 'members' is missing here"},
       {"port_channels:\n  - {channel: 1, members: [3, 3], vlans: []}",
-       "lab.yaml:2: port 3 is a member of a port-channel already"},
+       "lab.yaml:2: port 3 is already a member of a port-channel"},
       {"port_channels:\n  - {channel: 1, members: [3], vlans: []}\nports:\n  - {port: 3, vlans: [7]}",
-       "lab.yaml:4: port 3 carries the VLANs of its port-channel; remove these"},
+       "lab.yaml:4: port 3 carries the VLANs of its port-channel; remove its own 'vlans'"},
       {"incompatible: [300]", "lab.yaml:1: an incompatible VLAN is a map, not '300'"},
   };
   for (const Row &row : rows) EXPECT_EQ(mistake(row.text), row.told) << row.text;
@@ -137,7 +137,7 @@ TEST(Description, WhatIsNotYamlIsToldWithItsLine) {
 TEST(Description, TooManyVlansAreRefused) {
   std::string vlans;
   for (int vlan = 1; vlan <= 65; ++vlan) vlans += std::to_string(vlan) + ",";
-  EXPECT_EQ(mistake("ports: [{port: 1, vlans: [" + vlans + "]}]"), "lab.yaml:1: at most 64 VLANs fit here");
+  EXPECT_EQ(mistake("ports: [{port: 1, vlans: [" + vlans + "]}]"), "lab.yaml:1: a node has at most 64 VLANs");
 }
 
 struct DescriptionFile : testing::Test {
@@ -154,7 +154,7 @@ struct DescriptionFile : testing::Test {
 TEST_F(DescriptionFile, AMissingFileAndAFolderAreToldByName) {
   EXPECT_EQ(told(), file.string() + ":1: cannot be read: No such file or directory");
   file = "/";
-  EXPECT_EQ(told(), "/:1: a chassis description is a file");
+  EXPECT_EQ(told(), "/:1: a chassis description must be a regular file");
   file = "";
 }
 

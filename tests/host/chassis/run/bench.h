@@ -1,5 +1,5 @@
-// A control plane on the real message bus in a temporary folder, and the test in the daemon's place: it owns
-// the daemon's queue (721) and answers for it. The supervised process is an idle one.
+// A control plane on the real message bus in a temporary folder. The test takes the daemon's place: it owns
+// the daemon's queue (721) and answers its messages. The supervised process does nothing.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -33,14 +33,14 @@ inline constexpr std::uint32_t ethernet = 26U << 24;
 
 class Bench : public ::testing::Test {
  protected:
-  /// Starts a platform; the test's queue comes up as the daemon.
+  /// Starts a control plane; the test's queue comes up as the daemon.
   void start(Description description = four_ports());
   void TearDown() override;
 
-  /// The daemon's first heartbeat, and the answer of its loop.
+  /// Sends the daemon's first heartbeat, and the answer of its loop.
   void come_up();
 
-  /// Asks a service, as the daemon's library does.
+  /// Sends a request to a service, as the daemon's library does.
   std::optional<bus::Message> ask(bus::Address service, std::uint32_t opcode,
                                   std::span<const std::byte> payload,
                                   std::chrono::milliseconds bound = std::chrono::seconds{5});
@@ -60,11 +60,11 @@ class Bench : public ::testing::Test {
 
   /// The next message in the daemon's queue that is not a barrier; barriers are answered as they come.
   std::optional<bus::Message> next_message(std::chrono::milliseconds bound = std::chrono::seconds{5});
-  /// Takes what has arrived so far.
+  /// Takes the messages that have arrived so far.
   void take_arrived();
   void answer(const bus::Message &request, std::span<const std::byte> payload);
 
-  /// Asks the control address.
+  /// Sends a request to the control address.
   nlohmann::json control(const nlohmann::json &request);
   nlohmann::json control_text(const std::string &request);
 

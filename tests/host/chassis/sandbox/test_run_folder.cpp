@@ -43,7 +43,7 @@ TEST_F(RunFolderTest, NothingStaysBehind) {
 
 TEST_F(RunFolderTest, ASecondChassisOfTheNameIsRefused) {
   const RunFolder first = RunFolder::make("lab").value();
-  EXPECT_EQ(refusal_of("lab"), "a chassis named 'lab' runs already; end it, or give this one another --name");
+  EXPECT_EQ(refusal_of("lab"), "a chassis named 'lab' is already running; end it, or choose another --name");
   EXPECT_EQ(refusal_of("other"), "taken");
 }
 
@@ -59,12 +59,13 @@ TEST_F(RunFolderTest, WhatAKilledChassisLeftIsClearedAndNotTakenForARunningOne) 
 }
 
 TEST_F(RunFolderTest, TheChassisThatIsMeantIsFound) {
-  EXPECT_EQ(sentence_of(choose_chassis("")), "no chassis runs; start one with: chassis run");
+  EXPECT_EQ(sentence_of(choose_chassis("")), "no chassis is running; start one with: chassis run");
   const RunFolder first = RunFolder::make("alpha").value();
   EXPECT_EQ(choose_chassis(""), "alpha");
-  EXPECT_EQ(sentence_of(choose_chassis("gamma")), "no chassis named 'gamma' runs; there are: alpha");
+  EXPECT_EQ(sentence_of(choose_chassis("gamma")), "no chassis named 'gamma' is running; running are: alpha");
   const RunFolder second = RunFolder::make("beta").value();
-  EXPECT_EQ(sentence_of(choose_chassis("")), "several chassis run; choose one with --name: alpha, beta");
+  EXPECT_EQ(sentence_of(choose_chassis("")),
+            "several chassis are running; choose one with --name: alpha, beta");
   EXPECT_EQ(choose_chassis("beta"), "beta");
 }
 
@@ -79,9 +80,11 @@ TEST_F(RunFolderTest, ASandboxIsFoundOnceItIsAnnounced) {
 TEST_F(RunFolderTest, AFolderThatOthersMayWriteIsRefused) {
   std::filesystem::create_directories(base);
   chmod(base.c_str(), 0777);
-  EXPECT_EQ(refusal_of("lab"),
-            base.string() +
-                " is not a folder of this user's own; remove it, or set CHASSIS_RUN_DIR to another one");
+  EXPECT_EQ(
+      refusal_of("lab"),
+      base.string() +
+          " is not a folder that only this user may write to; remove it, or set CHASSIS_RUN_DIR to another "
+          "folder");
 }
 
 }  // namespace

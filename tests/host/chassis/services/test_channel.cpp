@@ -1,4 +1,4 @@
-// Port-channels: how they are told, joined, left, and carried.
+// Port-channels: their notices, joining and leaving, and the member that carries them.
 #include "tests/host/chassis/run/bench.h"
 
 namespace chassis {

@@ -265,7 +265,7 @@ TEST_F(Bench, ParseTreesAreListedWithTheirServer) {
 
 class Configuration : public Bench {
  protected:
-  /// Asks for the configuration; `reply` is the program's part.
+  /// Requests the configuration; `reply` plays the program.
   bus::ConfigText show(const std::function<void(const bus::Message &, const bus::Generate &)> &reply,
                        std::string &text, VlanSet vlans = {}) {
     const bus::ShowConfig request{RCGEN_CFG_RUNNING, 1, to_record(vlans)};
@@ -386,7 +386,7 @@ TEST_F(Bench, AFaultThatDoesNotExistStopsTheStart) {
   Description description = four_ports();
   description.faults = {"nonsense=refuse"};
   ControlPlane platform(loop_, description, fabric_, klm_, {folder_.path(), "/bin/true"}, {});
-  EXPECT_NE(host::test::sentence_of(platform.start()).find("no service is called \"nonsense\""),
+  EXPECT_NE(host::test::sentence_of(platform.start()).find("there is no service \"nonsense\""),
             std::string::npos);
 }
 

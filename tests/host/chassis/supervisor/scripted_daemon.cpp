@@ -1,11 +1,11 @@
-// A program that behaves towards its supervisor as the file `behaviour` in its run-time folder says:
+// A program in the daemon's place. The file `behaviour` in its run folder says how it behaves:
 //
 //   serve        handshake, two heartbeats, answers barriers and saves
-//   one-beat     as serve, but the second heartbeat stays out
-//   mute         heartbeats, but never answers
-//   hang         never says a word
-//   die N        says so and exits with status N
-//   crash-once   ends by SIGABRT; the next start serves
+//   one-beat     as serve, but without the second heartbeat
+//   mute         sends heartbeats, but never answers
+//   hang         sends nothing
+//   die N        prints a message and exits with status N
+//   crash-once   ends by SIGABRT; serves at the next start
 #include <poll.h>
 
 #include <cstdio>

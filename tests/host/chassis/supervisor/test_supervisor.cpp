@@ -1,4 +1,4 @@
-// The supervisor with a real process that behaves as each test says (scripted_daemon.cpp).
+// The supervisor with a real process, whose behaviour each test sets (scripted_daemon.cpp).
 #include "host/chassis/supervisor/supervisor.h"
 
 #include <gtest/gtest.h>

@@ -36,7 +36,7 @@ struct CaptureTest : testing::Test {
     return socket;
   }
 
-  /// Lets the server work until `length` bytes have come, or the limit has passed.
+  /// Runs the server until `length` bytes have arrived, or the time limit has passed.
   std::vector<std::byte> receive(LocalSocket &socket, std::size_t length) {
     std::vector<std::byte> bytes(length);
     bool done = false;
