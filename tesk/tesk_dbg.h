@@ -104,8 +104,8 @@ constexpr tesk_trace_site_t tesk_trace_site_of(tesk_place_t place) {
 /** Records the message in tesk_trace_buf and prints it, each only if it is on for the category. */
 void tesk_trace_message(uint32_t category, const tesk_trace_site_t *site, size_t length);
 
-/** Traces one message. Use the macros below. Inlined so that the compiler knows the length of __func__ and the
- * frame path makes no calls to copy its texts. */
+/** Traces one message. Use the macros below. Inlined so that the compiler knows the length of __func__, and
+ * the frame path makes no calls to copy its texts. */
 template <tesk_format_text Format, class... Arguments>
 [[gnu::always_inline]] inline void tesk_trace(uint32_t category, const tesk_trace_site_t *site,
                                               const Arguments &...arguments) {

@@ -30,7 +30,7 @@ typedef struct {
 
 extern tesk_fib_index_t fib_index;
 
-/** Deletes the index. */
+/** Deletes the index and resets the count of addresses. */
 void tesk_fib_index_clear();
 
 /** Rebuilds the index after entries have left the chains. */
