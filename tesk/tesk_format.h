@@ -1,15 +1,15 @@
 /* Formatting of messages whose format is known at compile time.
  *
  * The daemon formats every diagnostic, recorded or not, and each relayed frame has two. A general printf
- * would cost more than the rest of the relay. So a format is a template argument: the compiler parses it and checks
- * it against its arguments. The code that runs is straight-line code: copy a text, write a number, copy a
- * text.
+ * would cost more than the rest of the relay. So a format is a template argument: the compiler parses it and
+ * checks it against its arguments. The code that runs is straight-line code: copy a text, write a number,
+ * copy a text.
  *
  *     tesk_format<"%s:Read %d bytes on [%s]\n">(buffer, sizeof buffer, function, length, device)
  *
  * writes exactly what snprintf would write. The conversions are those that the daemon uses: %s, and for
- * numbers of at most 32 bits %d, %i, %u, %x and %#x. %u and %x may have a width, filled with blanks or zeros. If a
- * message might not fit, snprintf itself formats and truncates it. */
+ * numbers of at most 32 bits %d, %i, %u, %x and %#x. %u and %x may have a width, filled with blanks or
+ * zeros. If a message might not fit, snprintf itself formats and truncates it. */
 #pragma once
 
 #include <stddef.h>
