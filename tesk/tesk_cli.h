@@ -1,17 +1,17 @@
 /* The command line's back end.
  *
- * Debug and enable requests are configuration-interface messages; they are acknowledged before they are
- * examined. Shell requests carry a command id: 1 shows counters, 2 shows the CIN VLANs, 3 configures CIN
- * VLANs ("no" form included); each is answered once. The running-config service asks for this program's
- * lines: "cin" under each VLAN that is one.
+ * Debug and enable requests are configuration-interface messages. The daemon acknowledges them before it
+ * examines them. Shell requests carry a command id: 1 shows counters, 2 shows the CIN (chassis internal
+ * network) VLANs, 3 adds or removes CIN VLANs (the "no" form removes). Each shell request is answered once.
+ * The running-config service asks for this program's lines: "cin" under each CIN VLAN.
  *
- * All requests come from outside: attribute lengths bound the ranges that they carry, and a range bounds
- * the work that it may cause.
+ * All requests come from outside. So the length of an attribute limits the ranges that are read from it, and
+ * the work for one range is limited too.
  *
  *   tesk_cli_bkend.cpp  debug and enable requests, routing of shell requests
  *   tesk_cli_show.cpp   the show commands
  *   tesk_cli_cin.cpp    the CIN VLAN command
- *   tesk_cli_mrange.cpp the ranges of VLANs that a command could not serve
+ *   tesk_cli_mrange.cpp the failed VLANs of a command, as ranges
  *   tesk_rcgen.cpp      running-config generation */
 #pragma once
 
@@ -27,7 +27,7 @@ static_assert(sizeof(qbus_msg_ref_t) == 20);
 /** Body of a debug request. */
 typedef struct tesk_cli_cfg {
   uint8_t dbg_type;
-  uint8_t enable; /**< not consulted: the kind of request switches */
+  uint8_t enable; /**< ignored: the kind of request decides */
 } tesk_cli_cfg_t;
 static_assert(sizeof(tesk_cli_cfg_t) == 2);
 
@@ -64,7 +64,7 @@ void tesk_cli_bkend_show_cin(cmd_rx_handle_t *h, qbus_msg_ref_t *qbus_msg);
 void tesk_cli_process_cin_cfg(cmd_rx_handle_t *cmd_hdl, qbus_msg_ref_t *qbus_msg);
 
 /**
- * Turns VLANs 1 to 4094 of a set into ranges, at most 64. A run that reaches VLAN 4095 is not counted.
+ * Converts VLANs 1 to 4094 of a set to ranges, at most 64. A run that reaches VLAN 4095 is not counted.
  * @return false for a null argument
  */
 boolean tesk_build_vlan_mrange(const vlan_bitset_t *vlan_bmp_p, cush_int_multi_range_t *mrange_p);

@@ -17,7 +17,7 @@ void acknowledge(const qbus_msg_ref_t *request, tesk_place_t place = tesk_here()
   }
 }
 
-/* @return true when header and body are there; what the request says of its length is not believed */
+/* @return true when header and body are complete; ignores the length that the request states */
 boolean holds_body(const char *kind, uint32_t size, uint32_t body, tesk_place_t place = tesk_here()) {
   if (size >= NCFG_HEADER_BYTES + body) {
     return true;
@@ -85,7 +85,7 @@ boolean debug_request(const uint8_t *request, uint32_t size, tesk_place_t place 
   return true;
 }
 
-/* @return the payload in memory of its size, null when there is none */
+/* @return a heap copy of the payload, null when there is none */
 uint8_t *payload_copy(const qbus_msg_ref_t *message, uint32_t size, tesk_place_t place = tesk_here()) {
   if (size == 0) {
     return nullptr;

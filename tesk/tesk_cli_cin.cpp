@@ -23,7 +23,7 @@ const char *all_failed_text(boolean is_del) {
   return is_del ? "Failed to delete CIN VLAN(s)\n" : "Failed to configure as CIN VLAN(s)\n";
 }
 
-/* @return the list, null after answering a request whose list is missing or cut short */
+/* @return the list; null if it is missing or cut short, after answering the request */
 const cush_int_multi_range_t *vlan_list(cmd_rx_handle_t *handle, tesk_place_t place = tesk_here()) {
   void *value = nullptr;
   uint32_t length = 0;
@@ -43,7 +43,7 @@ const cush_int_multi_range_t *vlan_list(cmd_rx_handle_t *handle, tesk_place_t pl
   return list;
 }
 
-/* A list of exactly one VLAN is judged here; each VLAN of a longer one by the handlers. */
+/* Checks a list of exactly one VLAN here; the handlers check each VLAN of a longer list. */
 boolean is_one_invalid_vlan(const cush_int_multi_range_t *list) {
   if (list->range_count != 1 || list->range[0].lower_int != list->range[0].upper_int) {
     return false;
@@ -71,8 +71,8 @@ boolean process_vlan(const cin_command_t *command, vlan_id_t vlan, tesk_place_t 
   return tesk_cli_vlan_add_handler(vlan);
 }
 
-/* Numbers above the last VLAN fail as one, without a bit and without a look at each of them; a list that
- * repeats itself is announced as far as there is room. */
+/* Numbers above the last VLAN count as one failure: they set no bit, and the loop does not visit them. If a
+ * list repeats VLANs, only those that fit are announced. */
 void process_range(cin_command_t *command, uint32_t lower, uint32_t upper, tesk_place_t place) {
   if (upper >= lower && upper > TESK_VLAN_LAST) {
     command->cfg_failed++;
@@ -137,7 +137,7 @@ void answer(cmd_rx_handle_t *handle, const cin_command_t *command, tesk_place_t 
 boolean process_list(cin_command_t *command, const cush_int_multi_range_t *list,
                      tesk_place_t place = tesk_here()) {
   vlan_feat_map_t *bmp_not_allowed = feature_map_new();
-  /* Not consulted: every board's command makes both maps, and refuses without memory for either. */
+  /* Never read: every board's command allocates both maps, and fails if memory for either is short. */
   vlan_feat_map_t *bmp_cin = feature_map_new();
   const boolean allocated = bmp_not_allowed != nullptr && bmp_cin != nullptr;
   if (allocated) {

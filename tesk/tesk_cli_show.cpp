@@ -8,7 +8,7 @@
 
 namespace {
 
-/** Records gathered for one command. */
+/** Records collected for one command. */
 typedef struct stat_list {
   uint32_t count;
   tesk_cli_sh_stat_t record[TESK_CLI_STATS_MAX];
@@ -33,7 +33,7 @@ boolean ranges_are_whole(const cush_intf_range_t *ranges, uint32_t length, tesk_
   return false;
 }
 
-/* A position that the library refuses is past the end of its range; a full list ends the walk. */
+/* Ends when the list is full, or at a position that the library refuses: it is past the end of the range. */
 void gather_range(if_index_t lower, if_index_t upper, stat_list_t *stats) {
   const if_index_range_t range = {.lower = lower, .upper = upper};
   const uint32_t ports = if_index_get_num_ports_in_if_index_range(&range);
@@ -53,7 +53,7 @@ void add_word(cmd_rsp_t *response, uint32_t attribute, uint32_t value) {
 }
 
 void add_record(cmd_rsp_t *response, const tesk_cli_sh_stat_t *record) {
-  /* The shell makes the name from the index; every board's command asks the platform for it all the same. */
+  /* The shell makes the name from the index, but every board's command also requests it from the platform. */
   char name[64];
   (void)snprintf_if_index(name, sizeof name, record->if_idx);
   add_word(response, TESK_ATTR_IF_IDX, record->if_idx);
@@ -63,7 +63,7 @@ void add_record(cmd_rsp_t *response, const tesk_cli_sh_stat_t *record) {
   add_word(response, TESK_ATTR_RX_MCAST, record->rx_pkt_mcast);
 }
 
-/* Answers a request for counters with what was gathered. */
+/* Answers a request for counters with the collected records. */
 void send_stats(cmd_rx_handle_t *handle, cmd_rsp_t *response, const stat_list_t *stats,
                 boolean interface_asked, tesk_place_t place = tesk_here()) {
   if (stats->count == 0) {

@@ -1,13 +1,16 @@
-/* What every file of the daemon shares: who the process is, which board it runs on, which switches its
- * command line moves, and the result numbers of its own operations.
+/* Shared by every file of the daemon: the identity of the process, the board that it runs on, the flags that
+ * commands set, and the result codes of the daemon's own operations.
  *
- * tesk carries two classes of VLAN traffic in software between the management module and the devices
- * behind the switch's downlink ports: the SoL VLAN, a constant, and up to 14 CIN VLANs, configured by the
- * operator. It is one process with one thread; every handler runs to completion inside the one loop of
- * tesk_main.cpp, so nothing here is locked, and nothing may wait.
+ * tesk relays two classes of VLAN traffic in software. The traffic runs between the management module (AMM)
+ * and the devices behind the switch's downlink ports. One class is the SoL (serial over LAN) VLAN, whose
+ * number is fixed. The other is up to 14 CIN (chassis internal network) VLANs, which the operator configures.
+ * The daemon is one process with one thread. Every handler runs to completion inside the loop of
+ * tesk_main.cpp, so the code needs no locks, and no handler may block.
  *
- * Rules of the code: plain records and free functions; heap by malloc and free only; a failure is traced
- * and the event abandoned; whatever bytes arrive, nothing outside a record is read or written. */
+ * Rules of the code: use plain records and free functions. Allocate heap memory with malloc and free only.
+ * Trace a failure and abandon the event. Never read or write outside a record, whatever bytes arrive.
+ *
+ * docs/glossary.md explains the terms and abbreviations. */
 #pragma once
 
 #include <stdint.h>
@@ -31,22 +34,22 @@ enum {
   TESK_RC_SOCKET = 8   /**< a relay socket could not be set up */
 };
 
-/** VLAN numbers that may be configured as CIN VLANs, both included, and how many of them at a time. */
+/** First and last VLAN number that may be a CIN VLAN, and the most CIN VLANs at a time. */
 enum { TESK_CIN_VLAN_FIRST = 3, TESK_CIN_VLAN_LAST = 4094, TESK_CIN_VLANS_MAX = 14 };
 
-/** Highest VLAN number, and the room that lists of VLANs to announce have. */
+/** Highest VLAN number, and the capacity of a list of VLANs to announce. */
 enum { TESK_VLAN_LAST = 4095, TESK_VLAN_LIST_MAX = 4094 };
 
-/** Room of a list that a look-up returns. */
+/** Capacity of a list that a look-up returns. */
 enum { TESK_LOOKUP_LIST_MAX = 32 };
 
-/** Chains of every hash table. */
+/** Number of chains in each hash table. */
 enum { TESK_BUCKETS = 32 };
 
 /** The SoL VLAN, 4095; always in the VLAN table. */
 extern const uint16_t sol_vlan;
 
-/** True on the vorlund board: 14 ports with uplinks among them, and management port 1. */
+/** True on the vorlund board, which has 14 ports, some of them uplinks, and management port 1. */
 extern boolean vorlund_platform;
 
 /** True while the operator has switched the relay off. */
@@ -55,7 +58,7 @@ extern boolean tesk_l2switch_disable;
 /** True once the heartbeat timer has sent its one heartbeat. */
 extern boolean tesk_overseer_hbt_sent;
 
-/** True once the loop has traced that it cannot serve a descriptor. */
+/** True once the loop has traced a descriptor that it cannot serve. */
 extern boolean tesk_descriptor_refused;
 
 /** True once both relay sockets are bound. */

@@ -1,4 +1,4 @@
-/* The counters of an interface, as the kernel module's adapter reads them, the ports gather them, and the shell
+/* The counters of an interface: the kernel module's adapter reads them, the ports collect them, and the shell
  * shows them. */
 #pragma once
 
@@ -13,5 +13,5 @@ typedef struct tesk_cli_sh_stat {
   uint32_t if_idx;
 } tesk_cli_sh_stat_t;
 
-/** Records of one show counters command. */
+/** Maximum number of records in the answer to one show counters command. */
 enum { TESK_CLI_STATS_MAX = 21 };

@@ -1,18 +1,20 @@
-/* Tracing. Every diagnostic of the daemon goes through tesk_trace: into the platform's bounded history,
- * readable from outside the process, and, for a category whose printing is on, onto the console.
+/* Tracing. Every diagnostic of the daemon goes through tesk_trace. It records the text in the platform's
+ * bounded history, which other processes can read. If printing is on for the category, it also prints the
+ * text on the console.
  *
- * A trace is made with TESK_PKT, TESK_CTRL or TESK_ERR, which add the calling function and the line. A
- * text whose operands begin with the function's name says so itself ("%s: …", __func__). The history names
- * operations and not how they are cut into functions: a part of an operation takes the place where the
- * operation calls it, as a last argument that the compiler fills in, and traces there with the _AT forms.
+ * Trace with TESK_PKT, TESK_CTRL or TESK_ERR: they add the calling function and the line. If a text itself
+ * begins with the function's name, pass the name as an argument ("%s: …", __func__).
+ *
+ * The history names operations, not the helper functions that an operation consists of. So a helper takes the
+ * place of its call as the last argument, which the compiler fills in, and traces with the _AT forms:
  *
  *     boolean part_of_it(int number, tesk_place_t place = tesk_here());
  *
- * A trace costs one bounded format even when nothing is recorded; it allocates nothing, never fails, and
- * must not be issued from a signal handler.
+ * A trace formats one text of limited length, even when nothing is recorded. It allocates nothing and never
+ * fails. Do not trace from a signal handler.
  *
  *   tesk_trace.cpp       one trace
- *   tesk_trace_init.cpp  the facility's start */
+ *   tesk_trace_init.cpp  starting the trace facility */
 #pragma once
 
 #include "opal/tracekit.h"
@@ -27,7 +29,7 @@ enum { TESK_TRACE_UUID = 115, TESK_TRACE_EVENT = TESK_TRACE_UUID << 16 };
 
 enum { TESK_TRACE_BUF_BYTES = 1024, TESK_TRACE_TEXT_BYTES = 512, TESK_TRACE_ELEMENTS = 3 };
 
-/** One event of the history; only the text up to its NUL is handed over. */
+/** One event of the history. The daemon passes on only the text up to its NUL. */
 typedef struct tesk_trace_event {
   uint32_t category;
   char text[TESK_TRACE_TEXT_BYTES];
@@ -39,39 +41,39 @@ extern char tesk_trace_buf[TESK_TRACE_BUF_BYTES];
 /** Descriptions of the categories in the order packet, control, error. */
 extern const char *const tesk_dbg_elem_desc[TESK_TRACE_ELEMENTS];
 
-/** What the debug command was last told about packet and control traces; tracing does not read them. */
+/** Last setting of packet and control traces by the debug command. Tracing does not read them. */
 extern boolean tesk_dbg_pkt;
 extern boolean tesk_dbg_ctrl;
 
 /**
- * Sets the trace facility up: history, debug categories, syslog. Leaves only errors printed.
+ * Sets up the trace facility: history, debug categories, syslog. Afterwards only errors are printed.
  * @return true, or false when the facility refuses or memory is short; the reason is on standard output
  */
 boolean tesk_init_tracekit();
 
-/** The operation that a trace is made for, and the line in it. */
+/** The operation that a trace names, and a line in it. */
 typedef struct tesk_place {
   const char *function;
   int line;
 } tesk_place_t;
 
-/** @return the place of the call, also as the default of an argument: then that of the call that leaves it
+/** @return the place of the call; as a default argument, the place of the call that leaves the argument
  * out */
 constexpr tesk_place_t tesk_here(const char *function = __builtin_FUNCTION(), int line = __builtin_LINE()) {
   return {.function = function, .line = line};
 }
 
-/** Room for "function(line): " put together by the compiler, and the length that says that it was not. */
+/** Capacity for "function(line): ", which the compiler builds, and the length that means no prefix. */
 enum { TESK_TRACE_PREFIX_BYTES = 64, TESK_TRACE_NO_PREFIX = TESK_TRACE_PREFIX_BYTES + 1 };
 
-/** A place with its part of an event's text: two events are recorded for every relayed frame. */
+/** A place with its prefix of an event's text, built in advance: each relayed frame records two events. */
 typedef struct tesk_trace_site {
   tesk_place_t place;
   uint32_t prefix_length;               /**< or TESK_TRACE_NO_PREFIX */
   char prefix[TESK_TRACE_PREFIX_BYTES]; /**< "function(line): ", without a NUL */
 } tesk_trace_site_t;
 
-/** @return the site of a place, with its prefix if there is room */
+/** @return the site of a place, with its prefix if the prefix fits */
 constexpr tesk_trace_site_t tesk_trace_site_of(tesk_place_t place) {
   tesk_trace_site_t site = {.place = place, .prefix_length = 0, .prefix = {}};
   uint32_t length = 0;
@@ -99,11 +101,11 @@ constexpr tesk_trace_site_t tesk_trace_site_of(tesk_place_t place) {
   return site;
 }
 
-/** Records and prints the message in tesk_trace_buf, each if the category asks for it. */
+/** Records the message in tesk_trace_buf and prints it, each only if it is on for the category. */
 void tesk_trace_message(uint32_t category, const tesk_trace_site_t *site, size_t length);
 
-/** Traces one message. Use the macros below. Inlined, so that the length of __func__ is known and the frame
- * path makes no calls for its texts. */
+/** Traces one message. Use the macros below. Inlined so that the compiler knows the length of __func__, and
+ * the frame path makes no calls to copy its texts. */
 template <tesk_format_text Format, class... Arguments>
 [[gnu::always_inline]] inline void tesk_trace(uint32_t category, const tesk_trace_site_t *site,
                                               const Arguments &...arguments) {
@@ -114,10 +116,10 @@ template <tesk_format_text Format, class... Arguments>
 /** Records a fixed text without function and line, if the category is recorded. */
 void tesk_trace_record_bare(uint32_t category, const char *text);
 
-/** @return true when the category is printed at once */
+/** @return true when the category is printed on the console */
 boolean tesk_trace_is_printed(uint32_t category);
 
-/** @return the text, or a readable stand-in for a platform's null string */
+/** @return the text, or "(null)" for a null string from the platform */
 static inline const char *tesk_trace_text(const char *text) { return text == nullptr ? "(null)" : text; }
 
 #define TESK_TRACE(category, format, ...)                                               \
@@ -140,7 +142,7 @@ static inline const char *tesk_trace_text(const char *text) { return text == nul
 #define TESK_CTRL_AT(place, ...) TESK_TRACE_AT(TESK_TRACE_CTRL, place, __VA_ARGS__)
 #define TESK_ERR_AT(place, ...) TESK_TRACE_AT(TESK_TRACE_ERR, place, __VA_ARGS__)
 
-/** Records and prints a fixed text, a literal, without function and line. */
+/** Records and prints a string literal without function and line. */
 #define TESK_TRACE_BARE(category, text)                 \
   do {                                                  \
     tesk_trace_record_bare(category, text);             \

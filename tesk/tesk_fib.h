@@ -1,11 +1,12 @@
-/* MAC learning: on which port each source address was last seen.
+/* MAC learning: the port on which each source address was last seen.
  *
- * A chained hash keyed by the 6-byte address alone; the VLAN that the operations take is ignored, so an
- * address has one entry whatever VLAN it was learnt in. An index beside the chains (tesk_fib_index.h) keeps
- * finding, learning and moving as fast among many addresses as among few.
+ * The table is a chained hash table. The key is the 6-byte address alone. The operations take a VLAN but
+ * ignore it, so an address has one entry, whatever VLAN it was learnt in. An index beside the chains
+ * (tesk_fib_index.h) keeps finding, learning and moving fast when there are many addresses.
  *
- * Entries are owned by the table, borrow their port's context, and leave only when that context is deleted:
- * there is no ageing and no limit, so a station that invents addresses makes the table grow. */
+ * The table owns its entries. An entry points to its port's context and is deleted only with that context.
+ * Addresses do not age out, and their number has no limit: a station that invents addresses makes the table
+ * grow. */
 #pragma once
 
 #include "tesk/tesk_common.h"
@@ -31,8 +32,8 @@ tesk_fib_entry_t **tesk_fib_hash_find_(const uint8_t *mac_addr, uint16_t vlan);
 /** @return the port on which the address was learnt, null when it is unknown */
 tesk_port_t *tesk_fib_hash_lookup(const uint8_t *mac_addr, uint16_t vlan);
 
-/** Learns an address, or moves it. @return false when memory is short */
+/** Learns an address, or moves a known address to this port. @return false when memory is short */
 boolean tesk_fib_hash_insert(const uint8_t *mac_addr, tesk_port_t *tesk_port, uint16_t vlan);
 
-/** Forgets every address learnt on a port. @return true */
+/** Deletes every address learnt on a port. @return true */
 boolean tesk_fib_purge_port_entries(const tesk_port_t *tesk_port);

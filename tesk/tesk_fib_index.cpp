@@ -8,19 +8,19 @@ tesk_fib_index_t fib_index;
 
 namespace {
 
-/* So few are found as fast without an index, even when they share a chain. */
+/* Up to this many addresses are found as fast without an index, even when they share a chain. */
 constexpr uint32_t walked_addresses = 8;
 
 constexpr uint32_t slots_per_number = 2;
 constexpr size_t bytes_per_number = sizeof(tesk_fib_link_t) + (1 + slots_per_number) * sizeof(uint32_t);
 
-/* The first addresses need no memory but this. */
+/* Static memory for the first addresses, so that they need no allocation. */
 constexpr uint32_t first_room = 256;
 constexpr uint32_t first_slot_shift = 32 - 9; /* 2 * 256 slots */
 alignas(tesk_fib_link_t) uint8_t first_block[(first_room + 1) * bytes_per_number];
 
-/* What an empty slot leads to. Comparing with it costs less than a branch that the processor predicts
- * wrongly. */
+/* An empty slot leads to this entry. Comparing with it costs less than a branch that the processor
+ * mispredicts. */
 tesk_fib_entry_t nobody;
 tesk_fib_entry_t *link_to_nobody = &nobody;
 
@@ -100,10 +100,10 @@ void tesk_fib_index_rebuild() {
   make_index();
 }
 
-/* Addresses in a block follow each other, in steps or not, and differ in few bits, wherever these are. A
- * single multiplication is linear: it spreads most steps, but some into few slots. With the shift and the
- * second one it is not, and every pattern is spread as random addresses are. The bytes are put together by
- * value, so that processors of either byte order find the same. */
+/* Addresses in a block are consecutive or in steps. They differ in few bits, anywhere in the address. One
+ * multiplication is linear: it spreads most steps well, but some into few slots. The shift and the second
+ * multiplication make the hash nonlinear, and it spreads every pattern like random addresses. The bytes are
+ * combined by value, so that the hash is the same in either byte order. */
 uint32_t tesk_fib_index_hash(const uint8_t *mac_addr) {
   const uint32_t high = (uint32_t)mac_addr[0] << 8 | (uint32_t)mac_addr[1];
   const uint32_t low = (uint32_t)mac_addr[2] << 24 | (uint32_t)mac_addr[3] << 16 |

@@ -1,15 +1,15 @@
-/* Formatting of messages whose format is known when the program is compiled.
+/* Formatting of messages whose format is known at compile time.
  *
- * Every diagnostic of the daemon is formatted, recorded or not, and two are for each relayed frame: the
- * general machinery of printf would cost more than the rest of the relay. So a format is a template
- * argument. It is taken apart and checked against its arguments by the compiler, and what is left to run
- * is straight code: text, number, text.
+ * The daemon formats every diagnostic, recorded or not, and each relayed frame has two. A general printf
+ * would cost more than the rest of the relay. So a format is a template argument: the compiler parses it and
+ * checks it against its arguments. The code that runs is straight-line code: copy a text, write a number,
+ * copy a text.
  *
  *     tesk_format<"%s:Read %d bytes on [%s]\n">(buffer, sizeof buffer, function, length, device)
  *
- * leaves exactly what snprintf would. The conversions are those that the daemon uses: %s, and for numbers of
- * at most 32 bits %d, %i, %u, %x and %#x; %u and %x may have a width, filled with blanks or zeros. A message
- * that might not fit is left to snprintf itself, which cuts it. */
+ * writes exactly what snprintf would write. The conversions are those that the daemon uses: %s, and for
+ * numbers of at most 32 bits %d, %i, %u, %x and %#x. %u and %x may have a width, filled with blanks or
+ * zeros. If a message might not fit, snprintf itself formats and truncates it. */
 #pragma once
 
 #include <stddef.h>
@@ -37,8 +37,8 @@ struct tesk_format_text {
 typedef struct tesk_conversion {
   size_t text;        /**< where the text begins */
   size_t text_length; /**< in bytes */
-  size_t end;         /**< what follows the conversion */
-  size_t width;       /**< at least so many digits or fillers; 0 for none */
+  size_t end;         /**< start of the text after the conversion */
+  size_t width;       /**< minimum number of digits and fillers; 0 for none */
   char fill;          /**< blank or zero */
   bool prefixed;      /**< "0x" in front of a hexadecimal number other than 0 */
   char letter;        /**< s, d, i, u or x; NUL at the end of the format */
@@ -50,17 +50,17 @@ typedef struct tesk_text {
   size_t length;
 } tesk_text_t;
 
-/** A text argument in a field of a fixed size, which is copied whole: a copy of a fixed size is no call. */
+/** A text argument in a field of fixed size. The whole field is copied: such a copy needs no call. */
 enum { TESK_NAME_BYTES = 8 };
 typedef struct tesk_name {
   const char *start;
   size_t length;
 } tesk_name_t;
 
-/** Formats with snprintf: the message may have to be cut. @return length of what is in the buffer */
+/** Formats with snprintf, which may truncate the message. @return length of the text in the buffer */
 size_t tesk_format_cut(char *buffer, size_t size, const char *format, ...);
 
-/** Takes the format's next conversion apart, beginning at `start`. */
+/** Parses the format's next conversion, from `start` on. */
 consteval tesk_conversion_t tesk_conversion_at(const char *format, size_t start) {
   tesk_conversion_t found = {
       .text = start, .text_length = 0, .end = start, .width = 0, .fill = ' ', .prefixed = false, .letter = 0};
@@ -86,7 +86,7 @@ consteval tesk_conversion_t tesk_conversion_at(const char *format, size_t start)
   return found;
 }
 
-/** @return the format's n-th conversion, counted from 0; beyond the last one, the text at the end */
+/** @return the format's n-th conversion, counted from 0; after the last one, the text at the end */
 consteval tesk_conversion_t tesk_conversion_of(const char *format, size_t number) {
   tesk_conversion_t found = tesk_conversion_at(format, 0);
   for (size_t i = 0; i < number; i++) {
@@ -95,11 +95,11 @@ consteval tesk_conversion_t tesk_conversion_of(const char *format, size_t number
   return found;
 }
 
-/** What %d, %i, %u and %x show. */
+/** The types that %d, %i, %u and %x format. */
 template <class Argument>
 concept tesk_number = (std::is_integral_v<Argument> || std::is_enum_v<Argument>)&&sizeof(Argument) <= 4;
 
-/** Whether a conversion can show an argument of this type. */
+/** @return true when a conversion can format an argument of this type */
 template <class Argument>
 consteval bool tesk_conversion_takes(tesk_conversion_t conversion) {
   switch (conversion.letter) {
@@ -116,7 +116,7 @@ consteval bool tesk_conversion_takes(tesk_conversion_t conversion) {
   }
 }
 
-/** Longest result of a conversion in bytes, without that of a text. */
+/** Maximum length of a conversion's result in bytes; a text counts as 0. */
 constexpr size_t tesk_conversion_bytes(tesk_conversion_t conversion) {
   constexpr size_t longest_number = sizeof "-2147483648" - 1;
   const size_t number = conversion.width > longest_number ? conversion.width : longest_number;
@@ -135,19 +135,19 @@ inline tesk_text_t tesk_measured(const char (&text)[Size]) {
   return {.start = text, .length = strlen(text)};
 }
 
-/** @return how many of four bytes in the order of memory stand before the first NUL */
+/** @return how many of four bytes, in memory order, come before the first NUL */
 inline size_t tesk_bytes_before_nul(const char *bytes) {
   uint32_t word = 0;
   memcpy(&word, bytes, sizeof word);
   if constexpr (std::endian::native == std::endian::little) {
     word = __builtin_bswap32(word);
   }
-  /* The top bit of each byte that is not 0, from the byte itself or from a carry out of its lower bits. */
+  /* Sets the top bit of each byte that is not 0: from the byte itself, or by a carry from its lower bits. */
   const uint32_t others = ((word & 0x7f7f7f7f) + 0x7f7f7f7f) | word | 0x7f7f7f7f;
   return (size_t)std::countl_one(others) / 8;
 }
 
-/** Names of devices have this room. */
+/** Fields of this size hold device names. */
 inline tesk_name_t tesk_measured(const char (&name)[TESK_NAME_BYTES]) {
   const size_t first = tesk_bytes_before_nul(name);
   return {.start = name, .length = first < 4 ? first : 4 + tesk_bytes_before_nul(name + 4)};
@@ -172,11 +172,11 @@ inline char *tesk_put_bytes(char *to, const char *bytes, size_t length) {
   return to + length;
 }
 
-/** Puts a text of any length. Kept a call: in its place the compiler copies so few bytes with an instruction
- * that takes longer to start than the library takes to finish. @return its end */
+/** Writes a text of any length. A real call on purpose: inlined, the compiler copies so few bytes with an
+ * instruction that takes longer to start than the whole library call. @return the end of the text */
 char *tesk_put_text(char *to, const char *text, size_t length);
 
-/** Puts a text of a known length, in moves that are no calls on any machine. */
+/** Writes a text of known length, in moves that no machine compiles to a call. */
 template <size_t Length>
 inline char *tesk_put_literal(char *to, const char *bytes) {
   constexpr size_t longest_move = 32;
@@ -193,12 +193,12 @@ inline char *tesk_put(char *to, tesk_text_t text) {
                                            : tesk_put_text(to, text.start, text.length);
 }
 
-/** Shows a number below 10,000, as nearly every one is: all digits at once, in the bytes of a word. */
+/** Writes a number below 10,000; nearly all are. Computes all digits at once, in the bytes of a word. */
 inline char *tesk_put_small(char *to, uint32_t number) {
-  /* A hundredth: 5243 / 2^19 is near enough below 10,000. */
+  /* Divides by 100: 5243 / 2^19 is exact enough below 10,000. */
   const uint32_t hundreds = number * 5243 >> 19;
   const uint32_t pairs = (hundreds << 16) + number - hundreds * 100;
-  /* A tenth of both halves: 103 / 1024 is near enough below 100. */
+  /* Divides both halves by 10: 103 / 1024 is exact enough below 100. */
   const uint32_t tens = pairs * 103 >> 10 & 0x000f000f;
   const uint32_t digits = pairs + tens * (0x100 - 10);
   const int leading_zeros = std::countl_zero(digits | 1) / 8;
@@ -210,7 +210,7 @@ inline char *tesk_put_small(char *to, uint32_t number) {
   return to + sizeof shown - leading_zeros;
 }
 
-/** Shows half a word in hexadecimal digits, all at once, with zeros in front up to a width of one to four. */
+/** Writes 16 bits in hexadecimal, all digits at once, with leading zeros up to a width of one to four. */
 template <unsigned Width>
 inline char *tesk_put_half(char *to, uint32_t half) {
   const uint32_t pairs = (half | half << 8) & 0x00ff00ff;
@@ -225,7 +225,7 @@ inline char *tesk_put_half(char *to, uint32_t half) {
   return to + sizeof shown - hidden;
 }
 
-/** Shows a number in hexadecimal digits, with zeros in front up to a width of at most eight. */
+/** Writes a number in hexadecimal, with leading zeros up to a width of at most eight. */
 template <unsigned Width>
 inline char *tesk_put_hexadecimal(char *to, uint32_t number) {
   constexpr unsigned shown_of_low = Width == 0 ? 1 : Width;
@@ -245,7 +245,7 @@ inline char *tesk_put(char *to, tesk_name_t name) {
   return to + name.length;
 }
 
-/** Shows any number, with the library's digits. */
+/** Writes any number, with the digits of the standard library. */
 template <tesk_conversion_t Conversion, class Shown>
 char *tesk_put_any(char *to, Shown number) {
   constexpr int base = Conversion.letter == 'x' ? 16 : 10;
@@ -307,7 +307,7 @@ consteval bool tesk_format_takes(std::index_sequence<Index...>) {
           (tesk_conversion_of(Format.text, sizeof...(Arguments)).letter == '\0'));
 }
 
-/** Longest message of a format in bytes, without its texts and the NUL. */
+/** Maximum length of a format's message in bytes, without its text arguments and the NUL. */
 template <tesk_format_text Format, size_t... Index>
 consteval size_t tesk_format_bytes(std::index_sequence<Index...>) {
   return (sizeof Format.text + ... + tesk_conversion_bytes(tesk_conversion_of(Format.text, Index)));
@@ -315,8 +315,8 @@ consteval size_t tesk_format_bytes(std::index_sequence<Index...>) {
 
 /**
  * Formats a message as snprintf does.
- * @param size bytes at `buffer`; the message is cut to one less and always ends with a NUL
- * @return length of what is in the buffer, without the NUL
+ * @param size bytes at `buffer`; the message is truncated to one less and always ends with a NUL
+ * @return length of the text in the buffer, without the NUL
  */
 template <tesk_format_text Format, class... Arguments>
 inline size_t tesk_format(char *buffer, size_t size, const Arguments &...arguments) {

@@ -9,11 +9,11 @@
 int teskkfd = -1;
 namespace {
 
-/* Where the records of a request are put together. */
+/* Buffers in which the records of a request are built. */
 teskk_port_list_t port_lst;
 teskk_vlan_list_t vlan_lst;
 
-/* The lowest VLANs of a port, as many as the record holds. */
+/* Copies the lowest VLANs of a port, as many as the record holds. */
 void fill_port_vlans(teskk_port_info_t *info, const tesk_port_t *port, tesk_place_t place = tesk_here()) {
   info->vlan_cnt = 0;
   for (int32_t vlan = bitset_first_bit(&port->vlan_bmp); vlan != -1;

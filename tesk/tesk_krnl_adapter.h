@@ -1,18 +1,20 @@
 /* The kernel module's copy of the port and VLAN tables.
  *
- * A record is pushed at once when it enters or leaves its table. A record that changes is marked dirty,
- * once, and all dirty records are pushed together after each message that the program handles. The counts
- * of dirty records are kept beside the flags; a difference between the two is traced and mended by the
- * next successful push. The management port counts as dirty but is in no table, so it is never gathered.
+ * When a record enters or leaves its table, the daemon pushes this to the module at once. When a record
+ * changes, the daemon marks it dirty. After each message that it handles, it pushes all dirty records
+ * together. Counts of the dirty records are kept beside the flags. If a count and its flags differ, this is
+ * traced, and the next successful push corrects it. The management port counts as dirty but is in no table,
+ * so it is never collected.
  *
- * Limits are the module's: 21 ports, 15 VLANs, 15 VLANs of a port, the lowest first. A larger set is refused
- * whole. A failed push of ports counts as delivered; a failed push of VLANs keeps the count.
+ * The module sets the limits: 21 ports, 15 VLANs, and 15 VLANs of a port, the lowest first. A larger set of
+ * ports or VLANs is refused as a whole. A failed push of ports counts as delivered; a failed push of VLANs
+ * keeps the count.
  *
- * Unless stated otherwise, operations return 0, or 5 on failure, and trace their entry.
+ * Unless stated otherwise, an operation traces its entry and returns 0, or 5 on failure.
  *
  *   tesk_krnl_adapter.cpp  the requests to the module
  *   tesk_krnl_dirty.cpp    marking records dirty, and the counts
- *   tesk_krnl_sync.cpp     gathering dirty records and pushing them */
+ *   tesk_krnl_sync.cpp     collecting dirty records and pushing them */
 #pragma once
 
 #include "opal/rcode.h"
@@ -43,7 +45,7 @@ rcode_t tesk_krnl_add_or_update_ports(tesk_port_t **list, uint16_t count);
 rcode_t tesk_krnl_add_or_update_port(tesk_port_t *port);
 rcode_t tesk_krnl_del_port(tesk_port_t *port);
 
-/** Push dirty ports, dirty VLANs; do_sync both, ports first, VLANs only if the ports went well. */
+/** Push the dirty ports, the dirty VLANs, or both: ports first, and VLANs only if the ports succeeded. */
 rcode_t tesk_krnl_sync_port();
 rcode_t tesk_krnl_sync_vlan();
 rcode_t tesk_krnl_do_sync();

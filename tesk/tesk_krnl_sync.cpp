@@ -3,7 +3,7 @@
 
 namespace {
 
-/* What one synchronisation gathers. */
+/* The records that one synchronisation collects. */
 tesk_port_t *tesk_port_list[TESKK_PORTS];
 vlan_hash_entry_t *tesk_vlan_list[TESKK_VLANS];
 

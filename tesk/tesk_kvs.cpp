@@ -59,7 +59,7 @@ rcode_t running_store_create(const char *running_uri, kvs_service_t *created, te
   return result;
 }
 
-/* Brings a store into being at the running URI, from the reference or empty. */
+/* Creates a store at the running URI, as a copy of the reference or empty. */
 rcode_t running_store_make(const char *running_uri, kvs_service_t reference, kvs_service_t *handle,
                            tesk_place_t place = tesk_here()) {
   rcode_t copied = 0;

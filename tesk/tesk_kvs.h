@@ -2,11 +2,12 @@
  *
  *   debug    "debug_data"        the trace facility's saved switches
  *   running  "tesk_cfg"          one record for each configured CIN VLAN
- *   startup  "tesk_startup_cfg"  what the running store is made from at start; open only then
+ *   startup  "tesk_startup_cfg"  source of the running store at start; open only then
  *
- * At every start the running store is a snapshot of the startup store, or empty when there is none, or
- * when its version is not exactly this program's. Only the supervisor's save request writes the startup
- * store. A failure of the stores never stops start-up. A record is its key; the value is empty.
+ * At every start the running store is a snapshot of the startup store. It is empty when there is no startup
+ * store, or when the version of that store differs from this program's. Only the supervisor's save request
+ * writes the startup store. A failure of a store never stops start-up. A record consists of its key; the
+ * value is empty.
  *
  *   tesk_kvs.cpp       startup and running store
  *   tesk_kvs_cin.cpp   the CIN VLANs of a store
@@ -21,10 +22,10 @@ enum { TESK_KVS_KEY_CIN_VLAN = 0 };
 
 enum { TESK_KVS_URL_BYTES = 256 };
 
-/** Where a store keeps its version. */
+/** The slot in which a store keeps its version. */
 enum { TESK_KVS_VERSION_SLOT = 1 };
 
-/** Key of a record as it is stored, on every host. */
+/** Key of a record as it is stored, the same on every host. */
 typedef struct tesk_kvs_key {
   uint8_t tesk_key_type;
   uint8_t padding[3]; /**< 0 */
@@ -60,7 +61,7 @@ void tesk_close_startup_config_kvs();
 bool tesk_kvs_are_versions_compatible(version_id_t cur_version, version_id_t saved_version);
 
 /**
- * Makes and opens the running store.
+ * Creates and opens the running store.
  * @param running_kvs_p receives the last handle obtained, 0 for none
  * @param reference_kvs the open startup store, 0 for none
  */

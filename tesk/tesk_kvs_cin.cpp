@@ -14,7 +14,7 @@ tesk_kvs_key_t key_of(vlan_id_t vlan) {
 
 vlan_id_t key_vlan(const tesk_kvs_key_t *key) { return (vlan_id_t)ntohl((uint32_t)key->vlan); }
 
-/* @return false for a record that is not a CIN VLAN's, after tracing it */
+/* @return false if the record is not for a CIN VLAN, after tracing that */
 boolean read_cin_key(const kvs_datum_t *datum, vlan_id_t *vlan, tesk_place_t place = tesk_here()) {
   tesk_kvs_key_t key;
   if (datum->siz < sizeof key) {

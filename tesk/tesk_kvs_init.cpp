@@ -17,7 +17,7 @@ enum { DEBUG_MAX_KEY = 512 };
 version_id_t debug_version() { return version_id_set(1, 0, 1); }
 
 /* @param result receives -1 or a code of the store service
- * @return false when the store was not made; a creation without a handle is none, whatever its code */
+ * @return false when the store was not created; without a handle it was not, whatever the code */
 boolean debug_store_create(rcode_t *result, tesk_place_t place = tesk_here()) {
   const kvs_service_t created = kvs_create(tesk_kvs_debug_url, result);
   if (created == 0) {
@@ -71,7 +71,7 @@ rcode_t tesk_kvs_dbg_init() {
       return result;
     }
   }
-  /* An error by category only, so that it always reaches the error history. */
+  /* Not an error; traced as one so that it always reaches the error history. */
   TESK_ERR("tesk_kvs_init Debug KVS success!\n");
   return 0;
 }

@@ -17,7 +17,7 @@ namespace {
 /* Offsets in an Ethernet frame. */
 enum { FRAME_SOURCE = 6, FRAME_TPID = 12, FRAME_TAG = 14 };
 
-/** Where a frame goes: one port, or every port of a set. */
+/** Destination of a frame: one port, or every port of a set. */
 typedef struct destination {
   uint32_t ltl;
   tesk_port_t *port; /**< null for a flood */
@@ -65,7 +65,7 @@ boolean choose_destination(const uint8_t *frame, uint16_t vlan, destination_t *t
     TESK_PKT_AT(place, "%s:Could not retrieve HW port number for ifindex [0x%x]\n", place.function,
                 port->if_idx);
   }
-  /* A VLAN outside the table yields all ones: a flood to every port. */
+  /* For a VLAN outside the table this returns all ones: a flood to every port. */
   *to = {.ltl = tesk_vlan_hash_get_cbl_ltl(vlan), .port = nullptr};
   if (to->ltl == 0) {
     TESK_PKT_AT(place, "%s:Failed to retrieve LTL for vlan [%d]\n", place.function, vlan);
@@ -83,8 +83,8 @@ void finish_header(kestrix_fh_hdr_t *header, uint16_t vlan, const destination_t 
   }
 }
 
-/* The port that a frame may enter by; null after tracing why it may not. Inlined, so that the place costs
- * nothing on the way of a frame that may. */
+/* @return the port on which the frame came in; null if it is not accepted, after tracing why. Inlined so
+ * that the place costs nothing for an accepted frame. */
 [[gnu::always_inline]] inline tesk_port_t *admit_inband(const uint8_t *packet, uint16_t vlan,
                                                         tesk_place_t place = tesk_here()) {
   const auto *header = (const kestrix_th_hdr_t *)packet;

@@ -1,17 +1,19 @@
-/* The relay: frames of the SoL and CIN VLANs between the management device and the ASIC's in-band device.
+/* The relay: it forwards frames of the SoL (serial over LAN) and CIN (chassis internal network) VLANs between
+ * the management device and the in-band device of the ASIC (the switch chip).
  *
- * Both devices are raw packet sockets. One static buffer serves both directions: a management frame is
- * read 10 bytes into it, so that the from-host header is written in place in front of it, and an in-band
- * frame is sent up from byte 10. Nothing is copied or allocated per frame, but for a source address that
- * is seen for the first time.
+ * The relay uses both devices through raw packet sockets. One static buffer serves both directions. A
+ * management frame is read to byte 10 of it, so the from-host header fits in front. An in-band frame is sent
+ * to the management device from byte 10. The relay copies no frame. It allocates memory only when it sees a
+ * source address for the first time.
  *
  *   buf  0         10       16       22    24     26
  *        ASIC hdr  dst MAC  src MAC  8100  tag    ...
  *
- * A frame is at least 60 bytes, so every byte that is looked at is there; a shorter one ends the drain. A
- * tagged frame enters from the management side if its VLAN is carried, and from the ASIC if the port that
- * it came in on is a member of its VLAN. Towards the ASIC a frame goes to the port where its destination
- * was learnt, unless that port blocks the VLAN, and otherwise to all of the VLAN's forwarding ports.
+ * A frame has at least 60 bytes, so every byte that the relay examines exists. A shorter frame ends the read
+ * loop. The relay accepts a tagged frame from the management side if it carries the VLAN. It accepts a tagged
+ * frame from the ASIC if the ingress port is a member of the VLAN. A frame to the ASIC goes to the port where
+ * its destination was learnt; if that port blocks the VLAN, the frame is dropped. Every other
+ * frame goes to all ports that forward the VLAN.
  *
  *   tesk_l2switch_init.cpp  the sockets
  *   tesk_l2switch.cpp       the forwarding decision and the frames */
@@ -43,7 +45,7 @@ extern int sock_inband;
 /** Opens both sockets. @return 0, or 8 on any failure */
 rcode_t tesk_l2switch_init();
 
-/** Relay what waits on one device. @return the result of the last read */
+/** Relay the frames that wait on one device. @return the result of the last read */
 int tesk_rx_mgmt();
 int tesk_rx_inband();
 

@@ -79,7 +79,7 @@ rcode_t tesk_l2switch_init() {
     return TESK_RC_SOCKET;
   }
   const char *device = management_device();
-  (void)snprintf(lnx_eth_if, sizeof lnx_eth_if, "%s", device); /* a longer name is cut for the traces */
+  (void)snprintf(lnx_eth_if, sizeof lnx_eth_if, "%s", device); /* traces show a longer name truncated */
   const int management = open_socket(device);
   if (management < 0) {
     (void)close(inband);

@@ -22,7 +22,7 @@
 
 namespace {
 
-/* The program runs on two boards; on any other it leaves without a word. */
+/* The program runs on two boards; on any other it exits silently. */
 void identify_board() {
   card_module_info_t card;
   const int result = get_card_module_info(&card);
@@ -36,10 +36,10 @@ void identify_board() {
   vorlund_platform = card.swCardId == TESK_CARD_VORLUND;
 }
 
-/* A set holds no other descriptors. */
+/* An fd_set cannot hold other descriptors. */
 boolean is_watchable(int descriptor) { return descriptor >= 0 && descriptor < FD_SETSIZE; }
 
-/* Every pass comes here again: one trace says it. */
+/* Every pass of the loop comes here, so trace this only once. */
 void refuse_descriptor(int descriptor) {
   if (!tesk_descriptor_refused) {
     TESK_ERR("Descriptor %d is not served, only 0 to %d can be\n", descriptor, FD_SETSIZE - 1);
@@ -121,7 +121,7 @@ void tesk_cb_heartbeat_tmr(void *) {
 }
 
 boolean tesk_init_cli() {
-  /* An error by category only, so that it is printed. */
+  /* Not an error; traced as one so that it is printed. */
   TESK_ERR("Calling cmd_backend_init()");
   const int status = cmd_backend_init(tesk_qbus_q);
   if (status != 0) {

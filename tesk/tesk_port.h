@@ -1,24 +1,26 @@
-/* Port contexts: one record for every downlink port or port-channel that may carry SoL or CIN traffic.
+/* Port contexts: one record for each downlink port or port-channel that may carry traffic of the SoL (serial
+ * over LAN) VLAN or of CIN (chassis internal network) VLANs.
  *
- * A context is created by a port's first up report and deleted by its down report. It is found by
- * interface index, through a table of 32 chains that owns it, and by ASIC port number, through a map of 20
- * borrowed pointers that the relay uses; several slots may point at one port-channel. The management
- * module's side has one static context, amm_mgmt_port, in neither structure.
+ * A port's first up notice creates its context; a down notice deletes it. The interface-index table, which
+ * has 32 chains, owns the contexts and finds them by interface index. The port map finds them by the port
+ * number of the ASIC (the switch chip): it has 20 pointers, which the relay uses. Several slots of the map
+ * may point at one port-channel. The side of the management module (AMM) has one static context,
+ * amm_mgmt_port. It is neither in the table nor in the map.
  *
- * An entry of the table can outlive its context: when a context cannot join the SoL VLAN at birth, or when
- * its entry cannot be found at its end, the context is freed and the entry stays, so that the index keeps
- * counting as taken. Its `param` is then null, and every walk copes.
+ * A table entry can outlive its context in two cases: a new context cannot join the SoL VLAN, or the entry of
+ * a context to delete cannot be found. The context is then freed, and the entry stays with a null `param`. So
+ * the interface index still counts as taken. Every walk skips such an entry.
  *
- * Rules: an ASIC port number of 20 or more is in no map, one of 32 or more has no bit in a port mask; a
- * port-channel counts 16 members at most. Notices come from other processes: every count is checked
- * against the bytes that arrived, and VLAN sets are taken as 512 bytes whatever their size word says.
+ * Rules: an ASIC port number of 20 or more has no slot in the map. One of 32 or more has no bit in a port
+ * mask. A port-channel has at most 16 members. Notices come from other processes: every count is checked
+ * against the bytes that arrived, and a VLAN set has 512 bytes, whatever its size word says.
  *
  *   tesk_ifindex.cpp     the interface-index table
  *   tesk_port_map.cpp    interface index to ASIC port, downlink test, the port map
- *   tesk_port.cpp        the contexts' life
- *   tesk_port_walk.cpp   walks over them
+ *   tesk_port.cpp        creating and deleting contexts
+ *   tesk_port_walk.cpp   walks over all contexts
  *   tesk_port_event.cpp  port state notices
- *   tesk_port_cbl.cpp    CBL notices
+ *   tesk_port_cbl.cpp    CBL notices: the VLANs in which each port forwards
  *   tesk_port_stat.cpp   counters for the shell */
 #pragma once
 
@@ -32,7 +34,7 @@
 enum {
   TESK_ASIC_PORTS = 20,    /**< ports of the ASIC, numbered from 0 */
   TESK_VORLUND_PORTS = 14, /**< front ports of the vorlund board */
-  TESK_NO_ASIC_PORT = 255, /**< failed look-up of an ASIC port number */
+  TESK_NO_ASIC_PORT = 255, /**< result of a failed look-up of an ASIC port */
   TESK_PC_MEMBERS_MAX = 16 /**< members of a port-channel that are kept */
 };
 
@@ -59,8 +61,8 @@ typedef struct tesk_port {
   tesk_vlan_bmp_t shadow_vlan_bmp;             /**< all VLANs last reported up, configured as CIN or not */
   uint8_t kestrix_port;                        /**< ASIC port number */
   vlan_bitset_t vlan_cbl_bmp;                  /**< VLANs in which the port forwards */
-  uint8_t pc_member_count;                     /**< of a port-channel: entries in pc_member_list */
-  uint8_t pc_member_list[TESK_PC_MEMBERS_MAX]; /**< of a port-channel: ASIC ports of its members */
+  uint8_t pc_member_count;                     /**< port-channel: entries in pc_member_list */
+  uint8_t pc_member_list[TESK_PC_MEMBERS_MAX]; /**< port-channel: ASIC ports of its members */
 } tesk_port_t;
 
 /** One entry of the interface-index table. */
@@ -73,7 +75,7 @@ typedef struct ifindex_hash_entry {
 extern ifindex_hash_entry_t *ifidx_bucket[TESK_BUCKETS];
 extern tesk_port_t *kes_port_map[TESK_ASIC_PORTS];
 
-/** The management side; its vlan_bmp holds the VLANs accepted from the management device. */
+/** The management side. Its vlan_bmp holds the VLANs that are accepted from the management device. */
 extern tesk_port_t amm_mgmt_port;
 
 /** @return the port's bit in a port mask, 0 for a number of 32 or more */
@@ -127,12 +129,12 @@ ifindex_hash_entry_t **tesk_ifindex_hash_find_(if_index_t if_idx);
 /** @return the context, null when there is none */
 tesk_port_t *tesk_ifindex_hash_find(if_index_t if_idx);
 
-/** Takes the port out of the kernel module and the table; the context itself stays.
+/** Removes the port from the kernel module and from the table; the context itself stays.
  * @return false if absent */
 boolean tesk_ifindex_hash_delete(if_index_t if_idx);
 
-/** Takes a context that is about to be freed away from the entry that has it; the entry stays. Finds it
- * without the interface-index library, which may refuse to tell the entry's bucket. */
+/** Clears the pointer to a context that is about to be freed; the entry stays. Finds the entry without the
+ * interface-index library, because the library may fail to return the bucket. */
 void tesk_ifindex_hash_detach(const tesk_port_t *port);
 
 /* ---- ASIC ports ---- */
@@ -143,7 +145,7 @@ uint8_t tesk_ifindex_to_kes_port(if_index_t if_idx);
 boolean tesk_port_is_downlink_kes(uint8_t kestrix_port);
 boolean tesk_port_is_downlink_ifindex(if_index_t if_idx);
 
-/** Points the map's slots of a context at it. @return false when a port-channel's members are unknown */
+/** Sets the map's slots of a context. @return false when a port-channel's members are unknown */
 boolean tesk_setup_kes_to_port_map(tesk_port_t *port);
 
 /** Clears the map's slots of a context. @return true */
@@ -157,13 +159,13 @@ tesk_port_t *tesk_kes_port_to_port_context(uint8_t kestrix_port);
 /** @return false when the management port has no interface index */
 boolean tesk_init_ports();
 
-/** @return the new context, member of the SoL VLAN, owned by the table; null on failure */
+/** @return the new context, a member of the SoL VLAN and owned by the table; null on failure */
 tesk_port_t *tesk_create_port_context(if_index_t if_idx, if_ordinal iod);
 
-/** Forgets a port: MAC entries, map, SoL membership, kernel module, table. @return 0, or 6 if absent */
+/** Removes a port from MAC table, map, SoL VLAN, kernel module and table. @return 0, or 6 if absent */
 rcode_t tesk_delete_port_context(if_index_t if_idx);
 
-/** Takes a VLAN out of every context's vlan_bmp. @return 0 */
+/** Removes a VLAN from the vlan_bmp of every context. @return 0 */
 rcode_t tesk_port_vlan_delete(uint16_t vlan);
 
 /**
@@ -176,7 +178,7 @@ rcode_t tesk_port_vlan_shadowdb_get_port_list(uint16_t vlan, uint32_t *if_idx_ls
                                               if_index_t **if_idx_lst);
 
 /**
- * Gathers the contexts that wait to be pushed.
+ * Collects the contexts that wait to be pushed.
  * @param list room for 21 contexts; no more are written
  * @param count receives the number of dirty contexts, more than 21 if there are
  * @return 0, or 5 for a null argument
@@ -187,10 +189,10 @@ rcode_t tesk_port_get_dirty_list(tesk_port_t **list, uint16_t *count);
 
 void tesk_handle_l2_protocol_state_changed_msg(qbus_msg_ref_t *msg);
 
-/** Joins the port to the VLANs now up on it and withdraws it from those now down. */
+/** Makes the port a member of the VLANs that are now up on it. Removes it from those that are now down. */
 void tesk_l2psc_vlan_state_change(tesk_port_t *port, const portsvc_l2_port_state_t *info);
 
-/** Takes the reported VLANs into the shadow set. */
+/** Updates the shadow set with the reported VLANs. */
 void tesk_port_upd_vlan_shadowdb(tesk_port_t *port, const portsvc_l2_port_state_t *info);
 
 void tesk_ltlsvc_cbl_change(qbus_msg_ref_t *msg);
@@ -202,7 +204,7 @@ boolean tesk_ltlsvc_cbl_change_one_port(if_index_t if_idx, const vlan_bitset_t *
 
 /**
  * Fills the records of the management port and of every physical port that exists.
- * @param stat_rec_ct records already filled; raised, never above 21
+ * @param stat_rec_ct number of records filled; the call adds the new ones, up to 21 in all
  * @param stat_ptr room for 21 records
  */
 void tesk_port_hsh_tbl_get_stat(uint32_t *stat_rec_ct, tesk_cli_sh_stat_t *stat_ptr);

@@ -44,7 +44,7 @@ void tesk_ltlsvc_cbl_change(qbus_msg_ref_t *msg) {
   for (uint16_t i = 0; i < count; i++) {
     ltlsvc_port_cbl_t entry;
     memcpy(&entry, payload + LTLSVC_CBL_ENTRIES_OFFSET + (size_t)i * LTLSVC_CBL_ENTRY_BYTES, sizeof entry);
-    entry.vlan_cbl_bmp.size = VLAN_BITSET_BYTES; /* whatever the message says */
+    entry.vlan_cbl_bmp.size = VLAN_BITSET_BYTES; /* ignore the message's size word */
     if (tesk_port_is_downlink_ifindex(entry.if_idx)) {
       (void)tesk_ltlsvc_cbl_change_one_port(entry.if_idx, &entry.vlan_cbl_bmp);
     } else {

@@ -7,7 +7,7 @@
 
 namespace {
 
-/* The set of a notice is as long as its record, whatever its size word says. */
+/* The VLAN set of a notice has the length of its record, whatever its size word says. */
 void vlan_set_bound(vlan_bitset_t *set) { set->size = VLAN_BITSET_BYTES; }
 
 void vlan_ports_set(uint16_t vlan, uint32_t ltl, tesk_place_t place) {

@@ -1,12 +1,14 @@
-/* The daemon's message queue: bound once, twelve opcodes registered, one message taken for each readiness.
+/* The daemon's message queue. The daemon binds it once, registers twelve opcodes, and receives one message
+ * each time the queue is ready.
  *
- * A message is offered to the supervisor's library, then to the trace facility, and what neither takes is
- * looked up in a table of {opcode, options, handler}; serving one more message is adding a row. After each
- * message that is not the supervisor's, records marked dirty are pushed to the kernel module. Handlers do
- * not drop their message and trust no length that a payload states about itself.
+ * The supervisor's library gets each message first, then the trace facility. If neither takes the message, a
+ * table of {opcode, options, handler} selects the handler. To serve one more opcode, add a row. After each
+ * message that the supervisor's library does not take, the daemon pushes dirty records to the kernel module.
+ * A handler does not drop its message. It trusts no length that the payload states about itself.
  *
  *   tesk_qbus.cpp       binding, receiving, dispatching
- *   tesk_qbus_send.cpp  the queue itself, and sending: below all handlers, which the table refers to */
+ *   tesk_qbus_send.cpp  the queue and sending; a file of its own, because the table refers to the handlers,
+ *                       and the handlers send */
 #pragma once
 
 #include "opal/rcode.h"
@@ -29,18 +31,18 @@ extern qbus_queue_t tesk_qbus_q;
 /** Binds the queue and registers the opcodes. Aborts without a queue. @return false at the first refusal */
 boolean tesk_init_qbus();
 
-/** Takes and serves one message. */
+/** Receives and handles one message. */
 void tesk_qbus_msg_process();
 
 /** Hands a message to the handler of its opcode. */
 void tesk_qbus_msg_handler(qbus_queue_t queue, qbus_msg_ref_t *message);
 
-/** The line card's ports can be used: the first notice, and each after a failure, starts the relay. */
+/** The line card's ports can be used. Starts the relay unless an earlier notice has started it. */
 void tesk_qbus_lc_online_msg(qbus_msg_ref_t *message);
 
 /**
  * Sends one message as a request.
- * @param reply receives a reference that the caller drops, or null when the token is of no interest
+ * @param reply receives a reference that the caller drops, or null when the caller does not need it
  * @return 0, or the message service's errno
  */
 rcode_t tesk_qbus_send(uint32_t opcode, const void *payload, uint32_t length, qbus_addr_t destination,

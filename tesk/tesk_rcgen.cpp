@@ -11,7 +11,7 @@
 
 namespace {
 
-/* The service's numbers for this program's VLAN sub-command, and for what its lines come after. */
+/* The service's numbers for this program's VLAN sub-command, and for the element that its lines follow. */
 enum { ELEMENT = 1, ELEMENT_KIND = 11, ELEMENT_PROPERTY = 2, VLAN_UUID = 383, VLAN_ELEMENT = 2 };
 
 enum { LINE_BYTES = 256 };

@@ -1,4 +1,4 @@
-/* The daemon's syslog facility, as the trace facility wants it described. */
+/* The description of the daemon's syslog facility for the trace facility. */
 #pragma once
 
 #include "opal/tracekit.h"

@@ -17,7 +17,7 @@ void record(const tesk_trace_event_t *event, size_t text_length) {
   tracekit_hist_event(TESK_TRACE_EVENT, (uint32_t)(sizeof event->category + text_length + 1), event);
 }
 
-/* Copies of a fixed size of up to 32 bytes are no calls; what they copy beyond a text is not handed over. */
+/* A copy of a fixed size up to 32 bytes needs no call. Bytes copied beyond the text are not passed on. */
 constexpr size_t block_bytes = 32;
 constexpr size_t short_prefix_bytes = 24;
 constexpr size_t short_message_bytes = 80;
@@ -39,7 +39,7 @@ size_t put_prefix(char *to, const tesk_trace_site_t *site) {
   return tesk_format<"%s(%d): ">(to, TESK_TRACE_TEXT_BYTES, site->place.function, site->place.line);
 }
 
-/* @return length of the text, cut to its room */
+/* @return length of the text, truncated to its capacity */
 [[gnu::noinline]] size_t put_any_text(char *to, const tesk_trace_site_t *site, size_t length) {
   const size_t prefix_length = put_prefix(to, site);
   to += prefix_length;
@@ -53,7 +53,7 @@ size_t put_prefix(char *to, const tesk_trace_site_t *site) {
   return prefix_length + taken;
 }
 
-/* Two events are recorded for each relayed frame: their function's name is short, and their message. */
+/* Each relayed frame records two events. Their function names and messages are short. */
 inline void record_message(tesk_trace_event_t *event, const tesk_trace_site_t *site, size_t length) {
   if (site->prefix_length <= short_prefix_bytes && length < short_message_bytes) [[likely]] {
     memcpy(event->text, site->prefix, short_prefix_bytes);

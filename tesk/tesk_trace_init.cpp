@@ -41,7 +41,7 @@ boolean facility_register(tracekit_context_t *debug, tracekit_context_t *syslog)
   return true;
 }
 
-/* The facility keeps both contexts for good once it has accepted them. */
+/* Once the facility has accepted both contexts, it owns them for the life of the process. */
 boolean facility_start() {
   auto *debug = (tracekit_context_t *)calloc(1, sizeof(tracekit_context_t));
   auto *syslog = (tracekit_context_t *)calloc(1, sizeof(tracekit_context_t));

@@ -18,7 +18,7 @@ vlan_hash_entry_t *find(uint16_t vlan) {
   return link == nullptr ? nullptr : *link;
 }
 
-/* Keeps the token of a request that was sent, and lets go of the request. */
+/* Stores the token of a request that was sent, and drops the request. */
 void keep_token(uint16_t vlan, qbus_msg_ref_t *reference) {
   (void)tesk_vlan_hash_set_req_ref(vlan, qbus_rr_token_get(reference));
   (void)qbus_drop(tesk_qbus_q, reference);

@@ -1,19 +1,19 @@
-/* The VLANs that are carried: the SoL VLAN and the CIN VLANs.
+/* The VLANs that the daemon carries: SoL (serial over LAN) and CIN (chassis internal network).
  *
- * A table of 32 chains holds one entry for each, with the ports that are members (LTL), those that
- * forward (CBL), and the token of the request that the port-index service still owes an answer. A VLAN is
- * live in the switch while it has member ports: activation asks the port-index service for an LTL and tells
- * the in-band driver to send the VLAN's frames to the CPU; deactivation takes both back.
+ * A table of 32 chains holds one entry for each VLAN. The entry contains the member ports (LTL), the ports
+ * that forward (CBL), and the token of the unanswered request to the port-index service. A VLAN is active in
+ * the switch while it has member ports. Activation requests an LTL from the port-index service and makes the
+ * in-band driver send the VLAN's frames to the CPU. Deactivation reverses both.
  *
- * CIN VLANs come from the running store at start-up and from the operator's command; they go by command,
- * or when the VLAN manager reports them deleted. Handlers stop at the first failure and undo nothing; only
- * the count is guarded. The VLAN manager is told in which VLANs this program is a feature.
+ * A CIN VLAN is added from the running store at start-up, or by the operator's command. It is removed by
+ * command, or when the VLAN manager reports it deleted. Handlers stop at the first failure and undo nothing;
+ * only the count is checked. The daemon reports to the VLAN manager in which VLANs it is a feature.
  *
  *   tesk_vlan_table.cpp finding a VLAN in the table
  *   tesk_vlan.cpp       changes of the table, activation
  *   tesk_vlan_init.cpp  start-up
  *   tesk_vlan_cin.cpp   adding and removing CIN VLANs
- *   tesk_vlan_msg.cpp   answers of the port-index service, messages to the VLAN manager
+ *   tesk_vlan_msg.cpp   answers from the port-index service, messages to the VLAN manager
  *   tesk_vlan_walk.cpp  walks over the table: list of CIN VLANs, CBL of one port, dirty entries */
 #pragma once
 
@@ -25,7 +25,7 @@
 
 static_assert(sizeof(vlan_delete_notif_local_t) == 10);
 
-/** What the getters say of an absent VLAN. */
+/** Result of the getters for an absent VLAN. */
 constexpr uint32_t TESK_LTL_ABSENT = 0xFFFFFFFF;
 
 /** No request outstanding. */
@@ -43,15 +43,15 @@ typedef struct vlan_hash_entry {
 
 extern vlan_hash_entry_t *vlan_bucket[TESK_BUCKETS];
 
-/** CIN VLANs that were configured in full; the SoL VLAN is not counted. */
+/** Number of completely configured CIN VLANs; the SoL VLAN is not counted. */
 extern int16_t cin_vlan_count;
 
-/** Builds the table from the running store. @return false when the SoL VLAN cannot be entered */
+/** Builds the table from the running store. @return false when the SoL VLAN cannot be inserted */
 boolean tesk_init_vlan();
 
 /* ---- the table ---- */
 
-/** Enters a VLAN and pushes it to the kernel module. @return false when present or out of memory */
+/** Inserts a VLAN and pushes it to the kernel module. @return false when present or out of memory */
 boolean tesk_vlan_hash_insert(uint16_t vlan);
 
 /** @return the link that points at the entry, null when there is none */
@@ -68,10 +68,10 @@ boolean tesk_vlan_hash_set_cbl(uint16_t vlan, uint32_t cbl);
 boolean tesk_vlan_hash_set_ltl(uint16_t vlan, uint32_t ltl);
 boolean tesk_vlan_hash_set_req_ref(uint16_t vlan, uint32_t rr_token);
 
-/** Takes the VLAN out of the kernel module and the table. @return false if absent */
+/** Removes the VLAN from the kernel module and from the table. @return false if absent */
 boolean tesk_vlan_hash_delete(uint16_t vlan);
 
-/** Make a VLAN live in the switch, and take it out. @return 0, or the failing call's code */
+/** Activate and deactivate a VLAN in the switch. @return 0, or the failing call's code */
 int tesk_vlan_activate(uint16_t vlan);
 int tesk_vlan_deactivate(uint16_t vlan);
 
@@ -80,14 +80,14 @@ int tesk_vlan_deactivate(uint16_t vlan);
 /** Configures a VLAN as CIN. @return true also when it already is */
 boolean tesk_cli_vlan_add_handler(vlan_id_t vlan);
 
-/** Ends a VLAN's configuration as CIN. The number is used as 16 bits: 65546 is VLAN 10.
+/** Removes a VLAN's configuration as CIN. Only the low 16 bits of the number count: 65546 is VLAN 10.
  * @return false when it is not configured, or at the first failing step */
 boolean tesk_cli_vlan_del_handler(vlan_id_t vlan);
 
-/** VLANs were deleted in the VLAN manager; their numbers are used as 16 bits. */
+/** Removes VLANs that the VLAN manager has deleted; only the low 16 bits of their numbers count. */
 void tesk_vlan_vlan_mgr_deleted_handler(qbus_msg_ref_t *msg);
 
-/** Starts to accept a VLAN from the management device, and stops. */
+/** Start and stop accepting a VLAN from the management device. */
 void tesk_vlan_amm_accept(uint16_t vlan);
 void tesk_vlan_amm_refuse(uint16_t vlan);
 
@@ -101,11 +101,11 @@ void tesk_vlan_amm_refuse(uint16_t vlan);
  */
 rcode_t tesk_vlan_get_vlan_list(uint32_t *vlan_count, vlan_id_t **vlan_list);
 
-/** Takes a port's forwarding state into every VLAN's CBL. @return 0 */
+/** Updates the CBL of every VLAN with a port's forwarding state. @return 0 */
 rcode_t tesk_vlan_cbl_change_one_port(tesk_port_t *port, const vlan_bitset_t *cbl_bmp);
 
 /**
- * Gathers the entries that wait to be pushed.
+ * Collects the entries that wait to be pushed.
  * @param list room for 15 entries; no more are written
  * @param vlan_cnt receives the number of dirty entries, more than 15 if there are
  * @return 0, or 5 for a null argument
@@ -117,13 +117,13 @@ rcode_t tesk_vlan_get_dirty_list(vlan_hash_entry_t **list, uint16_t *vlan_cnt);
 void tesk_vlan_ltlsvc_alloc_ltl_resp(qbus_msg_ref_t *msg);
 void tesk_vlan_ltlsvc_dealloc_ltl_resp(qbus_msg_ref_t *msg);
 
-/** Closes the request that an answer belongs to; the answer's content does not matter. */
+/** Closes the request that an answer belongs to. The content of the answer is ignored. */
 void tesk_vlan_process_ltlsvc_ltl_resp(qbus_msg_ref_t *msg, boolean alloc_resp);
 
-/** The VLAN manager's answers to the two messages below; nothing is to be done. */
+/** Handle the VLAN manager's answers to the two messages below; there is nothing to do. */
 void tesk_vlan_feat_create(qbus_msg_ref_t *msg);
 void tesk_vlan_feat_delete(qbus_msg_ref_t *msg);
 
-/** Tell the VLAN manager that this program is, or is no longer, a feature of VLANs. @return 0, or an errno */
+/** Report to the VLAN manager that the daemon is, or no longer is, a feature of VLANs. @return 0 or errno */
 int tesk_send_set_feat_in_vlan(const vlan_id_t *vlans, uint32_t no_vlans);
 int tesk_send_unset_feat_in_vlan(const vlan_id_t *vlans, uint32_t no_vlans);

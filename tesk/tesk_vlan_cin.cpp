@@ -15,7 +15,7 @@ typedef struct member_masks {
   uint32_t cbl;
 } member_masks_t;
 
-/** A step of a VLAN's removal that failed: what kept the VLAN, and what a notice's trace has before the text. */
+/** A failed step of a VLAN's removal: what still holds the VLAN, and the prefix of a notice's trace. */
 typedef struct removal_failure {
   const char *keeper;
   const char *notice_gap;
@@ -55,7 +55,7 @@ boolean count_has_room(tesk_place_t place = tesk_here()) {
   return true;
 }
 
-/* Makes the downlink ports of a list members of the VLAN. */
+/* Adds the downlink ports of a list to the VLAN as members. */
 member_masks_t join_members(uint16_t vlan, const if_index_t *list, uint32_t size, tesk_place_t place) {
   member_masks_t masks = {.ltl = 0, .cbl = 0};
   for (uint32_t i = 0; i < size; i++) {
@@ -77,7 +77,7 @@ member_masks_t join_members(uint16_t vlan, const if_index_t *list, uint32_t size
   return masks;
 }
 
-/* Stores the members' masks and makes the VLAN live if it has any. */
+/* Stores the masks of the members, and activates the VLAN if it has members. */
 boolean apply_masks(uint16_t vlan, const member_masks_t *masks, tesk_place_t place) {
   if (masks->ltl == 0) {
     TESK_CTRL_AT(place, "%s:VLAN %d not active on any downlink port\n", place.function, vlan);
@@ -115,7 +115,7 @@ boolean bring_up_members(uint16_t vlan, tesk_place_t place = tesk_here()) {
   return done;
 }
 
-/* The steps that command and notice share. @return the one that failed, null for none */
+/* Does the steps that command and notice share. @return the step that failed, null for none */
 const removal_failure_t *remove_vlan(uint16_t vlan) {
   if (tesk_port_vlan_delete(vlan) != 0) {
     return &ports_failed;
@@ -127,7 +127,7 @@ const removal_failure_t *remove_vlan(uint16_t vlan) {
   return tesk_vlan_hash_delete(vlan) ? nullptr : &table_failed;
 }
 
-/* @return false when the VLAN was not removed in full */
+/* @return false when the VLAN was not removed completely */
 boolean remove_deleted_vlan(uint16_t vlan, tesk_place_t place = tesk_here()) {
   if (!is_configured(vlan)) {
     TESK_ERR_AT(place, "%s:VLAN %d had not been configured as CIN VLAN\n", place.function, vlan);

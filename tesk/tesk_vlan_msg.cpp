@@ -10,7 +10,7 @@ namespace {
 typedef int (*build_function_t)(uint32_t count, const vlan_id_t *vlans, uint32_t feature, void **payload,
                                 uint32_t *length);
 
-/** What setting and unsetting a feature differ in. */
+/** The differences between setting and unsetting a feature. */
 typedef struct feature_message {
   build_function_t build;
   uint32_t opcode;

@@ -1,5 +1,5 @@
-/* Records and requests shared with the kernel module behind /dev/klm_tesk. Host byte order, natural
- * alignment; request numbers follow the platform's own ioctl encoding. */
+/* Records and requests shared with the kernel module behind /dev/klm_tesk. Records use host byte order and
+ * natural alignment. Request numbers follow the platform's ioctl encoding. */
 #pragma once
 
 #include <stdint.h>
@@ -34,7 +34,7 @@ typedef struct teskk_port_list {
 
 typedef struct teskk_vlan_info {
   uint16_t vlan;
-  uint32_t ltl_cbl; /**< ports that are members of the VLAN and forward it, bit n for ASIC port n */
+  uint32_t ltl_cbl; /**< member ports that forward the VLAN, bit n for ASIC port n */
 } teskk_vlan_info_t;
 
 typedef struct teskk_vlan_list {
@@ -42,7 +42,7 @@ typedef struct teskk_vlan_list {
   teskk_vlan_info_t vlan_lst[TESKK_VLANS];
 } teskk_vlan_list_t;
 
-/** Frames of one port; the caller fills `if_idx`, the module the rest. */
+/** Frame counts of one port. The caller sets `if_idx`, the module sets the rest. */
 typedef struct teskk_port_counters {
   uint32_t if_idx;
   uint32_t tx_ucast;

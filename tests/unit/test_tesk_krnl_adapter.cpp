@@ -1,4 +1,4 @@
-/* The kernel module's copy of the tables: what is sent, and what a refusal leads to. */
+/* The kernel module's copy of the tables: the requests sent, and the effects of a refusal. */
 #include "tesk/tesk_krnl_adapter.h"
 
 #include <algorithm>

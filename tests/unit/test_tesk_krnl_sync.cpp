@@ -190,7 +190,7 @@ TEST_F(Synchronisation, RefusesToGatherIntoNothing) {
 }
 
 TEST_F(Synchronisation, SkipsAnEntryWhoseContextIsGone) {
-  // A context that cannot join the SoL VLAN at birth leaves its entry behind.
+  // A new context that cannot join the SoL VLAN leaves its entry in the table.
   tesk_vlan_hash_delete(4095);
   EXPECT_EQ(tesk_create_port_context(ethernet(3), 3), nullptr);
   ASSERT_NE(tesk_ifindex_hash_find_(ethernet(3)), nullptr);

@@ -30,7 +30,7 @@ TEST(BoardIdentity, LiesAsTheBoardFillsIt) {
   EXPECT_EQ(offsetof(card_module_info_t, switch_hw_arch), 5u);
 }
 
-/** A machine on which everything is in place: stores that open, one CIN VLAN configured. */
+/** A machine on which a start succeeds: the stores open, and one CIN VLAN is configured. */
 class StartUp : public DaemonTest {
  protected:
   StartUp() {
@@ -39,7 +39,7 @@ class StartUp : public DaemonTest {
     store_cin_vlans(startup_store, {100});
   }
 
-  /** Runs main with its output kept. */
+  /** Runs main and captures its output. */
   Ending start_and_listen() {
     Ending ending = waiting();
     output = printed_by([&] { ending = start(); });
@@ -264,7 +264,7 @@ TEST_F(StartUp, EndsWithStatusOneWhenThePortLayerFails) {
 }
 
 TEST_F(StartUp, EndsWithStatusOneWhenTheVlanTableFails) {
-  fail_allocation(5);  // after the facility's four: the SoL VLAN's entry
+  fail_allocation(5);  // the SoL VLAN's entry, after the four of the trace facility
   EXPECT_EQ(start(), exited(1));
   expect_end({error("tesk_init_vlan", "tesk_init_vlan: Failed to add SoL VLAN(4095) to VLAN Hash Tbl\n"),
               error("tesk_init", "tesk_init:tesk_init_vlan Failed\n")});
@@ -346,7 +346,7 @@ class Supervisor : public DaemonTest {
  protected:
   Supervisor() { tesk_qbus_q = queue_descriptor; }
 
-  /** A start that succeeds, with what is special about its handshake. */
+  /** The calls of a successful start, with the special calls of its handshake. */
   static Lines started(const Lines &special = {}) {
     Lines lines = {"overseer_handshake(30, 738)",
                    control("tesk_init_overseer", "overseer_handshake uuid[738] status[0]\n"),
@@ -446,7 +446,7 @@ TEST_F(Supervisor, GetsExactlyOneMoreHeartbeatFromTheTimer) {
   expect({});
 }
 
-/** The loop with an open queue; the relay's sockets are there but nobody has initialised the relay. */
+/** The loop with an open queue; the relay's sockets are open but the relay is not initialised. */
 class Loop : public DaemonTest {
  protected:
   Loop() {

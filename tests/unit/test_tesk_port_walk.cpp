@@ -13,7 +13,7 @@ class PortWalk : public TablesTest {
     return port;
   }
 
-  /** Inserts an entry whose context failed after that. */
+  /** Inserts an entry without a context, as a failed context leaves it. */
   static void has_entry_without_context(uint32_t if_index) {
     EXPECT_TRUE(tesk_ifindex_hash_insert(if_index, nullptr));
     forget();
@@ -138,7 +138,7 @@ TEST_F(PortWalk, GathersTheDirtyPortsInBucketOrder) {
   has_entry_without_context(ethernet(3));
   tesk_krnl_port_info_dirty(second);
   tesk_krnl_port_info_dirty(first);
-  tesk_krnl_port_info_dirty(&amm_mgmt_port);  // counted, and in no table
+  tesk_krnl_port_info_dirty(&amm_mgmt_port);  // counted, but in no table
   forget();
   tesk_port_t *list[TESKK_PORTS] = {};
   uint16_t count = 99;

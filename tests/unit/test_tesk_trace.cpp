@@ -25,7 +25,7 @@ TEST(TraceRecords, LieAsTheFacilityReadsThem) {
   EXPECT_EQ(sizeof tesk_trace_buf, 1024u);
 }
 
-/** The pattern itself, traced from a function of this file. */
+/** The pattern of a trace, made by functions of this file. */
 class TracePattern : public DaemonTest {
  protected:
   static void trace_error(const char *text) { TESK_ERR("%s", text); }
@@ -62,7 +62,7 @@ void part_of_an_operation(int, tesk_place_t place = tesk_here()) {
 }
 
 int an_operation() {
-  part_of_an_operation(  // on two lines: the first one counts
+  part_of_an_operation(  // a call on two lines: the trace has the first one
       1);
   return __LINE__ - 2;
 }
@@ -178,7 +178,7 @@ TEST_F(TracePattern, TakesPercentSignsOfATextAsTheyAre) {
   EXPECT_TRUE(prints().at(0).ends_with("100 %s %d %n"));
 }
 
-/* A site made while the program runs has no prefix; the event is the same. */
+/* A site created at run time has no prefix; the event is the same. */
 tesk_trace_site_t site_without_prefix(tesk_place_t place) {
   tesk_trace_site_t site;
   site.place = place;
@@ -205,7 +205,7 @@ std::string event_of(const tesk_trace_site_t &site, const std::string &message) 
   return events().back().text;
 }
 
-/* Lengths at which prefix or message are put into the event in another way, or are cut. */
+/* Lengths at which the code copies prefix or message in another way, or truncates them. */
 TEST_F(TracePattern, RecordsFunctionsAndMessagesOfEveryLength) {
   for (const size_t name_length : {1u, 19u, 20u, 59u, 60u, 64u, 65u, 200u, 431u, 432u, 506u, 507u, 600u}) {
     for (const size_t length : {0u, 1u, 63u, 64u, 79u, 80u, 81u, 450u, 511u, 1023u}) {

@@ -1,4 +1,4 @@
-/* The trace facility: how it is set up. */
+/* Setting up the trace facility. */
 #include <cstddef>
 
 #include "tesk/tesk_dbg.h"

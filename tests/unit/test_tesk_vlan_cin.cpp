@@ -7,7 +7,7 @@ namespace {
 const char *const adder = "tesk_cli_vlan_add_handler";
 const char *const deleter = "tesk_cli_vlan_del_handler";
 
-/** What every addition begins with, up to the look at its members. */
+/** The first calls of every addition, up to the look-up of its members. */
 Lines entered_and_stored(uint32_t vlan) {
   return lines(vlan_pushed(format("%u ports 0x0", vlan)), stored(vlan), port_marked());
 }

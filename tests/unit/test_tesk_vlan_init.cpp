@@ -19,7 +19,7 @@ Line retrieved(uint32_t count) { return control(init, format("Retrieved %u CIN V
 
 Lines sol_entered() { return lines(vlan_pushed("4095 ports 0x0"), port_marked()); }
 
-/** The walk over a store of some records. */
+/** The calls of a walk over a store with this number of records. */
 Lines store_walked(uint32_t records) {
   Lines walk = {"kvs_move2location(1, 1)"};
   for (uint32_t i = 0; i < records; ++i) walk.push_back("kvs_move2location(1, 3)");

@@ -252,7 +252,7 @@ TEST_F(LtlAnswer, ThatIsNoResponseIsIgnored) {
   EXPECT_EQ(vlan_entry(10)->rr_token, 1001u);
 }
 
-/** Setting and unsetting the feature, alike but for builder, opcode and word. */
+/** Setting or unsetting the feature: the fields are all that differs. */
 struct Feature {
   int (*send)(const vlan_id_t *vlans, uint32_t no_vlans);
   const char *function;

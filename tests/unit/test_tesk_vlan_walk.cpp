@@ -17,7 +17,7 @@ class VlanWalk : public TablesTest {
   }
 };
 
-/** What the look-up of CIN VLANs answers; its list is freed. */
+/** The result of the look-up of CIN VLANs. Frees the list. */
 struct VlanList {
   VlanList() {
     uint32_t count = 99;
