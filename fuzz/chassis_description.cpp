@@ -1,7 +1,8 @@
 // A chassis description, as a user writes it.
-#include "host/chassis/model/description.h"
+#include "host/chassis/model/description_file.h"
 
 #include "fuzz/fuzz.h"
+#include "host/chassis/model/board_ports.h"
 
 std::vector<fuzz::Input> fuzz::seeds() {
   std::vector<Input> all;

@@ -33,9 +33,10 @@ host::Result<Description> describe(const RunOptions &options) {
     description = std::move(*read);
   }
   if (!options.name.empty()) description.name = options.name;
-  if (!is_name(description.name))
+  if (!is_name(description.name)) {
     return host::failure(host::not_understood(),
                          "--name: a chassis's name is 1 to 32 letters, digits, '-' and '_'");
+  }
   description.faults = options.faults;
   return description;
 }

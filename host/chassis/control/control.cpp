@@ -278,9 +278,10 @@ void ControlService::trace(const Arguments &arguments, const OnAnswer &on_answer
 
 void ControlService::answer_when_serving(std::chrono::milliseconds bound, const OnAnswer &on_answer) {
   parts_.supervisor.wait_until_serving(bound, [this, on_answer](bool serving) {
-    if (!serving)
+    if (!serving) {
       return on_answer(
           error(fmt::format("the daemon does not serve; it is {}", state_name(parts_.supervisor.state()))));
+    }
     const auto outage = parts_.supervisor.outage();
     on_answer({{"pid", *parts_.supervisor.pid()}, {"outage_ms", outage ? json(outage->count()) : json()}});
   });

@@ -133,9 +133,10 @@ host::Result<> KlmDevice::mount(const std::filesystem::path &file) {
   if (!device) return host::errno_failure("/dev/fuse cannot be opened");
   const std::string options = fmt::format("fd={},rootmode=100600,user_id={},group_id={},allow_other",
                                           device.get(), getuid(), getgid());
-  if (::mount("klm_tesk", file.c_str(), "fuse", MS_NOSUID | MS_NODEV, options.c_str()) != 0)
+  if (::mount("klm_tesk", file.c_str(), "fuse", MS_NOSUID | MS_NODEV, options.c_str()) != 0) {
     return host::errno_failure(
         fmt::format("the kernel module's device cannot be mounted over {}", file.string()));
+  }
   state_->file = file;
   auto session = make_session(state_.get());
   // A mount point of this form makes libfuse use a descriptor that is already mounted.

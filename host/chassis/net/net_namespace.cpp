@@ -73,9 +73,10 @@ std::vector<std::string> net_namespace_names() {
 
 host::Result<> enter_net_namespace(const std::string &name) {
   const auto names = net_namespace_names();
-  if (std::find(names.begin(), names.end(), name) == names.end())
+  if (std::find(names.begin(), names.end(), name) == names.end()) {
     return host::failure(
         fmt::format("there is no node '{}'; there are {}, and switch", name, fmt::join(names, ", ")));
+  }
   const auto file = open_read_only(namespace_folder / name);
   if (!file || setns(file.get(), CLONE_NEWNET) != 0)
     return host::errno_failure(fmt::format("node {} cannot be entered", name));

@@ -99,9 +99,10 @@ host::Result<> Supervisor::start() {
     std::error_code error;
     const auto folder = paths_.run_folder / "stores" / kind;
     std::filesystem::create_directories(folder, error);
-    if (error)
+    if (error) {
       return host::failure(error,
                            fmt::format("cannot make the folder {}: {}", folder.string(), error.message()));
+    }
   }
   launch();
   return {};
