@@ -17,12 +17,6 @@ bool is_management(const ChassisState &state, IfIndex index) {
   return index == management_if_index(state.description().board);
 }
 
-/// Uplinks of board 83 carry neither SoL nor CIN traffic, so nothing of them is mirrored.
-bool is_downlink(const ChassisState &state, AsicPort asic) {
-  if (state.description().board == Board::b82) return true;
-  return !(asic.value >= 4 && asic.value <= 6) && !(asic.value >= 14 && asic.value <= 16);
-}
-
 json mirrored_vlans(const teskk_port_info_t &info) {
   json vlans = json::array();
   const std::size_t count = std::min<std::size_t>(info.vlan_cnt, TESKK_PORT_VLANS);
@@ -36,7 +30,7 @@ void compare_vlans(const teskk_port_info_t &info, const InterfaceVlans &truth, j
   const std::size_t count = std::min<std::size_t>(info.vlan_cnt, TESKK_PORT_VLANS);
   for (std::size_t i = 0; i < count; ++i) {
     const std::uint16_t vlan = info.vlan_lst[i].vlan;
-    // Every port belongs to SoL from its birth and forwards in it, whatever it carries.
+    // Every port belongs to SoL from its creation and forwards in it, whatever it carries.
     if (vlan == sol_vlan.value || !vlan_number(vlan)) continue;
     if (!truth.up[vlan])
       differences.push_back("VLAN " + std::to_string(vlan) + " is not up on the interface");
@@ -77,12 +71,12 @@ json mirrored_ports(const ChassisState &state, const KlmDevice &klm) {
   return rows;
 }
 
-/// Interfaces that should be mirrored and are not.
+/// Interfaces that the daemon should have mirrored and has not. It does not mirror uplinks.
 json missing_ports(const ChassisState &state, const KlmDevice &klm) {
   json missing = json::array();
   const auto look_at = [&](IfIndex index) {
     const auto operational = state.operational_ports(index);
-    if (operational.empty() || !is_downlink(state, operational.front()->asic)) return;
+    if (operational.empty() || is_uplink(state.description().board, operational.front()->asic)) return;
     if (!klm.mirror().ports.contains(index)) missing.push_back(interface_name(index));
   };
   for (const auto &[number, port] : state.ports()) {
@@ -92,7 +86,7 @@ json missing_ports(const ChassisState &state, const KlmDevice &klm) {
   return missing;
 }
 
-/// The ports of a VLAN as the mirrored ports and the chassis's forwarding states have them.
+/// The ports of a VLAN according to the mirrored ports and the forwarding states of the chassis.
 std::uint32_t expected_ports(const ChassisState &state, const KlmDevice &klm, VlanId vlan) {
   std::uint32_t ports = 0;
   for (const auto &[index, info] : klm.mirror().ports) {
