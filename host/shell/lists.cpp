@@ -185,11 +185,6 @@ host::Result<std::vector<Range>> parse_interfaces(std::string_view text) {
   return ranges;
 }
 
-std::string interface_name(std::uint32_t if_index) {
-  std::array<char, 64> buffer{};
-  return snprintf_if_index(buffer.data(), buffer.size(), if_index);
-}
-
 std::string ranges_text(const std::vector<Range> &ranges) {
   std::string text;
   for (const Range &range : ranges) {

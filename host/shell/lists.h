@@ -5,6 +5,7 @@
 // The error for an invalid list says what is accepted.
 #pragma once
 
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -20,9 +21,6 @@ host::Result<std::vector<Range>> parse_vlans(std::string_view text);
 /// Interface indexes (include/opal/if_index.h). "ethernet", which may be omitted, "port-channel" and
 /// "mgmt" may be abbreviated; "1/3-5" and "1/3-1/5" both mean three ports.
 host::Result<std::vector<Range>> parse_interfaces(std::string_view text);
-
-/// Name of an interface as people write it, "ethernet 1/3".
-std::string interface_name(std::uint32_t if_index);
 
 /// "3-5,200"
 std::string ranges_text(const std::vector<Range> &ranges);

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "host/shell/lists.h"
+#include "host/text/if_index_name.h"
 #include "opal/cush.h"
 #include "opal/if_index.h"
 #include "opal/ncfg.h"
@@ -45,7 +46,7 @@ host::Result<bus::Payload> attribute_value(const AttributeRule &rule, const std:
 }
 
 Cell cell(const Column &column, std::uint32_t number) {
-  return column.type == ColumnType::interface ? Cell(interface_name(number)) : Cell(number);
+  return column.type == ColumnType::interface ? Cell(host::if_index_name(number)) : Cell(number);
 }
 
 /// Rows of consecutive attributes, one for each column, in their order.

@@ -3,9 +3,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
 #include <nlohmann/json.hpp>
 
 #include "host/shell/lists.h"
+#include "host/text/table.h"
 
 namespace shell {
 namespace {
@@ -16,37 +18,27 @@ std::string cell_text(const Cell &cell) {
   return std::visit([](const auto &value) { return fmt::format("{}", value); }, cell);
 }
 
-std::size_t width_of(const Output &result, std::size_t column) {
-  std::size_t width = result.columns[column].title.size();
-  for (const auto &row : result.rows) {
-    width = std::max(width, cell_text(row[column]).size());
-  }
-  return width;
+/// Names are left-aligned in their column, numbers right-aligned.
+host::TableColumn table_column(const Column &column) {
+  return {column.title, column.type == ColumnType::number ? host::Align::right : host::Align::left};
 }
 
-/// Names are left-aligned in their column, numbers right-aligned.
-std::string aligned(const Column &column, const std::string &text, std::size_t width) {
-  return column.type == ColumnType::number ? fmt::format("{:>{}}", text, width)
-                                           : fmt::format("{:<{}}", text, width);
+host::TableRow table_row(const std::vector<Cell> &cells) {
+  host::TableRow row;
+  std::transform(cells.begin(), cells.end(), std::back_inserter(row), cell_text);
+  return row;
 }
 
 std::string table_text(const Output &result, bool emphasis) {
-  std::string head;
-  std::vector<std::string> lines(result.rows.size());
-  for (std::size_t i = 0; i < result.columns.size(); ++i) {
-    const Column &column = result.columns[i];
-    const std::size_t width = width_of(result, i);
-    const char *gap = i == 0 ? "" : "  ";
-    head += gap + aligned(column, column.title, width);
-    for (std::size_t row = 0; row < lines.size(); ++row) {
-      lines[row] += gap + aligned(column, cell_text(result.rows[row][i]), width);
-    }
+  std::vector<host::TableColumn> columns;
+  std::vector<host::TableRow> rows;
+  std::transform(result.columns.begin(), result.columns.end(), std::back_inserter(columns), table_column);
+  std::transform(result.rows.begin(), result.rows.end(), std::back_inserter(rows), table_row);
+  std::vector<std::string> lines = host::table_lines(columns, rows);
+  if (emphasis) {
+    lines.front() = fmt::format("\033[1m{}\033[0m", lines.front());
   }
-  std::string text = emphasis ? fmt::format("\033[1m{}\033[0m\n", head) : head + "\n";
-  for (const std::string &line : lines) {
-    text += line + "\n";
-  }
-  return text;
+  return fmt::format("{}\n", fmt::join(lines, "\n"));
 }
 
 ordered_json document(const std::string &command, bool ok) {

@@ -1,5 +1,5 @@
-// A timer that calls its handler once, and never after it was cancelled, set again or destroyed: not even
-// when the event loop had already queued the expiry.
+// A timer that calls its handler once, and never after it was cancelled, set again or destroyed, not even when
+// the event loop had already queued the expiry.
 #pragma once
 
 #include <asio/io_context.hpp>

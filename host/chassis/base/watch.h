@@ -1,12 +1,14 @@
 // Reads a descriptor of the event loop whenever something waits there.
 //
 // `read_one` takes one item and says what it found. At most 64 items are taken per wake-up, then the other
-// descriptors have their turn. The watch borrows the descriptor; it must go before the descriptor does.
+// descriptors get their turn. The watch borrows the descriptor and must be destroyed before it is closed.
+// `read_one` may destroy the watch, and never runs after that, not even when the event loop had already queued
+// the wake-up.
 #pragma once
 
 #include <asio/io_context.hpp>
-#include <asio/posix/stream_descriptor.hpp>
 #include <functional>
+#include <memory>
 
 namespace chassis {
 
@@ -24,11 +26,8 @@ class Watch {
   Watch &operator=(const Watch &) = delete;
 
  private:
-  void wait();
-  void drain();
-
-  asio::posix::stream_descriptor descriptor_;
-  std::function<ReadResult()> read_one_;
+  class Reader;
+  std::shared_ptr<Reader> reader_;  ///< a queued wake-up holds it too
 };
 
 /// What a failed `read` means: nothing waits, or the end.

@@ -2,62 +2,56 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <vector>
+
+#include "host/text/table.h"
 
 namespace chassis {
 
 namespace {
 
+using host::TableRow;
 using nlohmann::json;
-using Row = std::vector<std::string>;
 
 constexpr const char *warning_colour = "\033[1;31m";
 constexpr const char *heading_colour = "\033[1m";
 constexpr const char *plain = "\033[0m";
 
-/// Rows under a heading, in columns as wide as their widest cell.
+/// A table under a title; rows that deserve attention are coloured.
 class Table {
  public:
-  Table(std::string title, Row heads) : title_(std::move(title)), rows_{std::move(heads)} {}
-
-  void add(Row row, bool warning = false) {
-    if (warning) warnings_.push_back(rows_.size());
-    rows_.push_back(std::move(row));
+  Table(std::string title, const TableRow &heads) : title_(std::move(title)) {
+    for (const std::string &head : heads) columns_.push_back({.head = head});
   }
-  bool empty() const { return rows_.size() == 1; }
+
+  void add(TableRow row, bool warning = false) {
+    rows_.push_back(std::move(row));
+    if (warning) warned_lines_.insert(rows_.size());  // line 0 has the heads
+  }
+  bool empty() const { return rows_.empty(); }
 
   std::string text(bool colour) const {
     std::string out = fmt::format("{}{}{}\n", colour ? heading_colour : "", title_, colour ? plain : "");
-    const std::vector<std::size_t> widths = column_widths();
-    for (std::size_t i = 0; i < rows_.size(); ++i) {
-      const bool marked = colour && std::find(warnings_.begin(), warnings_.end(), i) != warnings_.end();
-      out +=
-          fmt::format("{}{}{}\n", marked ? warning_colour : "", line(rows_[i], widths), marked ? plain : "");
+    const std::vector<std::string> lines = host::table_lines(columns_, rows_);
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+      const bool marked = colour && warned_lines_.contains(i);
+      out += fmt::format("{}{}{}\n", marked ? warning_colour : "", set_in(lines[i]), marked ? plain : "");
     }
     return out + "\n";
   }
 
  private:
-  std::vector<std::size_t> column_widths() const {
-    std::vector<std::size_t> widths(rows_.front().size());
-    for (const Row &row : rows_) {
-      for (std::size_t i = 0; i < widths.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
-    }
-    return widths;
-  }
-
-  static std::string line(const Row &row, const std::vector<std::size_t> &widths) {
-    std::string text = " ";
-    for (std::size_t i = 0; i < row.size(); ++i) text += fmt::format(" {:<{}} ", row[i], widths[i]);
-    text.erase(text.find_last_not_of(' ') + 1);
-    return text;
+  /// The line below its title, without blanks at its end.
+  static std::string set_in(const std::string &line) {
+    return "  " + line.substr(0, line.find_last_not_of(' ') + 1);
   }
 
   std::string title_;
-  std::vector<Row> rows_;
-  std::vector<std::size_t> warnings_;
+  std::vector<host::TableColumn> columns_;
+  std::vector<TableRow> rows_;
+  std::set<std::size_t> warned_lines_;
 };
 
 std::string cell(const json &value) {

@@ -6,7 +6,7 @@
 
 namespace chassis {
 
-/// @param colour marks what deserves a look with terminal colours
+/// @param colour marks what deserves attention with terminal colours
 std::string status_tables(const nlohmann::json &report, bool colour);
 
 }  // namespace chassis

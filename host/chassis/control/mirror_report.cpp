@@ -17,12 +17,6 @@ bool is_management(const ChassisState &state, IfIndex index) {
   return index == management_if_index(state.description().board);
 }
 
-/// Uplinks of board 83 carry neither SoL nor CIN traffic (docs/glossary.md), so they are not mirrored.
-bool is_downlink(const ChassisState &state, AsicPort asic) {
-  if (state.description().board == Board::b82) return true;
-  return !(asic.value >= 4 && asic.value <= 6) && !(asic.value >= 14 && asic.value <= 16);
-}
-
 json mirrored_vlans(const teskk_port_info_t &info) {
   json vlans = json::array();
   const std::size_t count = std::min<std::size_t>(info.vlan_cnt, TESKK_PORT_VLANS);
@@ -82,7 +76,7 @@ json missing_ports(const ChassisState &state, const KlmDevice &klm) {
   json missing = json::array();
   const auto look_at = [&](IfIndex index) {
     const auto operational = state.operational_ports(index);
-    if (operational.empty() || !is_downlink(state, operational.front()->asic)) return;
+    if (operational.empty() || is_uplink(state.description().board, operational.front()->asic)) return;
     if (!klm.mirror().ports.contains(index)) missing.push_back(interface_name(index));
   };
   for (const auto &[number, port] : state.ports()) {

@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "host/chassis/asic/counters_json.h"
 #include "host/chassis/base/vlan_set.h"
 #include "host/chassis/control/mirror_report.h"
 #include "host/chassis/model/interface_name.h"
@@ -15,17 +16,6 @@ using nlohmann::json;
 template <typename Value>
 json value_or_null(const std::optional<Value> &value) {
   return value ? json(*value) : json();
-}
-
-json frames(const FrameCounters &counters) { return {{"ucast", counters.ucast}, {"mcast", counters.mcast}}; }
-
-json counters_report(const PortCounters &counters) {
-  json drops = json::object();
-  for (std::size_t reason = 0; reason < counters.dropped.size(); ++reason) {
-    if (counters.dropped[reason] != 0)
-      drops[drop_name(static_cast<DropReason>(reason))] = counters.dropped[reason];
-  }
-  return {{"rx", frames(counters.rx)}, {"tx", frames(counters.tx)}, {"dropped", drops}};
 }
 
 json vlans_report(const InterfaceVlans &vlans) {
@@ -60,7 +50,7 @@ json ports_report(const ChassisState &state, const Fabric &fabric) {
                 {"link", port.link_up ? "up" : "down"},
                 {"channel", value_or_null(port.channel)},
                 {"vlans", vlans_report(port.vlans)}};
-    row.update(counters_report(fabric.counters(port.asic)));
+    row.update(as_json(fabric.counters(port.asic), DropsListed::counted_only));
     rows.push_back(std::move(row));
   }
   return rows;
@@ -131,7 +121,7 @@ json report(const ReportSources &sources) {
             {"line_card_online", sources.state.line_card_online()}}},
           {"daemon", daemon_report(sources.supervisor, sources.features)},
           {"ports", ports_report(sources.state, sources.fabric)},
-          {"cpu", counters_report(sources.fabric.cpu_counters())},
+          {"cpu", as_json(sources.fabric.cpu_counters(), DropsListed::counted_only)},
           {"channels", channels_report(sources.state)},
           {"known_vlans", to_ranges(sources.vlan_manager.known())},
           {"vlans", vlans_table(sources.fabric, sources.vlan_manager)},

@@ -4,19 +4,8 @@
 
 namespace chassis {
 
-namespace {
-
-// Other descriptors of the loop get their turn after so many messages.
-constexpr int messages_per_turn = 64;
-
-}  // namespace
-
 Endpoint::Endpoint(asio::io_context &loop, const FaultTable &faults, std::string name, bus::Address address)
-    : loop_(loop), faults_(faults), name_(std::move(name)), address_(address) {}
-
-Endpoint::~Endpoint() {
-  if (readable_) readable_->release();  // the socket closes the descriptor
-}
+    : loop_(loop), faults_(faults), name_(std::move(name)), address_(address), waiting_(loop) {}
 
 host::Result<> Endpoint::bind(const std::filesystem::path &run_folder) {
   host::Result<bus::Socket> socket = bus::Socket::bind(run_folder, address_);
@@ -26,8 +15,7 @@ host::Result<> Endpoint::bind(const std::filesystem::path &run_folder) {
                                             (run_folder / "bus").string(), cause.message()));
   }
   socket_ = std::move(*socket);
-  readable_.emplace(loop_, socket_->fd());
-  wait_for_messages();
+  watch_.emplace(loop_, socket_->fd(), [this] { return take_message(); });
   return {};
 }
 
@@ -35,25 +23,15 @@ void Endpoint::serve_messages(std::uint32_t opcode, std::string fault, Handler h
   rows_.insert_or_assign(opcode, Row{std::move(fault), std::move(handler)});
 }
 
-void Endpoint::wait_for_messages() {
-  readable_->async_wait(asio::posix::stream_descriptor::wait_read,
-                        [this, alive = std::weak_ptr(alive_)](const std::error_code &error) {
-                          if (error || alive.expired()) return;
-                          take_messages();
-                          wait_for_messages();
-                        });
-}
-
-void Endpoint::take_messages() {
-  for (int turn = 0; turn < messages_per_turn; ++turn) {
-    const host::Result<bus::Message> message = socket_->receive();
-    if (!message) return;
-    if (message->kind == bus::Kind::response) {
-      take_response(*message);
-    } else {
-      dispatch(*message);
-    }
+ReadResult Endpoint::take_message() {
+  const host::Result<bus::Message> message = socket_->receive();
+  if (!message) return ReadResult::nothing;
+  if (message->kind == bus::Kind::response) {
+    take_response(*message);
+  } else {
+    dispatch(*message);
   }
+  return ReadResult::taken;
 }
 
 void Endpoint::dispatch(const bus::Message &message) {
@@ -74,10 +52,9 @@ void Endpoint::dispatch(const bus::Message &message) {
 }
 
 void Endpoint::dispatch_later(bus::Message message, const Row &row, std::chrono::milliseconds delay) {
-  auto timer = std::make_shared<asio::steady_timer>(loop_, delay);
-  timer->async_wait([this, timer, alive = std::weak_ptr(alive_), message = std::move(message),
-                     &row](const std::error_code &error) {
-    if (error || alive.expired()) return;
+  const auto timer = delayed_.emplace(delayed_.end(), loop_);
+  timer->set(delay, [this, timer, message = std::move(message), &row] {
+    delayed_.erase(timer);
     ++counters_.taken;
     row.handler(message);
   });
@@ -110,31 +87,14 @@ void Endpoint::ask(bus::Address whom, std::uint32_t opcode, std::span<const std:
   const std::uint32_t token = next_token_++;
   const bool taken = socket_->send(whom, bus::Kind::request, opcode, token, payload).has_value();
   if (!taken) ++counters_.not_sent;
-  auto timer = std::make_unique<Timer>(loop_);
-  timer->set(taken ? bound : std::chrono::milliseconds{0}, [this, token] { finish(token, nullptr); });
-  waiting_.insert_or_assign(token, Waiting{whom, opcode, std::move(on_answer), std::move(timer)});
+  waiting_.add({token, whom, opcode}, taken ? bound : std::chrono::milliseconds{0}, std::move(on_answer));
 }
 
-void Endpoint::give_up_waiting() {
-  while (!waiting_.empty()) finish(waiting_.begin()->first, nullptr);
-}
+void Endpoint::give_up_waiting() { waiting_.give_up_all(); }
 
 void Endpoint::take_response(const bus::Message &message) {
-  const auto found = waiting_.find(message.token);
-  if (found == waiting_.end() || found->second.whom != message.source ||
-      found->second.opcode != message.opcode) {
-    ++counters_.malformed;
-    return;
-  }
-  finish(message.token, &message);
-}
-
-void Endpoint::finish(std::uint32_t token, const bus::Message *response) {
-  const auto found = waiting_.find(token);
-  if (found == waiting_.end()) return;
-  const OnAnswer on_answer = std::move(found->second.on_answer);
-  waiting_.erase(found);
-  on_answer(response);
+  const bool waited_for = waiting_.answer({message.token, message.source, message.opcode}, &message);
+  if (!waited_for) ++counters_.malformed;
 }
 
 }  // namespace chassis

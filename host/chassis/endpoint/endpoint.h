@@ -1,32 +1,33 @@
 // One service's place on the message bus: a bound socket on the event loop, a table of {opcode, handler},
-// and the requests that the service itself has made and waits for.
+// and the service's own requests that wait for an answer.
 //
-// A handler is given the decoded record of a request and returns the answer. A payload of the wrong size
-// is answered RCODE_INVALID and so is an opcode without a row; both are counted, and neither reaches a
-// handler. A row may name a fault (faults.h): while it is set, requests of that row are refused, left
-// without answer, or handled late.
+// A handler gets the decoded record of a request and returns the answer. A payload of the wrong size and an
+// opcode without a row are counted and answered RCODE_INVALID; no handler sees them. A row may name a fault
+// (faults.h): while it is set, requests of that row are refused, left without answer, or handled late.
 //
-// Everything runs on the loop's thread. An endpoint may be destroyed at any time; nothing that it
-// started calls back afterwards.
+// Everything runs on the loop's thread. An endpoint may be destroyed at any time; nothing that it started calls
+// back afterwards.
 #pragma once
 
 #include <asio/io_context.hpp>
-#include <asio/posix/stream_descriptor.hpp>
 #include <chrono>
 #include <concepts>
 #include <filesystem>
 #include <functional>
+#include <list>
 #include <map>
-#include <memory>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <type_traits>
 #include <vector>
 
 #include "host/bus/codec.h"
 #include "host/bus/services.h"
 #include "host/bus/socket.h"
+#include "host/chassis/base/bounded_waits.h"
 #include "host/chassis/base/timer.h"
+#include "host/chassis/base/watch.h"
 #include "host/chassis/endpoint/faults.h"
 #include "opal/rcode.h"
 
@@ -47,20 +48,19 @@ struct EndpointCounters {
 
 class Endpoint {
  public:
-  /// Gets the whole message; answers by itself, now or later.
+  /// Gets the whole message and sends the answer itself, now or later.
   using Handler = std::function<void(const bus::Message &)>;
   /// Gets the response, or nothing when none came in time.
   using OnAnswer = std::function<void(const bus::Message *response)>;
 
   Endpoint(asio::io_context &loop, const FaultTable &faults, std::string name, bus::Address address);
-  ~Endpoint();
   Endpoint(const Endpoint &) = delete;
   Endpoint &operator=(const Endpoint &) = delete;
 
   /// Binds the address and begins to serve.
   [[nodiscard]] host::Result<> bind(const std::filesystem::path &run_folder);
 
-  /// Adds a row whose handler answers by itself.
+  /// Adds a row whose handler sends the answer itself.
   void serve_messages(std::uint32_t opcode, std::string fault, Handler handler);
 
   /// Adds a row: `function(const Record &, const bus::Message &)` returns the response, a record or a
@@ -84,7 +84,7 @@ class Endpoint {
   void ask(bus::Address whom, std::uint32_t opcode, std::span<const std::byte> payload,
            std::chrono::milliseconds bound, OnAnswer on_answer);
 
-  /// Gives up every request that waits: their `on_answer` get nothing. For when the other end has died.
+  /// Gives up every request that waits: each `on_answer` gets null. For when the other end has died.
   void give_up_waiting();
 
   const std::string &name() const { return name_; }
@@ -96,31 +96,25 @@ class Endpoint {
     std::string fault;
     Handler handler;
   };
-  struct Waiting {
-    bus::Address whom;
-    std::uint32_t opcode;
-    OnAnswer on_answer;
-    std::unique_ptr<Timer> timer;
-  };
+  /// Token, responder and opcode: a response that differs in any of them answers nothing.
+  using Asked = std::tuple<std::uint32_t, bus::Address, std::uint32_t>;
 
-  void wait_for_messages();
-  void take_messages();
+  ReadResult take_message();
   void dispatch(const bus::Message &message);
   void dispatch_later(bus::Message message, const Row &row, std::chrono::milliseconds delay);
   void take_response(const bus::Message &message);
-  void finish(std::uint32_t token, const bus::Message *response);
 
   asio::io_context &loop_;
   const FaultTable &faults_;
   std::string name_;
   bus::Address address_;
   std::optional<bus::Socket> socket_;
-  std::optional<asio::posix::stream_descriptor> readable_;
+  std::optional<Watch> watch_;
   std::map<std::uint32_t, Row> rows_;
-  std::map<std::uint32_t, Waiting> waiting_;
+  BoundedWaits<Asked, bus::Message> waiting_;
+  std::list<Timer> delayed_;  ///< one for each message that a fault delays
   std::uint32_t next_token_ = 1;
   EndpointCounters counters_;
-  std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);  ///< handlers in flight hold it weakly
 };
 
 /// The record that a message carries; nothing when the payload's size is not the record's.

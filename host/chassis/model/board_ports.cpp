@@ -12,16 +12,16 @@ namespace {
 constexpr std::array<std::uint8_t, asic_ports> front_to_asic_83{0,  1,  2,  3,  7, 8, 9, 10, 11, 12,
                                                                 13, 17, 18, 19, 4, 5, 6, 14, 15, 16};
 
-constexpr std::uint32_t make_if_index(std::uint32_t type, std::uint32_t number) {
-  return type << 24 | number;
-}
+constexpr std::uint8_t downlinks_83 = 14;
 
 }  // namespace
 
 const char *management_device(Board board) { return board == Board::b83 ? "mgmt1" : "mgmt0"; }
 
 IfIndex management_if_index(Board board) {
-  return {make_if_index(IF_INDEX_TYPE_MGMT, board == Board::b83 ? 1 : 0)};
+  IfIndex index;
+  if_index_mgmt_sup_port_init(&index.value, 0, board == Board::b83 ? 1 : 0);
+  return index;
 }
 
 std::optional<AsicPort> asic_port(Board board, FrontPort port) {
@@ -36,7 +36,21 @@ FrontPort front_port(Board board, AsicPort port) {
   return {static_cast<std::uint8_t>(place - front_to_asic_83.begin() + 1)};
 }
 
-IfIndex if_index(FrontPort port) { return {make_if_index(IF_INDEX_TYPE_ETHERNET, port.value - 1U)}; }
+bool is_uplink(Board board, AsicPort port) {
+  return board == Board::b83 && front_port(board, port).value > downlinks_83;
+}
+
+IfIndex if_index(FrontPort port) {
+  IfIndex index;
+  if_index_phy_ethernet_init(&index.value, 0, port.value - 1U, 0);
+  return index;
+}
+
+IfIndex channel_index(std::uint16_t channel) {
+  IfIndex index;
+  if_index_port_channel_init(&index.value, channel);
+  return index;
+}
 
 std::optional<FrontPort> front_port_of(IfIndex index) {
   for (std::uint8_t number = 1; number <= asic_ports; ++number)
@@ -45,10 +59,11 @@ std::optional<FrontPort> front_port_of(IfIndex index) {
 }
 
 std::optional<std::uint16_t> channel_of(IfIndex index) {
-  const std::uint32_t number = index.value & 0xffffff;
-  if (index.value >> 24 != IF_INDEX_TYPE_PORT_CHANNEL || number < 1 || number > port_channel_max)
-    return std::nullopt;
-  return static_cast<std::uint16_t>(number);
+  std::uint32_t number = 0;
+  if (if_index_port_channel_get_channel_num(index.value, &number) != RCODE_SUCCESS) return std::nullopt;
+  const auto channel = static_cast<std::uint16_t>(number);
+  // Encoding it again finds a channel number outside 1 to 4096, and a slot, which no port-channel has.
+  return channel_index(channel) == index ? std::optional(channel) : std::nullopt;
 }
 
 bool port_exists(Board board, IfIndex index) {

@@ -19,11 +19,17 @@ std::optional<AsicPort> asic_port(Board board, FrontPort port);
 /// Front port of an ASIC port; the inverse of asic_port.
 FrontPort front_port(Board board, AsicPort port);
 
+/// Whether the port is an uplink, which carries neither SoL nor CIN traffic. Board 82 has none.
+bool is_uplink(Board board, AsicPort port);
+
 /// Interface index of a front port ("ethernet 1/3" for front port 3).
 IfIndex if_index(FrontPort port);
 
 /// Front port of an interface index; nothing for one that is no Ethernet port 1 to 20.
 std::optional<FrontPort> front_port_of(IfIndex index);
+
+/// Interface index of a port-channel, 1 to 4096.
+IfIndex channel_index(std::uint16_t channel);
 
 /// Channel number of an interface index, 1 to 4096; nothing for one that is no port-channel.
 std::optional<std::uint16_t> channel_of(IfIndex index);

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "host/chassis/model/board_ports.h"
-#include "opal/if_index.h"
 
 namespace chassis {
 
@@ -38,13 +37,10 @@ std::map<FrontPort, Port> ports_of(Board board) {
 
 }  // namespace
 
-IfIndex channel_index(std::uint16_t channel) {
-  return IfIndex{static_cast<std::uint32_t>(IF_INDEX_TYPE_PORT_CHANNEL) << 24 | channel};
-}
-
 std::uint32_t ordinal(IfIndex index) {
-  const std::uint32_t number = index.value & 0xFFFF;
-  return index.value >> 24 == IF_INDEX_TYPE_PORT_CHANNEL ? first_channel_ordinal + number : number + 1;
+  if (const auto channel = channel_of(index)) return first_channel_ordinal + *channel;
+  if (const auto port = front_port_of(index)) return port->value;
+  return index == management_if_index(Board::b83) ? 2 : 1;  // mgmt1, mgmt0
 }
 
 ChassisState::ChassisState(const Description &description, Fabric &fabric, LinkChanged link_changed)

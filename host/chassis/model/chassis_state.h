@@ -86,9 +86,6 @@ class ChassisState {
   bool line_card_online_ = true;
 };
 
-/// Interface index of a port-channel.
-IfIndex channel_index(std::uint16_t channel);
-
 /// The interface manager's ordinal of an interface.
 std::uint32_t ordinal(IfIndex index);
 

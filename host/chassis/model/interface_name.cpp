@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "host/chassis/model/board_ports.h"
+#include "host/text/if_index_name.h"
 #include "opal/if_index.h"
 
 namespace chassis {
@@ -40,6 +41,11 @@ std::optional<FrontPort> port_number(const ChassisState &state, std::string_view
   return state.ports().contains(port) ? std::optional(port) : std::nullopt;
 }
 
+bool is_management_port(IfIndex index) {
+  if_index_type_t type = 0;
+  return if_index_get_type(index.value, &type) == RCODE_SUCCESS && type == IF_INDEX_TYPE_MGMT;
+}
+
 host::Failed no_such_interface(const ChassisState &state, std::string_view text) {
   const unsigned last = state.ports().rbegin()->first.value;
   std::string channels;
@@ -52,10 +58,8 @@ host::Failed no_such_interface(const ChassisState &state, std::string_view text)
 }  // namespace
 
 std::string interface_name(IfIndex index) {
-  if (const auto port = front_port_of(index)) return fmt::format("ethernet 1/{}", port->value);
-  if (const auto channel = channel_of(index)) return fmt::format("port-channel {}", *channel);
-  if (index.value >> 24 == IF_INDEX_TYPE_MGMT) return fmt::format("mgmt{}", index.value & 0xFFFF);
-  return fmt::format("0x{:08x}", index.value);
+  const bool possible = front_port_of(index) || channel_of(index) || is_management_port(index);
+  return possible ? host::if_index_name(index.value) : fmt::format("0x{:08x}", index.value);
 }
 
 host::Result<FrontPort> find_port(const ChassisState &state, std::string_view text) {

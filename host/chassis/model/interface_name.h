@@ -10,7 +10,7 @@
 
 namespace chassis {
 
-/// "ethernet 1/3", "port-channel 7", "mgmt0"; the number in hexadecimal for anything else.
+/// "ethernet 1/3", "port-channel 7", "mgmt0"; the number in hexadecimal for what no chassis has.
 std::string interface_name(IfIndex index);
 
 /// An existing interface; the sentence of a failure says what is accepted.

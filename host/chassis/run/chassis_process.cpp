@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <asio/io_context.hpp>
-#include <asio/steady_timer.hpp>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -15,6 +14,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "host/chassis/base/timer.h"
 #include "host/chassis/base/watch.h"
 #include "host/chassis/kernel_module/klm_device.h"
 #include "host/chassis/model/board_ports.h"
@@ -32,12 +32,12 @@ namespace {
 
 constexpr std::chrono::seconds command_end_limit{2};
 
-/// Settings of the sandbox's own network, made before any socket is bound in it.
+/// Sets up the sandbox's own network, before any socket is bound in it.
 host::Result<> prepare_network() {
   std::ofstream("/proc/sys/net/unix/max_dgram_qlen") << "1024\n";
   disable_ipv6();
   if (host::Result<> up = set_link_up("lo", true); !up) return up;
-  // A fresh view of the network's devices; the machine's own below it lets `ip netns exec` make another.
+  // A fresh view of the network's devices, above the machine's own, so that `ip netns exec` can make another.
   mount("sysfs", "/sys", "sysfs", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr);
   return {};
 }
@@ -91,7 +91,7 @@ class ChassisProcess {
     return ReadResult::nothing;
   }
 
-  /// The daemon serves: the first time, the command's hour has come.
+  /// Starts the command when the daemon first serves.
   void start_command() {
     if (command_ || ending_) return;
     auto command = CommandProcess::start(loop_, plan_.command, plan_.terminal, [this](int status) {
@@ -118,10 +118,7 @@ class ChassisProcess {
       return ReadResult::ended;
     }
     command_->end();
-    end_timer_.expires_after(command_end_limit);
-    end_timer_.async_wait([this](const asio::error_code &error) {
-      if (!error) loop_.stop();
-    });
+    end_timer_.set(command_end_limit, [this] { loop_.stop(); });
     return ReadResult::ended;
   }
 
@@ -131,7 +128,7 @@ class ChassisProcess {
   std::unique_ptr<DataPlane> data_plane_;
   KlmDevice klm_;
   ControlPlane control_plane_;
-  asio::steady_timer end_timer_;
+  Timer end_timer_;
   std::optional<Watch> klm_watch_, lifeline_watch_;
   std::unique_ptr<CommandProcess> command_;
   bool ending_ = false;
@@ -141,7 +138,7 @@ class ChassisProcess {
 }  // namespace
 
 host::Result<int> run_chassis_process(const ChassisPlan &plan) {
-  // The sandbox is ended through the lifeline; a signal meant for the command is the command's.
+  // The lifeline ends the sandbox; signals that are meant for the command must not end this process.
   for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) std::signal(number, SIG_IGN);
   put_programs_first(plan.programs);
   host::Result<host::Descriptor> end = take_lifeline();

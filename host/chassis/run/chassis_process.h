@@ -1,8 +1,8 @@
 // The chassis itself: what `chassis run` executes inside the sandbox.
 //
-// It makes the devices, serves the platform, starts the daemon, and when the daemon serves, runs the command.
-// When the command ends, when the sandbox is told to end, or when the daemon does not come up, it takes
-// everything down in order.
+// It makes the devices, serves the platform and starts the daemon. When the daemon serves, it runs the command.
+// It takes everything down in order when the command ends, when the lifeline ends, or when the daemon does not
+// come up.
 #pragma once
 
 #include <filesystem>

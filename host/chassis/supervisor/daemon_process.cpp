@@ -54,7 +54,7 @@ class SpawnPlan {
   posix_spawnattr_t attributes_{};
 };
 
-/// This process's environment, OPAL_RUN_DIR replaced.
+/// This process's environment with another OPAL_RUN_DIR.
 std::vector<std::string> environment_with(const std::filesystem::path &run_folder) {
   constexpr std::string_view name = "OPAL_RUN_DIR=";
   std::vector<std::string> environment;
@@ -87,7 +87,7 @@ host::Result<std::unique_ptr<DaemonProcess>> DaemonProcess::start(asio::io_conte
     return host::failure(host::errno_cause(error),
                          fmt::format("cannot start {}: {}", program.string(), strerror(error)));
   }
-  // The child cannot be collected by anyone before this: only its parent may, and that is here.
+  // Only the parent, this process, may collect the child, so the number is still the child's.
   Descriptor process(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
   if (!process) {
     host::Failed unwatched = host::errno_failure(fmt::format("cannot watch process {}", pid));
@@ -100,23 +100,20 @@ host::Result<std::unique_ptr<DaemonProcess>> DaemonProcess::start(asio::io_conte
 }
 
 DaemonProcess::DaemonProcess(asio::io_context &loop, pid_t pid, Descriptor process)
-    : pid_(pid), process_(std::move(process)), readable_(loop, process_.get()) {}
+    : loop_(loop), pid_(pid), process_(std::move(process)) {}
 
 DaemonProcess::~DaemonProcess() {
   if (!collected_) {
     signal(SIGKILL);
     collect(0);
   }
-  readable_.release();  // process_ closes the descriptor
 }
 
 void DaemonProcess::on_exit(OnExit handler) {
-  readable_.async_wait(
-      asio::posix::stream_descriptor::wait_read,
-      [this, alive = std::weak_ptr(alive_), handler = std::move(handler)](const std::error_code &error) {
-        if (error || alive.expired()) return;
-        if (const auto status = collect(WNOHANG)) handler(*status);
-      });
+  watch_.emplace(loop_, process_.get(), [this, handler = std::move(handler)] {
+    if (const auto status = collect(WNOHANG)) handler(*status);
+    return ReadResult::ended;
+  });
 }
 
 void DaemonProcess::signal(int number) {
@@ -127,8 +124,8 @@ std::optional<ExitStatus> DaemonProcess::collect(int options) {
   siginfo_t info{};
   int result = 0;
   do {
-    // By its number, which is the child's until it is collected here: waiting by a descriptor that the event
-    // loop has made non-blocking does not wait.
+    // By process number, which stays the child's until it is collected here: waiting by a descriptor that the
+    // event loop has made non-blocking returns at once.
     result = waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | options);
   } while (result < 0 && errno == EINTR);
   if (result < 0 || info.si_pid == 0) return std::nullopt;

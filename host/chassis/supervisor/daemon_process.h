@@ -1,5 +1,5 @@
-// The daemon as a process: started, watched and ended by its process descriptor, so that nobody else's
-// children are ever waited for and no process number is used after it was given to another process.
+// The daemon as a process: started, watched and killed by its process descriptor. So other children are never
+// waited for, and no process number is used after the kernel gave it to another process.
 //
 // The daemon runs in a process group of its own (a terminal's interrupt does not reach it), without
 // arguments, with OPAL_RUN_DIR naming the run-time folder, standard input from /dev/null, standard output
@@ -7,13 +7,13 @@
 #pragma once
 
 #include <asio/io_context.hpp>
-#include <asio/posix/stream_descriptor.hpp>
 #include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 
+#include "host/chassis/base/watch.h"
 #include "host/system/descriptor.h"
 #include "host/system/failure.h"
 
@@ -40,7 +40,7 @@ class DaemonProcess {
                                                             const std::filesystem::path &run_folder,
                                                             const std::filesystem::path &log);
 
-  /// Kills the process when it still runs, and waits until it is gone.
+  /// Kills the process if it still runs, and waits until it has ended.
   ~DaemonProcess();
   DaemonProcess(const DaemonProcess &) = delete;
   DaemonProcess &operator=(const DaemonProcess &) = delete;
@@ -55,11 +55,11 @@ class DaemonProcess {
   DaemonProcess(asio::io_context &loop, pid_t pid, host::Descriptor process);
   std::optional<ExitStatus> collect(int options);
 
+  asio::io_context &loop_;
   pid_t pid_;
   host::Descriptor process_;
-  asio::posix::stream_descriptor readable_;
   bool collected_ = false;
-  std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);  ///< a queued exit holds it weakly
+  std::optional<Watch> watch_;
 };
 
 }  // namespace chassis

@@ -54,7 +54,8 @@ Supervisor::Supervisor(asio::io_context &loop, const FaultTable &faults, Journal
       settings_(settings),
       deadline_(loop),
       next_start_(loop),
-      pause_(settings.first_pause) {
+      pause_(settings.first_pause),
+      waiting_(loop) {
   serve_requests();
 }
 
@@ -113,7 +114,7 @@ void Supervisor::stop() {
   deadline_.cancel();
   next_start_.cancel();
   process_.reset();
-  finish_waiting(false);
+  waiting_.give_up_all();
 }
 
 void Supervisor::kill_daemon() {
@@ -142,7 +143,7 @@ void Supervisor::launch() {
   expect(settings_.start_bound, fmt::format("did not serve within {}", settings_.start_bound));
 }
 
-/// Ends the daemon unless the deadline is set again or cancelled before `bound` has passed.
+/// Kills the daemon unless the deadline is set again or cancelled before `bound` has passed.
 void Supervisor::expect(std::chrono::milliseconds bound, std::string otherwise) {
   deadline_.set(bound, [this, otherwise = std::move(otherwise)] {
     killed_because_ = otherwise;
@@ -176,7 +177,7 @@ void Supervisor::take_heartbeat(const bus::Heartbeat &) {
   if (state_ == DaemonState::serving) deadline_.cancel();
 }
 
-/// The first heartbeat tells that the daemon is coming up; its loop answers the barrier.
+/// The first heartbeat shows that the daemon is coming up; its main loop answers the barrier.
 void Supervisor::await_loop() {
   endpoint_.ask(bus::address::tesk, bus::opcode::barrier, {}, settings_.start_bound,
                 [this, start = starts_](const bus::Message *response) {
@@ -201,7 +202,8 @@ void Supervisor::now_serving() {
     const auto bound = 2 * settings_.heartbeat_timeout;
     expect(bound, fmt::format("sent no heartbeat within {}", bound));
   }
-  finish_waiting(true);
+  constexpr Serving serving{};
+  waiting_.answer_all(&serving);
   if (hooks_.serving) hooks_.serving();
 }
 
@@ -226,7 +228,7 @@ void Supervisor::after_end(const std::string &how) {
 
 void Supervisor::give_up(const std::string &how) {
   state_ = DaemonState::failed;
-  finish_waiting(false);
+  waiting_.give_up_all();
   const std::string words = last_words();
   std::string why = fmt::format("the daemon did not come up in {} starts: {}", starts_, how);
   if (!words.empty()) why += fmt::format("; its last words were: {}", words);
@@ -279,20 +281,8 @@ void Supervisor::save(OnSaved on_saved) {
 void Supervisor::wait_until_serving(std::chrono::milliseconds bound, OnDone on_done) {
   if (state_ == DaemonState::serving) return on_done(true);
   if (state_ == DaemonState::failed || state_ == DaemonState::stopped) return on_done(false);
-  const std::uint32_t id = next_waiter_++;
-  auto timer = std::make_unique<Timer>(loop_);
-  timer->set(bound, [this, id] {
-    const OnDone late = std::move(waiters_.at(id).on_done);
-    waiters_.erase(id);
-    late(false);
-  });
-  waiters_.insert_or_assign(id, Waiter{std::move(on_done), std::move(timer)});
-}
-
-void Supervisor::finish_waiting(bool serving) {
-  std::map<std::uint32_t, Waiter> waiters;
-  waiters.swap(waiters_);
-  for (auto &[id, waiter] : waiters) waiter.on_done(serving);
+  waiting_.add(next_waiting_++, bound,
+               [on_done = std::move(on_done)](const Serving *serving) { on_done(serving != nullptr); });
 }
 
 }  // namespace chassis

@@ -1,12 +1,11 @@
-// The supervisor: starts the daemon, sees to it that it comes up and stays up, and starts it again.
+// The supervisor: starts the daemon, checks that it comes up and stays up, and restarts it.
 //
 // A start is complete when the daemon has sent its first heartbeat and then answered a barrier, a request
 // that its main loop answers after everything that was sent before it; so the announcements that greeted
 // its subscriptions have been handled by then. This daemon sends two heartbeats in its life, one at
-// start-up and one a heartbeat timeout later; a daemon whose heartbeat stays out is ended. The process
-// itself is watched too. Whatever way it ends, what it left behind is cleared (`on_gone`) before the next
-// one starts, after a pause that doubles from start to start and falls back once a daemon has served for a
-// while.
+// start-up and one a heartbeat timeout later; a daemon that misses a heartbeat is killed. The process itself is
+// watched too. However it ends, what it left behind is cleared (`gone`) before the next one starts. The pause
+// before that start doubles from start to start, and is the first one again once a daemon has served for a while.
 //
 //   stopped ─start→ starting ─heartbeat, barrier→ serving
 //                      ↑  └──────────exit───────────┤
@@ -21,12 +20,12 @@
 #include <chrono>
 #include <filesystem>
 #include <functional>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "host/bus/services.h"
+#include "host/chassis/base/bounded_waits.h"
 #include "host/chassis/base/journal.h"
 #include "host/chassis/base/timer.h"
 #include "host/chassis/endpoint/faults.h"
@@ -75,19 +74,19 @@ class Supervisor : public Service {
   /// Makes the stores' folders and starts the daemon, its endpoint being bound.
   [[nodiscard]] host::Result<> start();
 
-  /// Ends the daemon and waits until it is gone.
+  /// Kills the daemon and waits until it has ended.
   void stop();
 
   /// Kills the daemon, which is then started again.
   void kill_daemon();
 
-  /// Runs `on_done` when the daemon has handled everything sent before; at once when none serves.
+  /// Runs `on_done` when the daemon has handled everything sent before; at once, with false, when none serves.
   void barrier(OnDone on_done);
 
   /// Asks the daemon to save its configuration to the startup store.
   void save(OnSaved on_saved);
 
-  /// Runs `on_done` once the daemon serves, with false when that does not come within `bound`.
+  /// Runs `on_done` with true once the daemon serves, with false when it does not within `bound`.
   void wait_until_serving(std::chrono::milliseconds bound, OnDone on_done);
 
   DaemonState state() const { return state_; }
@@ -118,14 +117,10 @@ class Supervisor : public Service {
   void ended(ExitStatus status);
   void after_end(const std::string &how);
   void give_up(const std::string &how);
-  void finish_waiting(bool serving);
   void schedule_launch();
   std::string last_words() const;
 
-  struct Waiter {
-    OnDone on_done;
-    std::unique_ptr<Timer> timer;
-  };
+  struct Serving {};
 
   asio::io_context &loop_;
   Journal &journal_;
@@ -133,12 +128,12 @@ class Supervisor : public Service {
   SupervisorHooks hooks_;
   SupervisorSettings settings_;
   std::unique_ptr<DaemonProcess> process_;
-  Timer deadline_;  ///< of what is expected of the daemon next
+  Timer deadline_;  ///< for what the daemon must do next
   Timer next_start_;
   std::chrono::milliseconds pause_;
-  std::map<std::uint32_t, Waiter> waiters_;
-  std::uint32_t next_waiter_ = 1;
-  std::uintmax_t log_start_ = 0;  ///< where the present daemon's words begin in its log
+  BoundedWaits<std::uint32_t, Serving> waiting_;
+  std::uint32_t next_waiting_ = 1;
+  std::uintmax_t log_start_ = 0;  ///< where the present daemon's output begins in its log
 
   DaemonState state_ = DaemonState::stopped;
   int starts_ = 0;

@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "host/chassis/asic/counters_json.h"
 #include "host/chassis/model/board_ports.h"
 #include "host/chassis/wires/attachment.h"
 #include "host/chassis/wires/node.h"
@@ -14,17 +15,6 @@ nlohmann::json as_json(const DaemonDeviceCounters &counters) {
           {"from_daemon", counters.from_daemon},
           {"refused", counters.refused},
           {"foreign", counters.foreign}};
-}
-
-nlohmann::json as_json(const FrameCounters &counters) {
-  return {{"ucast", counters.ucast}, {"mcast", counters.mcast}};
-}
-
-nlohmann::json as_json(const PortCounters &counters) {
-  nlohmann::json dropped = nlohmann::json::object();
-  for (std::size_t reason = 0; reason < counters.dropped.size(); ++reason)
-    dropped[drop_name(static_cast<DropReason>(reason))] = counters.dropped[reason];
-  return {{"rx", as_json(counters.rx)}, {"tx", as_json(counters.tx)}, {"dropped", dropped}};
 }
 
 }  // namespace
@@ -146,7 +136,7 @@ host::Result<> DataPlane::set_link(AsicPort port, bool up) {
 nlohmann::json DataPlane::status() const {
   return {{"inb0", as_json(inband_device_->counters())},
           {management_device(description_.board), as_json(management_device_->counters())},
-          {"management_link", as_json(management_)}};
+          {"management_link", as_json(management_, DropsListed::all)}};
 }
 
 }  // namespace chassis

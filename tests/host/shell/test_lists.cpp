@@ -84,12 +84,6 @@ TEST(Interfaces, ThatCannotBeReadAreRefusedWithWhatIsAccepted) {
   }
 }
 
-TEST(Interfaces, ArePrintedAsPeopleWriteThem) {
-  EXPECT_EQ(interface_name(0x1a000002), "ethernet 1/3");
-  EXPECT_EQ(interface_name(0x16000007), "port-channel 7");
-  EXPECT_EQ(interface_name(0x05000000), "mgmt0");
-}
-
 TEST(Ranges, ArePrintedShort) {
   EXPECT_EQ(ranges_text({}), "");
   EXPECT_EQ(ranges_text({{3, 5}, {200, 200}}), "3-5,200");

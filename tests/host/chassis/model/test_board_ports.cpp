@@ -25,6 +25,15 @@ TEST(BoardPorts, FrontPortIsTheInverseOnBothBoards) {
       EXPECT_EQ(front_port(board, *asic_port(board, {number})), FrontPort{number});
 }
 
+TEST(BoardPorts, OnlyBoard83HasUplinks) {
+  std::set<int> uplinks;
+  for (std::uint8_t number = 0; number < asic_ports; ++number) {
+    if (is_uplink(Board::b83, {number})) uplinks.insert(number);
+    EXPECT_FALSE(is_uplink(Board::b82, {number})) << int{number};
+  }
+  EXPECT_EQ(uplinks, (std::set<int>{4, 5, 6, 14, 15, 16}));
+}
+
 TEST(BoardPorts, ThereIsNoPort0AndNoPort21) {
   for (const Board board : {Board::b82, Board::b83}) {
     EXPECT_FALSE(asic_port(board, {0}));
@@ -38,6 +47,9 @@ TEST(BoardPorts, InterfaceIndexesFollowTheirEncoding) {
   EXPECT_FALSE(front_port_of({0x1a000014}));
   EXPECT_FALSE(front_port_of({0x1a010002}));
   EXPECT_EQ(channel_of({0x16000007}), 7);
+  EXPECT_EQ(channel_index(7).value, 0x16000007U);
+  EXPECT_FALSE(channel_of({0x16010007}));
+  EXPECT_FALSE(channel_of({0x1a000007}));
   EXPECT_FALSE(channel_of({0x16000000}));
   EXPECT_FALSE(channel_of({0x16001001}));
   EXPECT_EQ(channel_of({0x16001000}), 4096);

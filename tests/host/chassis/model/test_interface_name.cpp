@@ -32,6 +32,7 @@ TEST(InterfaceNames, ArePrintedAsPeopleWriteThem) {
   EXPECT_EQ(interface_name(IfIndex{22U << 24 | 7U}), "port-channel 7");
   EXPECT_EQ(interface_name(IfIndex{5U << 24 | 1U}), "mgmt1");
   EXPECT_EQ(interface_name(IfIndex{0xFF000001}), "0xff000001");
+  EXPECT_EQ(interface_name(IfIndex{26U << 24 | 20U}), "0x1a000014") << "no chassis has a port 21";
 }
 
 }  // namespace
