@@ -1,5 +1,7 @@
 #include "tests/standin/module.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -66,8 +68,16 @@ Value *take(bool is_accepted, Key key, std::map<Key, Value> &records, std::set<K
   return &records[key];
 }
 
+std::string describe(uint32_t port) { return "port " + shown(hex(port)); }
+
+std::string describe(uint16_t vlan) { return "VLAN " + shown(vlan); }
+
+/** Applies one accepted or refused deletion. A refused push may have left the module without the record. */
 template <class Key, class Value>
 void take_out(bool is_accepted, Key key, std::map<Key, Value> &records, std::set<Key> &refused) {
+  const bool is_known = records.contains(key) || refused.contains(key);
+  if (is_accepted && !is_known)
+    ADD_FAILURE() << "the module is asked to delete what it does not have: " << describe(key);
   if (take(is_accepted, key, records, refused) != nullptr) records.erase(key);
 }
 

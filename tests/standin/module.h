@@ -1,4 +1,5 @@
-/* The kernel module behind /dev/klm_tesk: it checks nothing, records everything, and keeps what it receives.
+/* The kernel module behind /dev/klm_tesk: it records everything and keeps what it receives. A deletion of a
+ * port or VLAN that it does not have fails the test, unless a push of that record was scripted to fail.
  *
  * Each request is one line, which shows the record of the request:
  *

@@ -1,5 +1,7 @@
 #include "tests/standin/store.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <deque>
 
@@ -14,6 +16,7 @@ struct Open {
   std::string uri;
   size_t cursor = 0;
   kvs_datum_t datum = {};
+  bool is_closed = false;
 };
 
 struct Stores {
@@ -23,8 +26,14 @@ struct Stores {
 
 Stores the_stores;
 
+/** The open store of a handle. Fails the test for a handle that is closed or was never opened.
+ * @return null for those, and for 0, which the daemon keeps in use after a failed open */
 Open *opened(kvs_service_t handle) {
-  return handle == 0 || handle > the_stores.open.size() ? nullptr : &the_stores.open[handle - 1];
+  if (handle == 0) return nullptr;
+  Open *open = handle > the_stores.open.size() ? nullptr : &the_stores.open[handle - 1];
+  if (open != nullptr && !open->is_closed) return open;
+  ADD_FAILURE() << "store handle " << handle << (open == nullptr ? " was never opened" : " is closed");
+  return nullptr;
 }
 
 Bytes bytes_of(const kvs_datum_t *datum) {
@@ -91,7 +100,11 @@ kvs_service_t kvs_create(const char *uri, rcode_t *rcode) {
   return open_or_fail(answer, uri, true, rcode);
 }
 
-rcode_t kvs_close(kvs_service_t handle) { return call("kvs_close", handle).returns<rcode_t>(RCODE_SUCCESS); }
+rcode_t kvs_close(kvs_service_t handle) {
+  const Answer answer = call("kvs_close", handle);
+  if (Open *open = opened(handle)) open->is_closed = true;  // also when the close fails
+  return answer.returns<rcode_t>(RCODE_SUCCESS);
+}
 
 rcode_t kvs_max_key(kvs_service_t handle, uint32_t size) {
   const Answer answer = call("kvs_max_key", handle, size);

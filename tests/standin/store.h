@@ -2,7 +2,10 @@
  *
  * A store is named by its URI; the supervisor's base URIs are "running:" and "startup:", so that the
  * daemon's stores are "running:debug_data", "running:tesk_cfg" and "startup:tesk_startup_cfg". Records
- * keep their order of insertion, limits are enforced, a snapshot copies everything. */
+ * keep their order of insertion, limits are enforced, a snapshot copies everything.
+ *
+ * Any use of a handle that is closed or was never opened fails the test. The exception is 0, which the daemon
+ * keeps after a failed open: calls with it are refused with RCODE_INVALID. */
 #pragma once
 
 #include <cstdint>

@@ -34,6 +34,22 @@ class KernelAdapter : public DaemonTest {
     return made;
   }
 
+  /** A context that the module has. */
+  tesk_port_t &pushed_port(uint32_t number) {
+    tesk_port_t &made = port(number);
+    tesk_krnl_add_or_update_port(&made);
+    forget();
+    return made;
+  }
+
+  /** An entry that the module has. */
+  vlan_hash_entry_t &pushed_vlan(uint16_t number) {
+    vlan_hash_entry_t &made = vlan(number);
+    tesk_krnl_add_or_update_vlan(&made);
+    forget();
+    return made;
+  }
+
   std::deque<tesk_port_t> ports;
   std::deque<vlan_hash_entry_t> vlans;
 };
@@ -77,10 +93,10 @@ TEST_F(KernelAdapter, TracesTheEntryIntoEachOperation) {
   vlan_hash_entry_t &entry = vlan(100);
   tesk_port_t &context = port(3);
   tesk_cli_sh_stat_t stat;
-  tesk_krnl_del_vlan(&entry);
-  tesk_krnl_del_port(&context);
   tesk_krnl_add_or_update_vlan(&entry);
   tesk_krnl_add_or_update_port(&context);
+  tesk_krnl_del_vlan(&entry);
+  tesk_krnl_del_port(&context);
   tesk_krnl_get_port_counters(ethernet(3), &stat);
   for (const char *operation : {"tesk_krnl_del_vlan", "tesk_krnl_del_port", "tesk_krnl_add_or_update_vlan",
                                 "tesk_krnl_add_or_update_vlans", "tesk_krnl_add_or_update_port",
@@ -133,9 +149,9 @@ TEST_F(KernelAdapter, LaysAPortListOutAsTheModuleReadsIt) {
 }
 
 TEST_F(KernelAdapter, LaysADeletionOutAsTheModuleReadsIt) {
-  EXPECT_EQ(tesk_krnl_del_vlan(&vlan(0x0123)), 0u);
+  EXPECT_EQ(tesk_krnl_del_vlan(&pushed_vlan(0x0123)), 0u);
   EXPECT_EQ(last_module_record(), Bytes(Payload().u16(0x0123)));
-  EXPECT_EQ(tesk_krnl_del_port(&port(3)), 0u);
+  EXPECT_EQ(tesk_krnl_del_port(&pushed_port(3)), 0u);
   EXPECT_EQ(last_module_record(), Bytes(Payload().u32(0x1a000003)));
   ignore_rest();
 }
@@ -264,8 +280,8 @@ TEST_F(KernelAdapter, ClearsTheFlagButNotTheCountOfARecordPushedSingly) {
 }
 
 TEST_F(KernelAdapter, UncountsADirtyRecordThatIsDeleted) {
-  tesk_port_t &context = port(3);
-  vlan_hash_entry_t &entry = vlan(100);
+  tesk_port_t &context = pushed_port(3);
+  vlan_hash_entry_t &entry = pushed_vlan(100);
   tesk_krnl_port_info_dirty(&context);
   tesk_krnl_vlan_info_dirty_(&entry);
   EXPECT_EQ(tesk_krnl_del_port(&context), 0u);
@@ -293,8 +309,8 @@ TEST_F(KernelAdapter, UncountsADirtyRecordWhoseDeletionIsRefused) {
 }
 
 TEST_F(KernelAdapter, LeavesTheCountsWhenACleanRecordIsDeleted) {
-  EXPECT_EQ(tesk_krnl_del_port(&port(3)), 0u);
-  EXPECT_EQ(tesk_krnl_del_vlan(&vlan(100)), 0u);
+  EXPECT_EQ(tesk_krnl_del_port(&pushed_port(3)), 0u);
+  EXPECT_EQ(tesk_krnl_del_vlan(&pushed_vlan(100)), 0u);
   EXPECT_EQ(dirty_port_count, 0);
   EXPECT_EQ(dirty_vlan_count, 0);
   ignore_rest();

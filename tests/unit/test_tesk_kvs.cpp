@@ -61,10 +61,10 @@ TEST_F(StartupStore, IsOpenedAndClosed) {
 
 TEST_F(StartupStore, IsForgottenThoughItCannotBeClosed) {
   when("kvs_close").returns(RCODE_IO);
-  tesk_kvs_startup_cfg = 7;
+  tesk_kvs_startup_cfg = open_store(startup_store);
   tesk_close_startup_config_kvs();
   EXPECT_EQ(tesk_kvs_startup_cfg, 0u);
-  expect({"kvs_close(7)"});
+  expect({"kvs_close(1)"});
 }
 
 TEST_F(StartupStore, StaysClosedInSilenceForTheCallerWhenItHasNoUri) {
