@@ -27,9 +27,10 @@ host::Result<LocalSocket> ask_for(asio::io_context &loop, const std::string &poi
   LocalSocket socket(loop);
   asio::error_code error;
   socket.connect((opal::bus::run_folder() / capture_socket).string(), error);
-  if (error)
+  if (error) {
     return host::failure(error,
                          fmt::format("the chassis's capture socket cannot be reached: {}", error.message()));
+  }
   asio::write(socket, asio::buffer(point + "\n"), error);
   return socket;
 }

@@ -51,9 +51,10 @@ std::span<const FaultName> fault_names() { return named_faults; }
 
 host::Result<> FaultTable::set(std::string_view name, std::string_view mode,
                                std::chrono::milliseconds delay) {
-  if (!is_known(name))
+  if (!is_known(name)) {
     return host::failure(
         fmt::format("there is no service \"{}\"; faults exist for {}", name, list_of_names()));
+  }
   Fault fault;
   if (mode == "refuse") {
     fault.mode = FaultMode::refuse;

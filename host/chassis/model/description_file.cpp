@@ -170,9 +170,10 @@ class Reader {
     const YAML::Node number_node = item["channel"], members = item["members"], vlans = item["vlans"];
     PortChannelDescription channel;
     channel.channel = number(required(item, number_node, "channel"), "a port-channel", 1, port_channel_max);
-    for (const auto &other : description_.port_channels)
+    for (const auto &other : description_.port_channels) {
       if (other.channel == channel.channel)
         refuse(number_node, fmt::format("port-channel {} is defined twice", channel.channel));
+    }
     channel.vlans = vlan_list(required(item, vlans, "vlans"));
     check_list(required(item, members, "members"), "members");
     for (const auto &member : members) channel.members.push_back(read_member(member, channel));
@@ -197,9 +198,10 @@ class Reader {
     const YAML::Node port_node = item["port"];
     PortDescription port;
     port.port = port_number(required(item, port_node, "port"));
-    for (const auto &other : description_.ports)
+    for (const auto &other : description_.ports) {
       if (other.port == port.port)
         refuse(port_node, fmt::format("port {} is defined twice", port.port.value));
+    }
     port.vlans = vlans_of_port(item, port.port);
     if (item["link"]) port.link_up = link_is_up(item["link"]);
     read_far_end(item, port);
@@ -210,10 +212,11 @@ class Reader {
     const auto channel = channel_vlans_.find(port);
     if (channel == channel_vlans_.end())
       return item["vlans"] ? vlan_list(item["vlans"]) : std::vector<VlanId>{sol_vlan};
-    if (item["vlans"])
+    if (item["vlans"]) {
       refuse(
           item["vlans"],
           fmt::format("port {} carries the VLANs of its port-channel; remove its own 'vlans'", port.value));
+    }
     return channel->second;
   }
 

@@ -35,14 +35,16 @@ bool give_interface(const std::string &interface, const host::Descriptor &from, 
 
 host::Result<> check_lendable(const std::vector<std::string> &interfaces) {
   for (const auto &interface : interfaces) {
-    if (if_nametoindex(interface.c_str()) == 0)
+    if (if_nametoindex(interface.c_str()) == 0) {
       return host::failure(fmt::format(
           "interface {}, to which a port is attached, does not exist on this machine; see: ip link",
           interface));
-    if (geteuid() != 0)
+    }
+    if (geteuid() != 0) {
       return host::failure(fmt::format(
           "attaching a port to {} moves it into the sandbox, which only root may do; run this as root",
           interface));
+    }
   }
   return {};
 }

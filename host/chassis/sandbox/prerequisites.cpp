@@ -59,9 +59,10 @@ host::Result<> try_namespaces() {
 host::Result<> check_prerequisites() {
   if (!in_path("bwrap"))
     return host::failure("bwrap, which makes the sandbox, is not installed; install the package bubblewrap");
-  if (!in_path("ip"))
+  if (!in_path("ip")) {
     return host::failure(
         "ip, which moves network interfaces, is not installed; install the package iproute2");
+  }
   return find_device("/dev/net/tun", "makes network devices", "tun")
       .and_then([] { return find_device("/dev/fuse", "serves the kernel module's device", "fuse"); })
       .and_then(try_namespaces);

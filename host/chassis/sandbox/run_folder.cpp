@@ -40,11 +40,12 @@ host::Result<bool> make_base(const fs::path &base) {
   struct stat found {};
   const bool own = lstat(base.c_str(), &found) == 0 && S_ISDIR(found.st_mode) && found.st_uid == getuid() &&
                    (found.st_mode & (S_IWGRP | S_IWOTH)) == 0;
-  if (!own)
+  if (!own) {
     return host::failure(fmt::format(
         "{} is not a folder that only this user may write to; remove it, or set CHASSIS_RUN_DIR to "
         "another folder",
         base.string()));
+  }
   return false;
 }
 
@@ -76,9 +77,10 @@ host::Result<host::Descriptor> lock_folder(const fs::path &folder, const std::st
     if (!lock && errno == ENOENT) continue;
     if (!lock) return host::errno_failure(fmt::format("{} cannot be written to", folder.string()));
     auto wanted = whole_file(F_WRLCK);
-    if (fcntl(lock.get(), F_OFD_SETLK, &wanted) != 0)
+    if (fcntl(lock.get(), F_OFD_SETLK, &wanted) != 0) {
       return host::failure(
           fmt::format("a chassis named '{}' is already running; end it, or choose another --name", name));
+    }
     if (is_current(lock, folder)) return lock;
   }
 }
@@ -127,12 +129,14 @@ std::vector<std::string> running_chassis() {
 host::Result<std::string> choose_chassis(const std::string &name) {
   const auto running = running_chassis();
   if (running.empty()) return host::failure("no chassis is running; start one with: chassis run");
-  if (name.empty() && running.size() > 1)
+  if (name.empty() && running.size() > 1) {
     return host::failure(
         fmt::format("several chassis are running; choose one with --name: {}", fmt::join(running, ", ")));
-  if (!name.empty() && std::find(running.begin(), running.end(), name) == running.end())
+  }
+  if (!name.empty() && std::find(running.begin(), running.end(), name) == running.end()) {
     return host::failure(
         fmt::format("no chassis named '{}' is running; running are: {}", name, fmt::join(running, ", ")));
+  }
   return name.empty() ? running.front() : name;
 }
 

@@ -19,9 +19,10 @@ namespace {
 host::Result<bool> is_inside(const std::string &name) {
   const char *own = std::getenv("CHASSIS_NAME");
   if (own == nullptr || std::getenv("OPAL_RUN_DIR") == nullptr) return false;
-  if (!name.empty() && name != own)
+  if (!name.empty() && name != own) {
     return host::failure(
         fmt::format("this command runs inside the chassis '{}' and cannot reach '{}'", own, name));
+  }
   return true;
 }
 
