@@ -41,9 +41,9 @@ TEST_F(NetLink, IsNamedByEveryFailure) {
             "interface none: reading its flags failed: No such device");
   EXPECT_EQ(sentence_of(set_mtu("wire", 1)), "interface wire: setting its MTU failed: Invalid argument");
   EXPECT_EQ(sentence_of(set_address("wire", "10.0.100.1")),
-            "interface wire: '10.0.100.1' is no address like 10.0.100.1/24");
+            "interface wire: '10.0.100.1' is not an address like 10.0.100.1/24");
   EXPECT_EQ(sentence_of(set_link_up("a-name-of-16-bts", true)),
-            "'a-name-of-16-bts' is too long for an interface");
+            "'a-name-of-16-bts' is too long for an interface name");
 }
 
 TEST_F(NetLink, ThatIsMadeLaterDoesNotSpeakIpv6) {

@@ -60,7 +60,7 @@ TEST_F(Tun, HasTheCarrierThatItIsGiven) {
   EXPECT_EQ(sentence_of(set_carrier(device, true)), "");
   EXPECT_TRUE(test::has_carrier("wire"));
   EXPECT_EQ(sentence_of(set_carrier(host::Descriptor(), true)),
-            "an interface's carrier cannot be switched: Bad file descriptor");
+            "the carrier of an interface cannot be switched: Bad file descriptor");
 }
 
 TEST_F(Tun, IsRefusedANameThatIsTakenOrTooLong) {
@@ -68,7 +68,7 @@ TEST_F(Tun, IsRefusedANameThatIsTakenOrTooLong) {
   EXPECT_EQ(sentence_of(make_tun("wire", TunKind::ethernet)),
             "interface wire cannot be made: Device or resource busy");
   EXPECT_EQ(sentence_of(make_tun("a-name-of-16-bts", TunKind::ethernet)),
-            "'a-name-of-16-bts' is too long for an interface");
+            "'a-name-of-16-bts' is too long for an interface name");
 }
 
 }  // namespace

@@ -72,7 +72,7 @@ TEST_F(LentInterfacesTest, ComeBackWhenAnotherOneCannotBeLent) {
 TEST_F(LentInterfacesTest, AreOnTheMachineBefore) {
   EXPECT_EQ(sentence_of(check_lendable({"eth1"})), "");
   EXPECT_EQ(sentence_of(check_lendable({"eth1", "eth9"})),
-            "there is no interface eth9 on this machine to attach a port to; see: ip link");
+            "interface eth9, to which a port is attached, does not exist on this machine; see: ip link");
 }
 
 }  // namespace

@@ -46,7 +46,7 @@ TEST(LifelineTest, TellsTheInnerEndWhenTheSandboxIsCompleteAndWhenItEnds) {
 }
 
 TEST(LifelineTest, IsMissedOutsideASandbox) {
-  EXPECT_EQ(host::test::sentence_of(take_lifeline()), "this command belongs to `chassis run`");
+  EXPECT_EQ(host::test::sentence_of(take_lifeline()), "only `chassis run` may start this command");
 }
 
 }  // namespace

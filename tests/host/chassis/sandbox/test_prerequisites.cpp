@@ -22,7 +22,7 @@ TEST_F(Prerequisites, AreProgramsOfThePath) {
             "bwrap, which makes the sandbox, is not installed; install the package bubblewrap");
   write_program(folder.path() / "bwrap", "");
   EXPECT_EQ(sentence_of(check_prerequisites()),
-            "ip, which looks at and moves interfaces, is not installed; install the package iproute2");
+            "ip, which moves network interfaces, is not installed; install the package iproute2");
   setenv("PATH", path.c_str(), 1);
 }
 
@@ -42,8 +42,7 @@ TEST_F(Prerequisites, AreUserNamespacesThatTheMachineAllows) {
   std::ofstream(limit) << "0";
   const std::string sentence = sentence_of(check_prerequisites());
   std::ofstream(limit) << before;
-  EXPECT_EQ(sentence.find("user namespaces, which the sandbox is made of, are forbidden here (No space left"),
-            0U)
+  EXPECT_EQ(sentence.find("user namespaces, which the sandbox needs, are forbidden here (No space left"), 0U)
       << sentence;
 }
 

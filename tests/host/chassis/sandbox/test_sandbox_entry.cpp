@@ -94,7 +94,7 @@ TEST_F(SandboxEntry, IsDoneInsideAndImpossibleIntoAnother) {
   EXPECT_EQ(sentence_of(enter_sandbox("")), "");
   EXPECT_EQ(sentence_of(enter_sandbox("lab")), "");
   EXPECT_EQ(sentence_of(enter_sandbox("other")),
-            "this is inside the chassis 'lab', from where 'other' cannot be seen");
+            "this command runs inside the chassis 'lab' and cannot reach 'other'");
 }
 
 }  // namespace
