@@ -29,10 +29,11 @@ void add_machine(Arguments &arguments) {
   for (const auto &entry : fs::directory_iterator("/", error)) {
     const std::string path = entry.path().string();
     if (is_own(entry.path().filename())) continue;
-    if (entry.is_symlink(error))
+    if (entry.is_symlink(error)) {
       add(arguments, {"--symlink", fs::read_symlink(entry.path(), error).string(), path});
-    else
+    } else {
       add(arguments, {"--ro-bind-try", path, path});
+    }
   }
 }
 
@@ -65,10 +66,11 @@ std::vector<std::string> sandbox_arguments(const SandboxPlan &plan, const Sandbo
   Arguments arguments{"bwrap"};
   add(arguments, {"--unshare-net", "--unshare-pid", "--unshare-ipc", "--unshare-uts", "--hostname", plan.name,
                   "--die-with-parent", "--uid", "0", "--gid", "0", "--cap-add", "ALL"});
-  if (descriptors.users < 0)
+  if (descriptors.users < 0) {
     arguments.emplace_back("--unshare-user");
-  else
+  } else {
     add(arguments, {"--userns", std::to_string(descriptors.users)});
+  }
   add_machine(arguments);
   add_own_folders(arguments);
   add(arguments, {"--file", std::to_string(descriptors.empty_file), TESKK_DEVICE});
