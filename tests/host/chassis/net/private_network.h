@@ -16,6 +16,7 @@
 #include <sys/mount.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <array>
 
 #include <cerrno>
 #include <cstring>
@@ -105,6 +106,22 @@ inline Bytes next_from(int descriptor, int limit_ms = 5000) {
   return bytes;
 }
 
+/// @return the VLAN of the tag that the kernel took off the next frame, -1 without a tag. Does not receive the frame.
+inline int tag_beside_next(int descriptor, int limit_ms = 5000) {
+  pollfd waiting{descriptor, POLLIN, 0};
+  must(poll(&waiting, 1, limit_ms) == 1, "poll");
+  alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(tpacket_auxdata))> control{};
+  msghdr message{};
+  message.msg_control = control.data();
+  message.msg_controllen = control.size();
+  must(recvmsg(descriptor, &message, MSG_PEEK) >= 0, "recvmsg");
+  const cmsghdr *header = CMSG_FIRSTHDR(&message);
+  must(header != nullptr && header->cmsg_type == PACKET_AUXDATA, "PACKET_AUXDATA");
+  tpacket_auxdata auxiliary{};
+  std::memcpy(&auxiliary, CMSG_DATA(header), sizeof auxiliary);
+  return (auxiliary.tp_status & TP_STATUS_VLAN_VALID) != 0 ? auxiliary.tp_vlan_tci & 0x0fff : -1;
+}
+
 inline void put(int descriptor, const Bytes &bytes) {
   must(write(descriptor, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()), "write");
 }
@@ -114,6 +131,7 @@ inline host::Descriptor packet_socket(const std::string &interface, std::uint16_
   host::Descriptor socket(::socket(AF_PACKET, SOCK_RAW | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
   const int on = 1;
   must(setsockopt(socket.get(), SOL_PACKET, PACKET_IGNORE_OUTGOING, &on, sizeof on) == 0, "setsockopt");
+  must(setsockopt(socket.get(), SOL_PACKET, PACKET_AUXDATA, &on, sizeof on) == 0, "setsockopt");
   sockaddr_ll address{};
   address.sll_family = AF_PACKET;
   address.sll_protocol = htons(protocol);

@@ -49,8 +49,10 @@ TEST_F(NodeTest, GetsAFrameOnTheTrunkAndWithoutItsTagInItsVlan) {
   node->deliver(frame);
   Bytes without_tag(frame.begin(), frame.begin() + 12);
   without_tag.insert(without_tag.end(), frame.begin() + 16, frame.end());
+  // The kernel takes a tag off a frame that it receives, and keeps it beside the frame.
+  EXPECT_EQ(test::tag_beside_next(vlan100.get()), -1);
   EXPECT_EQ(test::next_from(vlan100.get()), without_tag);
-  // The kernel keeps the tag beside the frame.
+  EXPECT_EQ(test::tag_beside_next(trunk.get()), 100);
   EXPECT_EQ(test::next_from(trunk.get()), without_tag);
   EXPECT_EQ(test::next_from(vlan200.get(), 0), Bytes{});
 }
