@@ -1,7 +1,7 @@
 // A stream of frames through a relay, in one direction: sends frames, receives them again and checks each.
 //
 // Frames are sent in bursts of `window`, faster than a relay reads them. The next burst is sent when the last
-// one has come back. So a relay that has begun finds work until the burst is done, and its speed relative to
+// one is received back. So a relay never runs out of work in the middle of a burst, and its speed relative to
 // the generator does not decide how often it waits. The generator polls for frames without sleeping, so that
 // no relay pays for waking it. A window never exceeds a relay's receive buffer, because the kernel would drop
 // frames before the relay sees them. A missing, duplicate, changed or reordered frame makes the run invalid:
@@ -53,7 +53,8 @@ class Stream {
  public:
   Stream(const Wire &wire, const Load &load);
 
-  /// Sends a burst if it is time, and receives what has come. Never waits. @return whether it did anything
+  /// Sends a burst if one is due, and receives the frames that are ready. Never waits.
+  /// @return whether it did anything
   bool step();
   /// Send one frame, and receive one that came out: for one frame at a time. @return whether it was possible
   bool send_one();

@@ -112,7 +112,7 @@ class SandboxProcess {
 
   Lifeline &lifeline() { return lifeline_; }
 
-  /// Waits until the process has ended or a signal has come. @return whether the process has ended
+  /// Waits until the process ends or a signal arrives. @return whether the process has ended
   bool wait_for_end(const SignalWatch *signals, int limit_ms) const {
     std::array<pollfd, 2> waiting{pollfd{ended_.get(), POLLIN, 0},
                                   pollfd{signals != nullptr ? signals->descriptor() : -1, POLLIN, 0}};

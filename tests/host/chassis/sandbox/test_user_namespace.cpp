@@ -12,7 +12,7 @@
 namespace chassis {
 namespace {
 
-/// A map, each number of the outer namespace replaced by that of the inner one.
+/// An id map in which the inner number replaces the outer number on every line.
 std::string to_itself(const std::string &map) {
   std::istringstream lines(map);
   std::string result;

@@ -36,7 +36,7 @@ struct DataPlaneTest : test::PrivateNetwork {
     test::must(enter_net_namespace(node));
     return test::packet_socket("trunk0");
   }
-  /// What a packet socket of the daemon gets while the chassis works.
+  /// Runs the chassis until a packet socket of the daemon receives a frame. @return that frame
   Bytes next_from(const host::Descriptor &socket) {
     Bytes bytes;
     run_until(loop, [&] { return !(bytes = test::next_from(socket.get(), 0)).empty(); });
